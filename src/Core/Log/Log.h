@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QDebug>
+
+/// The form of every warning and critical record: "[ W ][ Core/Worker/Worker ] start : 57 =>\t", then the
+/// message, each item followed by one blank. Debug and info records are the message alone.
+namespace Log
+{
+
+/// The source tag of a file: its path below src/, without its extension.
+QString sourceTag(const char* file);
+
+/// A record at warning or critical level that already holds its tag; stream the message into it.
+QDebug warning(const char* file, const char* function, int line);
+QDebug critical(const char* file, const char* function, int line);
+
+/// Records at debug and info level, unquoted.
+inline QDebug debug()
+{
+    return qDebug().noquote();
+}
+inline QDebug info()
+{
+    return qInfo().noquote();
+}
+
+} // namespace Log
+
+// Macros, since only they know the place they stand at. Any thread.
+#define LOG_WARNING() Log::warning(__FILE__, __func__, __LINE__)
+#define LOG_CRITICAL() Log::critical(__FILE__, __func__, __LINE__)
+#define LOG_DEBUG() Log::debug()
+#define LOG_INFO() Log::info()
