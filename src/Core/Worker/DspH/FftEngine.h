@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+
+struct DoubleComplex;
+
+/// The discrete Fourier transform of one length, in place, without window or scaling:
+///   X[k] = sum over j of x[j] * exp(+2 pi i j k / length)   (a negative direction: exponent -2 pi i ...)
+/// in natural order. The positive sign of the forward exponent decides which way up the spectrum comes out.
+/// One transform in each direction multiplies the data by `length`.
+/// Split radix, decimation in frequency (Duhamel and Hollmann 1984; Sorensen, Heideman and Burrus 1986),
+/// depth first, with Ooura's tables: each block length finds its twiddles side by side.
+/// Thread:    one; the tables are built by the first transform.
+/// Errors:    a length outside 512..32,768 is logged and works all the same if it is a power of two; of any
+///            other length nothing but memory safety is promised.
+class FftEngine
+{
+public:
+    explicit FftEngine(int length);
+
+    /// `data` holds `length` samples. Forward for a direction of 0 or above, backward below.
+    void transform(DoubleComplex* data, int direction);
+
+private:
+    void SetupParameters(int length);
+
+    std::unique_ptr<int[]> m_ip;   // [0] twiddle size built for, 0 none; [1] 1 once built; from [2] offsets
+    std::unique_ptr<double[]> m_w; // length / 2 - 1 values
+    int m_length = 0;
+    int m_points = 0; // the power of two that is transformed: m_length itself where it is one
+};

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "Core/Worker/RingBuffer.h"
+
+#include <QHostAddress>
+#include <QObject>
+#include <QSharedPointer>
+#include <QVector>
+
+class AbstractRadioDevice;
+class FftEngine;
+class FFTSocket;
+class QTimer;
+class Socket;
+
+/// Sends the client a spectrum of a device's raw input, 25 frames a second, each from one windowed transform
+/// of the newest samples: the bins asked for, thinned or repeated to the number of points asked for.
+/// A frame is a header of three values and then datagrams of 252 points, the last one shorter.
+/// A point is -4 times the power in dB; 800 marks a point without a bin.
+/// Thread:    the main one; the ring is written by another, under its mutex.
+/// Ownership: the device is not owned, and forgotten by stop(). Range and engine outlive a session.
+class FFTStream : public QObject
+{
+    Q_OBJECT
+
+public:
+    FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* parent);
+    ~FFTStream() override;
+
+    void setHost(const QHostAddress& address, quint16 port);
+    /// Reads the device's inBuffer.
+    void setDevice(AbstractRadioDevice* device);
+    void start();
+    /// Nothing refers to the device from here on.
+    void stop();
+
+    /// `dataSize` points a frame, spread evenly over the bins from `startIndex` up to, not including,
+    /// `stopIndex`; bin `fftSize` / 2 is the receiver's centre. Bins may lie outside the transform.
+    /// `fftSize`: a power of two, 2..65,536; below 1 there are no frames. `dataSize`: up to 65,536, of which
+    /// the frame's header holds the low 16 bits; below 1 there are no frames.
+    /// Anything else is refused whole with a warning, and the stream goes on as it was.
+    void setDataRange(int startIndex, int stopIndex, int dataSize, int fftSize);
+
+public slots:
+    void onTimeout();
+
+private:
+    struct Reader
+    {
+        int readIndex; // unused: every frame takes the newest samples
+        QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+    };
+
+    void setFftSize(int fftSize);
+    void readBlock();
+    void applyWindow();
+    void sendPoints();
+    [[nodiscard]] qint16 point(qint64 bin) const;
+
+    QSharedPointer<Socket> m_socket;
+    QSharedPointer<FFTSocket> m_fftSocket;
+    AbstractRadioDevice* m_device = nullptr;
+    QTimer* m_timer;
+    QSharedPointer<Reader> m_reader;
+    QVector<qint16> m_header;
+    QVector<qint16> m_packet;
+    QVector<qint16> m_lastPacket;
+    QHostAddress m_address;
+    quint16 m_port = 0;
+    int m_fullPackets = 0;
+    int m_remainder = 0;
+    int m_startIndex = 0;
+    int m_stopIndex = 0;
+    int m_dataSize = 0;
+    int m_fftSize = 0;
+    double m_scale = 0.0;
+    QSharedPointer<FftEngine> m_fft;
+    QVector<float> m_window;
+    QVector<DoubleComplex> m_block;
+    bool m_compress;
+};

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Core/Worker/RingBuffer.h"
+
+#include <QHostAddress>
+#include <QObject>
+#include <QSharedPointer>
+#include <QVector>
+
+class AbstractRadioDevice;
+class IQSocket;
+class QTimer;
+class Socket;
+
+/// Sends the down-converted samples of a device to the client: 128 samples a datagram, 16-bit, real part
+/// first, as many datagrams a tick as the ring has full blocks.
+/// Thread:    the main one; the ring is written by another, under its mutex.
+/// Ownership: the device is not owned, and forgotten by stop().
+/// Errors:    none: what can't be sent is lost, and a reader that the ring has overrun just reads on.
+class IQStream : public QObject
+{
+    Q_OBJECT
+
+public:
+    IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent);
+    ~IQStream() override;
+
+    void setHost(const QHostAddress& address, quint16 port);
+    /// Reads the device's outBuffer from index 0 on.
+    void setDevice(AbstractRadioDevice* device);
+    void start();
+    /// Nothing refers to the device from here on.
+    void stop();
+
+public slots:
+    void onTimeout();
+
+private:
+    struct Reader
+    {
+        int readIndex;
+        QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+    };
+
+    [[nodiscard]] bool readBlock();
+
+    QSharedPointer<Socket> m_socket;
+    QSharedPointer<IQSocket> m_iqSocket;
+    QTimer* m_timer;
+    AbstractRadioDevice* m_device = nullptr;
+    QSharedPointer<Reader> m_reader;
+    QVector<DoubleComplex> m_block;
+    QVector<qint16> m_samples;
+    QHostAddress m_address;
+    quint16 m_port = 0;
+    bool m_compress;
+};
