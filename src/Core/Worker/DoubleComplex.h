@@ -1,0 +1,8 @@
+#pragma once
+
+/// One complex sample; full scale 1.0.
+struct DoubleComplex
+{
+    double re = 0.0;
+    double im = 0.0;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Core/Worker/AbstractEvent.h"
+#include "Core/Worker/RingBuffer.h"
+
+#include <QSharedPointer>
+#include <QString>
+#include <utility>
+
+/// Hands a worker a ring, under a key that tells the receiver what it is for and of which samples it is:
+/// events of every T carry the same type number.
+template <class T>
+class SetBufferEvent : public AbstractEvent
+{
+public:
+    SetBufferEvent(QSharedPointer<RingBuffer<T>> buffer, const QString& key)
+        : AbstractEvent(kSetBufferType)
+        , m_key(key)
+        , m_buffer(std::move(buffer))
+    {
+    }
+
+    [[nodiscard]] const QString& key() const { return m_key; }
+    [[nodiscard]] const QSharedPointer<RingBuffer<T>>& buffer() const { return m_buffer; }
+
+private:
+    QString m_key;
+    QSharedPointer<RingBuffer<T>> m_buffer;
+};
