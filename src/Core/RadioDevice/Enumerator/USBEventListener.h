@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QObject>
+
+/// The seam at which a platform's notice of USB devices coming and going would enter. Silent so far.
+class USBEventListener : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit USBEventListener(QObject* parent);
+
+signals:
+    void update();
+};

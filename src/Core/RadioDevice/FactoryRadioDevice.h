@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Core/RadioDevice/AbstractRadioDevice.h"
+
+/// Turns the record of a receiver into its device.
+class FactoryRadioDevice : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// A device with every property at its default, without a parent and owned by the caller; null, with a
+    /// critical record, for a type that no driver here serves.
+    [[nodiscard]] static AbstractRadioDevice* make(const QSharedPointer<InfoRadioDevice>& info);
+};

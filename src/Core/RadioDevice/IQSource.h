@@ -1,0 +1,74 @@
+#pragma once
+
+#include "Core/Worker/DoubleComplex.h"
+#include "Core/Worker/RingBuffer.h"
+
+#include <QSharedPointer>
+#include <QTimer>
+#include <QVector>
+#include <QtPlugin>
+#include <atomic>
+#include <chrono>
+#include <functional>
+
+/// The sample side of a driver: holds the block that the driver fills, hands finished blocks to a ring, and
+/// watches that they keep coming.
+/// Thread:    made, watched and destroyed on the device's thread; `write` and the block belong to the thread
+///            that delivers samples while the device runs.
+/// Ownership: shares the ring with every reader of it.
+/// Units:     hertz, complex samples, re = Q and im = I.
+class IQSource
+{
+public:
+    static constexpr std::chrono::milliseconds kWatchdogInterval{6000};
+
+    /// `ringCapacity` is a power of two, in samples.
+    explicit IQSource(int ringCapacity, std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
+    ~IQSource();
+
+    [[nodiscard]] bool swapIQ() const { return m_swapIQ; }
+    void setSwapIQ(bool swapIQ) { m_swapIQ = swapIQ; }
+    void resetSwapIQ() { m_swapIQ = false; }
+
+    [[nodiscard]] int blockSize() const { return m_block.size(); }
+
+    /// Resizes the block and works out how many blocks make one wake-up of the ring's readers: they are
+    /// woken about every 8 ms at most, and by every block that lasts that long by itself. A negative size is
+    /// refused with a warning.
+    void setBlockSize(int samples);
+
+    /// Publishes the first `count` samples of the block, all of them for 0. Never blocks and never asks where
+    /// the readers are. `count` is at most blockSize(). `wait` gives up at once if nobody frees space.
+    void write(int count, bool wait);
+
+    /// Arms the watchdog: an interval without a single block warns and calls the no-data callback, again at
+    /// each interval until a block comes or the watch stops.
+    void startWatch();
+    void stopWatch();
+
+    /// Called by the watchdog, on the device's thread. May be empty.
+    void setNoDataCallback(std::function<void()> callback);
+
+    /// The ring that `write` fills.
+    [[nodiscard]] QSharedPointer<RingBuffer<DoubleComplex>> inBuffer() const { return m_inBuffer; }
+
+protected:
+    QVector<DoubleComplex> m_block;
+    bool m_swapIQ = false;
+    double m_sampleRate = -1.0; // Hz
+
+private:
+    Q_DISABLE_COPY_MOVE(IQSource)
+    void onWatchdog();
+
+    int m_blocksSinceWake = 0;
+    int m_blocksPerWake = 1;
+    // Counted by the delivering thread, read by the watchdog's: all that matters is that it changes.
+    std::atomic<int> m_blockCounter{0};
+    int m_lastBlockCounter = 0;
+    std::function<void()> m_noDataCallback;
+    QTimer* m_watchdog;
+    QSharedPointer<RingBuffer<DoubleComplex>> m_inBuffer;
+};
+
+Q_DECLARE_INTERFACE(IQSource, "IQSource")
