@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Core/Worker/DspH/Dec2.h"
+
+#include <memory>
+
+/// Half-band FIR decimator of any length 4k + 3. Every second coefficient but the centre is zero and skipped.
+class CHalfBandDecimateBy2 : public Dec2
+{
+public:
+    /// `bufLen`: the block length of the whole chain, the longest block there will be. `coefficients`: a
+    /// table of `taps` values, not owned. Throws std::bad_array_new_length if 2 * `bufLen` is no int of 0 or
+    /// above.
+    CHalfBandDecimateBy2(int bufLen, int taps, const double* coefficients);
+
+    /// Gives (`count` + 1) / 2 outputs. In place the outputs of a block below 2 * (`taps` - 1) samples reach
+    /// into what the next block needs as history; of a block below `taps` - 1 samples, what would lie before
+    /// it counts as zeros there.
+    int decimate(int count, DoubleComplex* in, DoubleComplex* out) override;
+
+private:
+    std::unique_ptr<DoubleComplex[]>
+        m_buffer; // the end of the block before, taps - 1 samples; then the block
+    int m_taps;
+    int m_center;
+    const double* m_coefficients;
+};

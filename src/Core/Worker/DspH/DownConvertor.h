@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Core/Worker/DspH/Dec2.h"
+
+#include <array>
+#include <memory>
+
+/// A chain of stages, each of which halves the sample rate: short filters at high rates, long ones near the
+/// end. Without a `setup` it passes samples through.
+/// Thread: that of its `DspH`; no locks. Units: hertz.
+class DownConvertor
+{
+public:
+    /// A chain may not need more: `inSampleRate` / `preferredBandWidth` stays below 8,192. One that would is
+    /// cut off here.
+    static constexpr int kMaxStages = 12;
+
+    /// Discards the stages with all their history and builds new ones, until the rate is below twice
+    /// `preferredBandWidth`; returns that rate. `bufLen`: the longest block that `process` will see.
+    /// `aliasFreeBandWidth`: the band that no alias may reach. `tier`: the filter quality, 0 to 2; any other
+    /// makes no stage.
+    float setup(int bufLen, float inSampleRate, float preferredBandWidth, float aliasFreeBandWidth, int tier);
+
+    /// Filters `count` samples in place and returns the number left. `samples` has room for `bufLen`.
+    int process(int count, DoubleComplex* samples);
+
+private:
+    [[nodiscard]] std::unique_ptr<Dec2> makeStage(int bufLen, float rate, int tier) const;
+
+    float m_inSampleRate = 0.0F;
+    float m_aliasFreeBandWidth = 0.0F;
+    std::array<std::unique_ptr<Dec2>, kMaxStages> m_stages; // in use up to the first null
+};

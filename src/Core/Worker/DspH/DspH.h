@@ -1,0 +1,83 @@
+#pragma once
+
+#include "Core/Worker/DspH/DownConvertor.h"
+#include "Core/Worker/DspH/RotatingOscillator.h"
+#include "Core/Worker/DspH/TableOscillator.h"
+#include "Core/Worker/RingBuffer.h"
+#include "Core/Worker/Worker.h"
+
+#include <QSharedPointer>
+#include <QVector>
+#include <atomic>
+
+/// Turns the receiver's rate into the client's: mixes the wanted frequency to 0 Hz and halves the rate until
+/// it is below twice the wanted bandwidth. Reads blocks from the ring "in", writes what is left to the ring
+/// "out".
+/// Thread:    its own, made by `ThreadManager`; properties and rings arrive by event between two blocks.
+/// Ownership: made and kept by the device; shares both rings.
+/// Units:     hertz, complex samples of two doubles.
+class DspH : public Worker
+{
+    Q_OBJECT
+    Q_PROPERTY(qlonglong inSampleRate READ inSampleRate WRITE setInSampleRate)
+    Q_PROPERTY(qlonglong preferredBandWidth READ preferredBandWidth WRITE setPreferredBandWidth)
+    Q_PROPERTY(qlonglong outSampleRate MEMBER m_outSampleRate)
+    Q_PROPERTY(qlonglong aliasFreeBandWidth MEMBER m_aliasFreeBandWidth)
+    Q_PROPERTY(double ifFreq READ ifFreq WRITE setIfFreq RESET resetIfFreq NOTIFY ifFreqChanged)
+
+public:
+    explicit DspH(QObject* parent = nullptr);
+    ~DspH() override;
+
+signals:
+    void ifFreqChanged(double ifFreq);
+    void outSampleRateChanged(double outSampleRate);
+
+protected:
+    void setBufferEvent(AbstractEvent* event) override;
+
+protected slots:
+    void onStart() override;
+    void onStop() override;
+    void onDoWork() override;
+
+private:
+    struct OutWriter
+    {
+        QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+    };
+    struct InReader
+    {
+        int readIndex = 0;
+        QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+    };
+
+    [[nodiscard]] qlonglong inSampleRate() const { return m_inSampleRate; }
+    void setInSampleRate(qlonglong inSampleRate);
+    [[nodiscard]] qlonglong preferredBandWidth() const { return m_preferredBandWidth; }
+    void setPreferredBandWidth(qlonglong preferredBandWidth);
+    [[nodiscard]] double ifFreq() const { return m_ifFreq; }
+    void setIfFreq(double ifFreq);
+    void resetIfFreq();
+
+    void setup();
+    bool readBlock();
+    void processBlock();
+    void writeBlock();
+
+    QSharedPointer<TableOscillator> m_coarseMixer;
+    QSharedPointer<RotatingOscillator> m_fineMixer;
+    QSharedPointer<DownConvertor> m_downConvertor;
+    bool m_waitForData = false;
+    int m_outLen = 0;   // samples
+    int m_inBufLen = 0; // samples; 0 before the first setup
+    // Other threads read these by getProperty; only the worker's own writes them.
+    std::atomic<qlonglong> m_inSampleRate{0};
+    std::atomic<qlonglong> m_outSampleRate{0};
+    std::atomic<qlonglong> m_preferredBandWidth{30'000};
+    std::atomic<qlonglong> m_aliasFreeBandWidth{8'000};
+    std::atomic<double> m_ifFreq{0.0};
+    QVector<DoubleComplex> m_workBuffer;
+    QSharedPointer<OutWriter> m_outWriter;
+    QSharedPointer<InReader> m_inReader;
+};
