@@ -12,7 +12,7 @@ struct DoubleComplex;
 /// depth first, with Ooura's tables: each block length finds its twiddles side by side.
 /// Thread:    one; the tables are built by the first transform.
 /// Errors:    a length outside 512..32,768 is logged and works all the same if it is a power of two; of any
-///            other length nothing but memory safety is promised.
+///            other length only the largest power of two within it is transformed.
 class FftEngine
 {
 public:
@@ -26,6 +26,5 @@ private:
 
     std::unique_ptr<int[]> m_ip;   // [0] twiddle size built for, 0 none; [1] 1 once built; from [2] offsets
     std::unique_ptr<double[]> m_w; // length / 2 - 1 values
-    int m_length = 0;
-    int m_points = 0; // the power of two that is transformed: m_length itself where it is one
+    int m_length = 0;              // points transformed: the largest power of two within the length asked for
 };
