@@ -88,6 +88,9 @@ protected:
 
     void setPropertyEvent(SetPropertyEvent* event);
 
+    /// Guards the state, and what a subclass lets other threads read beside it.
+    mutable QReadWriteLock m_stateLock;
+
 private slots:
     void onRestore(const QString& key);
     void onSave(const QString& key);
@@ -98,5 +101,4 @@ private:
     [[nodiscard]] QString className() const;
 
     State m_state = STOPPED;
-    mutable QReadWriteLock m_stateLock; // guards m_state
 };
