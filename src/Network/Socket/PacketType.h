@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QByteArray>
+
+/// What a datagram holds, as the low four bits of its first byte tell; the high four are written as 0 and
+/// ignored on receipt. No other type is defined.
+enum class PacketType : quint8
+{
+    Rpc = 0,
+    Iq = 2,
+    IqCompressed = 3,
+    Spectrum = 4,
+    SpectrumCompressed = 5,
+    Audio = 6,
+    Spm = 7,
+};
+
+inline bool isPacket(const QByteArray& datagram, PacketType type)
+{
+    return !datagram.isEmpty() && (datagram.at(0) & 0x0F) == static_cast<int>(type);
+}

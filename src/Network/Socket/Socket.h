@@ -1,0 +1,86 @@
+#pragma once
+
+#include "Network/Socket/InterfaceSocket.h"
+
+#include <QList>
+#include <QObject>
+#include <QSharedPointer>
+
+class QTimer;
+class QUdpSocket;
+
+/// The process's one UDP port. Offers every datagram to the attached objects until one accepts it, counts
+/// traffic and gives the objects a heartbeat once a second.
+/// Thread:    the one that made it; the attached objects are called there, from inside the read loop.
+/// Ownership: shared by its owner and the objects above it; it shares what is attached.
+class Socket : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Sizes of a datagram, bytes: the shortest packet is an empty block of samples.
+    static constexpr int kMinDatagram = 5;
+    static constexpr int kMaxDatagram = 65536;
+
+    explicit Socket(QObject* parent = nullptr);
+
+    /// Binds every local address; 0 lets the system choose the port. False with a critical record on failure.
+    [[nodiscard]] bool listen(quint16 port);
+
+    /// Sends one datagram, once. False if it is longer than kMaxDatagram, which counts and logs nothing, or
+    /// if the system did not take it whole.
+    bool write(const QByteArray& data, const QHostAddress& address, quint16 port);
+
+    [[nodiscard]] quint16 localPort() const;
+    [[nodiscard]] QString errorString() const;
+
+    /// Objects may be attached and detached at any time, from inside readyRead and onTimeout as well: none
+    /// that stays is left out of a walk that goes on. One attached already is not attached again.
+    void addSocket(const QSharedPointer<InterfaceSocket>& socket);
+    void removeSocket(const QSharedPointer<InterfaceSocket>& socket);
+
+    [[nodiscard]] double receivedMegabytes() const; ///< MiB, of all datagrams.
+    [[nodiscard]] double sentMegabytes() const;     ///< MiB; a failed send takes one byte off.
+    [[nodiscard]] double receiveSpeed() const;      ///< KiB in the last second.
+    [[nodiscard]] double sendSpeed() const;         ///< KiB in the last second.
+    [[nodiscard]] quint64 receivedPackets() const;  ///< Datagrams that an object accepted.
+    [[nodiscard]] quint64 sentPackets() const;      ///< Datagrams handed to the system, taken or not.
+
+    /// Whether a datagram of `size` bytes is one that the objects get to see.
+    [[nodiscard]] static constexpr bool isOffered(qint64 size)
+    {
+        return size >= kMinDatagram && size <= kMaxDatagram;
+    }
+
+public slots:
+    /// The heartbeat; the Socket's own timer calls it.
+    void onTimeout();
+
+private slots:
+    void onReadyRead();
+
+private:
+    bool readDatagram();
+    void offerDatagram();
+    void askForReceiveBuffer();
+    template <typename Visit>
+    void walk(int& place, Visit visit);
+
+    QList<QSharedPointer<InterfaceSocket>> m_sockets;
+    // Where the walk of each kind stands in m_sockets; removeSocket moves it along.
+    int m_offerPlace = -1;
+    int m_heartbeatPlace = -1;
+    QTimer* m_timer;
+    QUdpSocket* m_udp;
+    QByteArray m_buffer;
+    QHostAddress m_senderAddress;
+    quint16 m_senderPort = 0;
+    quint64 m_receivedPackets = 0;
+    quint64 m_sentPackets = 0;
+    quint64 m_receivedBytes = 0;
+    quint64 m_sentBytes = 0;
+    quint64 m_receivedBytesAtTick = 0;
+    quint64 m_sentBytesAtTick = 0;
+    double m_receiveSpeed = 0;
+    double m_sendSpeed = 0;
+};
