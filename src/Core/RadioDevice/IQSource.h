@@ -3,10 +3,10 @@
 #include "Core/Worker/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
 
+#include <QObject>
 #include <QSharedPointer>
 #include <QTimer>
 #include <QVector>
-#include <QtPlugin>
 #include <atomic>
 #include <chrono>
 #include <functional>

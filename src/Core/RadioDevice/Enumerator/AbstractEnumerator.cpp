@@ -1,0 +1,6 @@
+#include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
+
+AbstractEnumerator::AbstractEnumerator(EnumeratorRadioDevice* owner)
+    : m_owner(owner)
+{
+}

@@ -1,0 +1,6 @@
+#include "Core/RadioDevice/Enumerator/USBEventListener.h"
+
+USBEventListener::USBEventListener(QObject* parent)
+    : QObject(parent)
+{
+}

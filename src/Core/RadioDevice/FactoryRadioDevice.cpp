@@ -1,0 +1,42 @@
+#include "Core/RadioDevice/FactoryRadioDevice.h"
+
+#include "Core/Log/Log.h"
+#include "RadioDevice/IQPlayer/IQPlayerRadioDevice.h"
+
+#include <array>
+
+namespace
+{
+
+template <class Device>
+AbstractRadioDevice* makeDevice(const QSharedPointer<InfoRadioDevice>& info)
+{
+    return new Device(info, nullptr);
+}
+
+struct Maker
+{
+    DefRadioDevice::Type type;
+    AbstractRadioDevice* (*make)(const QSharedPointer<InfoRadioDevice>&);
+};
+
+constexpr std::array kMakers{
+    Maker{DefRadioDevice::IQFilePlayer, &makeDevice<IQPlayerRadioDevice>},
+};
+
+} // namespace
+
+AbstractRadioDevice* FactoryRadioDevice::make(const QSharedPointer<InfoRadioDevice>& info)
+{
+    const QString name = DefRadioDevice::toString(static_cast<DefRadioDevice::Type>(info->type()));
+    LOG_DEBUG() << "Factory radio device:" << name;
+    for (const Maker& maker : kMakers) {
+        if (maker.type == info->type()) {
+            AbstractRadioDevice* device = maker.make(info);
+            device->reset();
+            return device;
+        }
+    }
+    LOG_CRITICAL() << "Error factory RadioDevice!" << name << info->identificator;
+    return nullptr;
+}

@@ -1,0 +1,118 @@
+#include "Core/RadioDevice/IQSource.h"
+
+#include "Core/Log/Log.h"
+
+#include <QMutexLocker>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace
+{
+
+// A reader of the ring need not wake for every small block.
+constexpr double kWakeMs = 8.0;
+
+double blocksMs(double blocks, int samples, double sampleRate)
+{
+    return blocks * samples * 1000.0 / sampleRate;
+}
+
+/// The fewest blocks that last 8 ms, at most what an int holds; 1 where no number of blocks does.
+int blocksOfOneWake(int samples, double sampleRate)
+{
+    if (samples <= 0 || !(sampleRate > 0.0) || !std::isfinite(sampleRate)) {
+        return 1;
+    }
+    double blocks = std::max(1.0, std::ceil(kWakeMs * sampleRate / 1000.0 / samples));
+    if (blocks >= std::numeric_limits<int>::max()) {
+        return std::numeric_limits<int>::max();
+    }
+    // The quotient may be off by its rounding; the product decides.
+    while (blocks > 1.0 && blocksMs(blocks - 1.0, samples, sampleRate) >= kWakeMs) {
+        blocks -= 1.0;
+    }
+    while (blocksMs(blocks, samples, sampleRate) < kWakeMs) {
+        blocks += 1.0;
+    }
+    return static_cast<int>(blocks);
+}
+
+} // namespace
+
+IQSource::IQSource(int ringCapacity, std::chrono::milliseconds watchdogInterval)
+    : m_watchdog(new QTimer)
+    , m_inBuffer(QSharedPointer<RingBuffer<DoubleComplex>>::create(ringCapacity))
+{
+    m_watchdog->setTimerType(Qt::VeryCoarseTimer);
+    m_watchdog->setInterval(watchdogInterval);
+    QObject::connect(m_watchdog, &QTimer::timeout, m_watchdog, [this] { onWatchdog(); });
+}
+
+IQSource::~IQSource()
+{
+    // Until the event loop deletes it the timer must not reach what is gone.
+    m_watchdog->stop();
+    m_watchdog->disconnect();
+    m_watchdog->deleteLater();
+}
+
+void IQSource::setBlockSize(int samples)
+{
+    if (samples < 0) {
+        LOG_WARNING() << "Error set block size - negative value!" << samples;
+        return;
+    }
+    m_block.resize(samples);
+    m_blocksSinceWake = 0;
+    m_blocksPerWake = blocksOfOneWake(samples, m_sampleRate);
+}
+
+void IQSource::write(int count, bool wait)
+{
+    if (count == 0) {
+        count = m_block.size();
+    }
+    ++m_blockCounter;
+    ++m_blocksSinceWake;
+    const QMutexLocker lock(&m_inBuffer->mutex);
+    if (wait) {
+        m_inBuffer->spaceFreed.wait(&m_inBuffer->mutex, 0UL);
+    }
+    m_inBuffer->write(m_block.constData(), count);
+    if (m_blocksSinceWake >= m_blocksPerWake) {
+        m_blocksSinceWake = 0;
+        m_inBuffer->dataReady.wakeAll();
+    }
+}
+
+void IQSource::startWatch()
+{
+    setBlockSize(blockSize());
+    m_blockCounter = 0;
+    m_lastBlockCounter = 0;
+    m_watchdog->start();
+}
+
+void IQSource::stopWatch()
+{
+    m_watchdog->stop();
+}
+
+void IQSource::setNoDataCallback(std::function<void()> callback)
+{
+    m_noDataCallback = std::move(callback);
+}
+
+void IQSource::onWatchdog()
+{
+    const int counter = m_blockCounter;
+    if (counter != m_lastBlockCounter) {
+        m_lastBlockCounter = counter;
+        return;
+    }
+    LOG_WARNING() << "No IQ data - stop!";
+    if (m_noDataCallback) {
+        m_noDataCallback();
+    }
+}
