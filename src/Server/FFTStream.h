@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/Worker/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
 
 #include <QHostAddress>
@@ -47,15 +48,16 @@ public slots:
 private:
     struct Reader
     {
-        int readIndex; // unused: every frame takes the newest samples
+        int readIndex = 0; // stays: every frame takes the newest samples
         QSharedPointer<RingBuffer<DoubleComplex>> buffer;
     };
 
     void setFftSize(int fftSize);
     void readBlock();
     void applyWindow();
-    void sendPoints();
-    [[nodiscard]] qint16 point(qint64 bin) const;
+    void sendFrame();
+    void fillPoints(QVector<qint16>& points, int first) const;
+    [[nodiscard]] qint16 pointOf(qint64 bin) const;
 
     QSharedPointer<Socket> m_socket;
     QSharedPointer<FFTSocket> m_fftSocket;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/Worker/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
 
 #include <QHostAddress>
@@ -38,7 +39,7 @@ public slots:
 private:
     struct Reader
     {
-        int readIndex;
+        int readIndex = 0;
         QSharedPointer<RingBuffer<DoubleComplex>> buffer;
     };
 

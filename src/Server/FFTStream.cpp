@@ -1,0 +1,211 @@
+#include "Server/FFTStream.h"
+
+#include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
+#include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "Core/Worker/DspH/FftEngine.h"
+#include "Network/Socket/FFTSocket.h"
+
+#include <QMutexLocker>
+#include <QTimer>
+#include <cmath>
+
+namespace
+{
+
+constexpr std::chrono::milliseconds kTick{40};
+constexpr qint16 kFrameMarker = 0x7F0F;
+constexpr int kPacketSize = 252; // points a datagram
+constexpr int kMaxSize = 65536;  // points a frame, and bins
+constexpr int kMinFftSize = 2;
+constexpr qint16 kNoBin = 800;   // a point without a bin: -200 dB
+constexpr double kFloor = 1e-22; // power; -220 dB, where silence stands
+constexpr float kLog10Of2 = 0.30103F;
+constexpr double kPointsPerBel = -40.0;
+constexpr double kTwoPi = 6.283185307179586;
+
+bool isUsable(int dataSize, int fftSize)
+{
+    const bool isPowerOfTwo = (fftSize & (fftSize - 1)) == 0;
+    return dataSize <= kMaxSize &&
+           (fftSize < 1 || (isPowerOfTwo && fftSize >= kMinFftSize && fftSize <= kMaxSize));
+}
+
+// The logarithm to base 2, by a polynomial in the mantissa.
+float log2approx(float x)
+{
+    int exponent = 0;
+    const float m = std::frexp(std::fabs(x), &exponent);
+    return ((1.2314959F * m - 4.118525F) * m + 6.0219703F) * m - 3.1339645F + static_cast<float>(exponent);
+}
+
+// Blackman (Blackman and Tukey 1958), one place to the right of where it would be symmetric.
+QVector<float> blackman(int size)
+{
+    QVector<float> window(size);
+    for (int i = 0; i < size; ++i) {
+        const double angle = kTwoPi * (i - 1) / (size - 1);
+        window[i] = static_cast<float>(0.42 - 0.5 * std::cos(angle) + 0.08 * std::cos(2.0 * angle));
+    }
+    return window;
+}
+
+} // namespace
+
+FFTStream::FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* parent)
+    : QObject(parent)
+    , m_socket(std::move(socket))
+    , m_fftSocket(QSharedPointer<FFTSocket>::create(m_socket))
+    , m_timer(new QTimer(this))
+    , m_header{kFrameMarker, 0, 0}
+    , m_packet(kPacketSize)
+    , m_compress(compress)
+{
+    // Anyone may send points here; without a callback the first packet would end the process.
+    m_fftSocket->setCallback([](const QVector<qint16>& /*points*/) {});
+    m_socket->addSocket(m_fftSocket);
+    m_timer->setInterval(kTick);
+    m_timer->setTimerType(Qt::PreciseTimer);
+    connect(m_timer, &QTimer::timeout, this, &FFTStream::onTimeout);
+}
+
+FFTStream::~FFTStream()
+{
+    m_socket->removeSocket(m_fftSocket);
+}
+
+void FFTStream::setHost(const QHostAddress& address, quint16 port)
+{
+    m_address = address;
+    m_port = port;
+}
+
+void FFTStream::setDevice(AbstractRadioDevice* device)
+{
+    m_device = device;
+    m_reader = QSharedPointer<Reader>::create(Reader{0, device->inBuffer()});
+}
+
+void FFTStream::start()
+{
+    m_timer->start();
+}
+
+void FFTStream::stop()
+{
+    m_timer->stop();
+    m_device = nullptr;
+}
+
+void FFTStream::setDataRange(int startIndex, int stopIndex, int dataSize, int fftSize)
+{
+    if (!isUsable(dataSize, fftSize)) {
+        LOG_LIMITED(LOG_WARNING())
+            << QStringLiteral("Error data range! Data size: %1, fft size: %2").arg(dataSize).arg(fftSize);
+        return;
+    }
+    m_startIndex = startIndex;
+    m_stopIndex = stopIndex;
+    m_dataSize = dataSize;
+    m_header[1] = static_cast<qint16>(dataSize);
+    const int points = std::max(dataSize, 0);
+    m_fullPackets = points / kPacketSize;
+    m_remainder = points % kPacketSize;
+    m_packet.resize(m_fullPackets != 0 ? kPacketSize : 0);
+    m_lastPacket.resize(m_remainder);
+    if (fftSize != m_fftSize) {
+        setFftSize(fftSize);
+    }
+}
+
+void FFTStream::setFftSize(int fftSize)
+{
+    m_fftSize = fftSize;
+    LOG_LIMITED(LOG_DEBUG()) << "set fft size" << fftSize;
+    if (fftSize < 1) {
+        m_fft.clear();
+        m_window.clear();
+        m_block.clear();
+        return;
+    }
+    // Clients know the levels that this gives, the step at 4096 included.
+    m_scale = 20.0 / ((fftSize << 12) * (fftSize >= 4096 ? 1.0 : 0.6666666666666666));
+    m_fft = QSharedPointer<FftEngine>::create(fftSize);
+    m_window = blackman(fftSize);
+    m_block.resize(fftSize);
+}
+
+void FFTStream::onTimeout()
+{
+    if (m_device == nullptr || m_fftSize < 1) {
+        return;
+    }
+    readBlock();
+    if (m_dataSize < 1 || qint64{m_stopIndex} - m_startIndex < 1) {
+        return;
+    }
+    applyWindow();
+    m_fft->transform(m_block.data(), 1);
+    sendFrame();
+}
+
+// The frame ends at the newest sample; where none has come since the last tick, the index steps back
+// further, and the frame shows older samples instead of the same ones twice.
+void FFTStream::readBlock()
+{
+    RingBuffer<DoubleComplex>& ring = *m_reader->buffer;
+    const QMutexLocker lock(&ring.mutex);
+    ring.lastWriteIndex = ring.advance(ring.lastWriteIndex, -m_fftSize);
+    ring.read(ring.lastWriteIndex, m_block.data(), m_fftSize);
+}
+
+// The alternating sign moves 0 Hz to the middle of the transform.
+void FFTStream::applyWindow()
+{
+    const float* const window = m_window.constData();
+    DoubleComplex* const block = m_block.data();
+    for (int k = 0; k < m_fftSize; ++k) {
+        const double factor = k % 2 == 0 ? window[k] : -window[k];
+        block[k].re *= factor;
+        block[k].im *= factor;
+    }
+}
+
+void FFTStream::sendFrame()
+{
+    m_fftSocket->send(m_header, m_address, m_port, m_compress);
+    for (int i = 0; i < m_fullPackets; ++i) {
+        fillPoints(m_packet, i * kPacketSize);
+        m_fftSocket->send(m_packet, m_address, m_port, m_compress);
+    }
+    if (m_remainder > 0) {
+        fillPoints(m_lastPacket, m_fullPackets * kPacketSize);
+        m_fftSocket->send(m_lastPacket, m_address, m_port, m_compress);
+    }
+}
+
+// One bin a point: a range wider than the frame is thinned, a narrower one repeated.
+void FFTStream::fillPoints(QVector<qint16>& points, int first) const
+{
+    const double step = static_cast<double>(qint64{m_stopIndex} - m_startIndex) / m_dataSize;
+    int n = first;
+    for (qint16& point : points) {
+        point = pointOf(static_cast<qint64>(m_startIndex + n * step));
+        ++n;
+    }
+}
+
+qint16 FFTStream::pointOf(qint64 bin) const
+{
+    if (bin < 0 || bin >= m_fftSize) {
+        return kNoBin;
+    }
+    const DoubleComplex& value = m_block.constData()[bin];
+    const double power = value.re * value.re + value.im * value.im;
+    const auto x = static_cast<float>(power * m_scale + kFloor);
+    // A receiver gives no such sample; whatever made it, there is no level to tell.
+    if (!std::isfinite(x)) {
+        return kNoBin;
+    }
+    return static_cast<qint16>(static_cast<double>(log2approx(x) * kLog10Of2) * kPointsPerBel);
+}
