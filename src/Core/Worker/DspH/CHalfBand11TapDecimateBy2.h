@@ -24,6 +24,9 @@ private:
     static constexpr int kHistory = 10;
     static constexpr int kHead = 9;
 
+    // The output of the 11 samples from `x` on.
+    [[nodiscard]] DoubleComplex filter(const DoubleComplex* x) const;
+
     int m_loopCount;
     int m_headInputs;  // inputs that the head's outputs may read
     int m_headOutputs; // outputs of the head that fit the array
@@ -35,5 +38,4 @@ private:
     double m_h8;
     double m_h10;
     std::array<DoubleComplex, kHistory> m_history{};
-    std::array<DoubleComplex, kHead> m_head{};
 };

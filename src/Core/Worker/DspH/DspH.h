@@ -68,6 +68,7 @@ private:
     QSharedPointer<TableOscillator> m_coarseMixer;
     QSharedPointer<RotatingOscillator> m_fineMixer;
     QSharedPointer<DownConvertor> m_downConvertor;
+    bool m_looping = false; // a start from within the loop's processEvents must not nest another
     bool m_waitForData = false;
     int m_outLen = 0;   // samples
     int m_inBufLen = 0; // samples; 0 before the first setup

@@ -24,9 +24,7 @@ public:
 private:
     double m_frequency = 0.0;
     double m_sampleRate = 1.0;
-    double m_phaseStep = 0.0; // radians a sample
     double m_stepCos = 1.0;
     double m_stepSin = 0.0;
-    double m_gain = 1.0; // of the last sample
     DoubleComplex m_phasor{1.0, 0.0};
 };

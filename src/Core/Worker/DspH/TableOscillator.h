@@ -38,7 +38,5 @@ private:
     double m_stepSize; // hertz
     double m_frequency = 0.0;
     double m_residual = 0.0;
-    double m_phaseStep = 0.0; // radians a sample
-    double m_phase = 0.0;     // radians, the last one in the table
     std::vector<DoubleComplex> m_table;
 };
