@@ -18,18 +18,43 @@ void IPFromDNS::lookup(const QString& name)
 
 void IPFromDNS::handleServers()
 {
+    if (m_lookup->error() == QDnsLookup::InvalidReplyError) {
+        // So it calls both a host without such records and name servers that don't answer. The system's
+        // resolver tells the two apart.
+        QHostInfo::lookupHost(m_lookup->name(), this, &IPFromDNS::handleHostInfo);
+        return;
+    }
     if (m_lookup->error() != QDnsLookup::NoError) {
-        LOG_WARNING() << "DNS lookup failed" << m_lookup->errorString();
-        emit finish({});
+        fail();
         return;
     }
     const auto records = m_lookup->hostAddressRecords();
     if (records.isEmpty()) {
-        LOG_WARNING() << "DNS lookup not found records";
-        emit finish({});
+        findNothing();
         return;
     }
     const QDnsHostAddressRecord& record = records.constFirst();
     LOG_DEBUG() << "DNS lookup" << record.name() << record.value();
     emit finish(record.value());
+}
+
+void IPFromDNS::handleHostInfo(const QHostInfo& info)
+{
+    if (info.error() == QHostInfo::UnknownError) {
+        fail();
+    } else {
+        findNothing();
+    }
+}
+
+void IPFromDNS::fail()
+{
+    LOG_WARNING() << "DNS lookup failed" << m_lookup->errorString();
+    emit finish({});
+}
+
+void IPFromDNS::findNothing()
+{
+    LOG_WARNING() << "DNS lookup not found records";
+    emit finish({});
 }

@@ -2,10 +2,11 @@
 
 #include <QDnsLookup>
 #include <QHostAddress>
+#include <QHostInfo>
 #include <QObject>
 
-/// Turns a host name into an IPv4 address without blocking the event loop. Asks the name servers of the
-/// system alone, never its hosts file, and asks once.
+/// Turns a host name into an IPv4 address without blocking the event loop. The address comes from the name
+/// servers of the system alone, never from its hosts file. There is no second try.
 /// Thread: main.
 class IPFromDNS : public QObject
 {
@@ -25,5 +26,9 @@ private slots:
     void handleServers();
 
 private:
+    void handleHostInfo(const QHostInfo& info);
+    void fail();
+    void findNothing();
+
     QDnsLookup* m_lookup;
 };
