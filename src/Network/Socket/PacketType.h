@@ -15,7 +15,14 @@ enum class PacketType : quint8
     Spm = 7,
 };
 
-inline bool isPacket(const QByteArray& datagram, PacketType type)
+inline bool isPacket(const QByteArray& data, PacketType type)
 {
-    return !datagram.isEmpty() && (datagram.at(0) & 0x0F) == static_cast<int>(type);
+    return !data.isEmpty() && (data.at(0) & 0x0F) == static_cast<int>(type);
+}
+
+/// The type byte and its payload.
+inline QByteArray makePacket(PacketType type, QByteArray payload)
+{
+    payload.prepend(static_cast<char>(type));
+    return payload;
 }

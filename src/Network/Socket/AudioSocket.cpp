@@ -1,0 +1,33 @@
+#include "Network/Socket/AudioSocket.h"
+
+#include "Network/Socket/PacketType.h"
+#include "Network/Socket/SampleBlock.h"
+
+#include <utility>
+
+AudioSocket::AudioSocket(QSharedPointer<Socket> socket, QObject* parent)
+    : QObject(parent)
+    , m_socket(std::move(socket))
+{
+}
+
+void AudioSocket::setCallback(Callback callback)
+{
+    m_callback = std::move(callback);
+}
+
+bool AudioSocket::send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port)
+{
+    return m_socket->write(makePacket(PacketType::Audio, SampleBlock::encode(samples)), address, port);
+}
+
+bool AudioSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quint16 /*port*/)
+{
+    if (!isPacket(data, PacketType::Audio)) {
+        return false;
+    }
+    data.remove(0, 1);
+    m_received = SampleBlock::decode(data).value_or(QVector<qint16>());
+    m_callback(m_received);
+    return true;
+}

@@ -1,0 +1,46 @@
+#include "Network/Socket/FFTSocket.h"
+
+#include "Network/Socket/PacketType.h"
+#include "Network/Socket/SampleBlock.h"
+
+#include <utility>
+
+namespace
+{
+
+constexpr int kWorthCompressing = 256; // bytes; a longer block is compressed
+
+} // namespace
+
+FFTSocket::FFTSocket(QSharedPointer<Socket> socket, QObject* parent)
+    : QObject(parent)
+    , m_socket(std::move(socket))
+{
+}
+
+void FFTSocket::setCallback(Callback callback)
+{
+    m_callback = std::move(callback);
+}
+
+bool FFTSocket::send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port, bool compress)
+{
+    const QByteArray block = SampleBlock::encode(samples);
+    return m_socket->write(compress && block.size() > kWorthCompressing
+                               ? makePacket(PacketType::SpectrumCompressed, SampleBlock::compress(block))
+                               : makePacket(PacketType::Spectrum, block),
+                           address, port);
+}
+
+bool FFTSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quint16 /*port*/)
+{
+    const bool compressed = isPacket(data, PacketType::SpectrumCompressed);
+    if (!compressed && !isPacket(data, PacketType::Spectrum)) {
+        return false;
+    }
+    data.remove(0, 1);
+    const QByteArray block = compressed ? SampleBlock::uncompress(data).value_or(QByteArray()) : data;
+    m_received = SampleBlock::decode(block).value_or(QVector<qint16>());
+    m_callback(m_received);
+    return true;
+}

@@ -1,0 +1,38 @@
+#include "Network/Socket/IQSocket.h"
+
+#include "Network/Socket/PacketType.h"
+#include "Network/Socket/SampleBlock.h"
+
+#include <utility>
+
+IQSocket::IQSocket(QSharedPointer<Socket> socket, QObject* parent)
+    : QObject(parent)
+    , m_socket(std::move(socket))
+{
+}
+
+void IQSocket::setCallback(Callback callback)
+{
+    m_callback = std::move(callback);
+}
+
+bool IQSocket::send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port, bool compress)
+{
+    const QByteArray block = SampleBlock::encode(samples);
+    return m_socket->write(compress ? makePacket(PacketType::IqCompressed, SampleBlock::compress(block))
+                                    : makePacket(PacketType::Iq, block),
+                           address, port);
+}
+
+bool IQSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quint16 /*port*/)
+{
+    const bool compressed = isPacket(data, PacketType::IqCompressed);
+    if (!compressed && !isPacket(data, PacketType::Iq)) {
+        return false;
+    }
+    data.remove(0, 1);
+    const QByteArray block = compressed ? SampleBlock::uncompress(data).value_or(QByteArray()) : data;
+    m_received = SampleBlock::decode(block).value_or(QVector<qint16>());
+    m_callback(m_received);
+    return true;
+}
