@@ -21,7 +21,7 @@ class SourceObject : public QObject
 public:
     /// A write to a name that the target lacks leaves a dynamic property there; no more than this many, since
     /// any node may write.
-    static constexpr int kMaximumDynamicProperties = 64;
+    static constexpr int kMaximumDynamicProperties = 32;
 
     /// With a null id in `peer`, the first node that asks for the set becomes the peer.
     SourceObject(const QString& name, QObject* target, QSharedPointer<RpcSocket> rpc, const NodeInfo& peer,

@@ -1,0 +1,180 @@
+#include "Network/Remote/SourceObject.h"
+
+#include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
+#include "Network/Data/Json.h"
+
+#include <QMetaMethod>
+#include <QMetaProperty>
+#include <utility>
+
+namespace
+{
+
+constexpr int kTimeout = 5000; // ms
+
+// Each command's prefix; the pair's name follows.
+const QString kInitReplica = QStringLiteral("it_ra_");
+const QString kInitProperty = QStringLiteral("pci_");
+const QString kSynchronized = QStringLiteral("sss_syc_");
+const QString kChecksum = QStringLiteral("sync_crc_");
+const QString kPropertyChanged = QStringLiteral("pc_");
+const QString kWriteProperty = QStringLiteral("wp_");
+
+const QString kNameKey = QStringLiteral("n");
+const QString kValueKey = QStringLiteral("v");
+const QString kChecksumKey = QStringLiteral("crc");
+
+QJsonObject namedValue(const QMetaProperty& property, const QObject* object)
+{
+    return {{kNameKey, QString::fromUtf8(property.name())},
+            {kValueKey, QJsonValue::fromVariant(property.read(object))}};
+}
+
+// True if the name is there already, or a dynamic property more does no harm.
+bool mayWrite(const QObject* target, const QByteArray& name)
+{
+    if (target->metaObject()->indexOfProperty(name.constData()) >= 0) {
+        return true;
+    }
+    const QList<QByteArray> dynamicNames = target->dynamicPropertyNames();
+    return dynamicNames.size() < SourceObject::kMaximumDynamicProperties || dynamicNames.contains(name);
+}
+
+} // namespace
+
+SourceObject::SourceObject(const QString& name, QObject* target, QSharedPointer<RpcSocket> rpc,
+                           const NodeInfo& peer, QObject* parent)
+    : QObject(parent)
+    , m_name(name)
+    , m_target(target)
+    , m_peer(peer)
+    , m_rpc(std::move(rpc))
+{
+    declareFunctions();
+    catchAllSignals(target);
+}
+
+SourceObject::~SourceObject()
+{
+    m_rpc->removeFunction(kInitReplica + m_name);
+    m_rpc->removeFunction(kWriteProperty + m_name);
+}
+
+void SourceObject::declareFunctions()
+{
+    m_rpc->declareFunction(kInitReplica + m_name, [this](const QJsonObject&, const NodeInfo& caller) {
+        return onInitReplica(caller);
+    });
+    m_rpc->declareFunction(kWriteProperty + m_name, [this](const QJsonObject& request, const NodeInfo&) {
+        return onWriteProperty(request);
+    });
+}
+
+void SourceObject::catchAllSignals(QObject* target)
+{
+    const int index = metaObject()->indexOfSlot("onPropertyChanged()");
+    if (index < 0) {
+        LOG_WARNING() << "The index of onPropertyChanged is invalid!";
+        return;
+    }
+    const QMetaMethod slot = metaObject()->method(index);
+    if (!slot.isValid()) {
+        LOG_WARNING() << "cannot find onPropertyChanged!";
+        return;
+    }
+    // Unique: properties that share a signal must not have the slot run once for each of them.
+    constexpr auto kConnection = static_cast<Qt::ConnectionType>(Qt::AutoConnection | Qt::UniqueConnection);
+    const QMetaObject* const meta = target->metaObject();
+    for (int i = 0; i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (property.hasNotifySignal()) {
+            connect(target, property.notifySignal(), this, slot, kConnection);
+        }
+    }
+}
+
+void SourceObject::onPropertyChanged()
+{
+    const QObject* const object = sender();
+    if (object == nullptr) {
+        return;
+    }
+    const int signal = senderSignalIndex();
+    const QMetaObject* const meta = object->metaObject();
+    for (int i = 0; i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (property.notifySignalIndex() == signal) {
+            send(kPropertyChanged, namedValue(property, object));
+        }
+    }
+}
+
+QJsonObject SourceObject::onInitReplica(const NodeInfo& caller)
+{
+    if (m_peer.id.isNull()) {
+        m_peer = caller;
+    }
+    if (m_target.isNull()) {
+        return {};
+    }
+    QByteArray names;
+    const QMetaObject* const meta = m_target->metaObject();
+    for (int i = 0; i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (property.isReadable()) {
+            send(kInitProperty, namedValue(property, m_target));
+            names += property.name();
+        }
+    }
+    synchronized();
+    const quint16 checksum = qChecksum(names.constData(), static_cast<uint>(names.size()));
+    send(kChecksum, {{kChecksumKey, checksum}});
+    return {};
+}
+
+void SourceObject::synchronized()
+{
+    // The answer may come when this object has gone.
+    const QPointer<SourceObject> self(this);
+    const auto confirmed = [self](const QJsonObject&, const NodeInfo&) {
+        if (self) {
+            self->onSynchronized();
+        }
+    };
+    const auto expired = [self] {
+        if (self) {
+            emit self->failSync();
+        }
+    };
+    m_rpc->invoke(m_peer, kSynchronized + m_name, {}, confirmed, expired, kTimeout);
+}
+
+void SourceObject::onSynchronized()
+{
+    m_synchronized = true;
+    emit successSync();
+}
+
+QJsonObject SourceObject::onWriteProperty(const QJsonObject& request)
+{
+    QString name;
+    QVariant value;
+    Json::toString(request, kNameKey, name);
+    Json::toVariant(request, kValueKey, value);
+    if (m_target.isNull()) {
+        return {};
+    }
+    const QByteArray key = name.toUtf8();
+    if (!mayWrite(m_target, key)) {
+        LOG_LIMITED(LOG_WARNING()) << "Error write property - too many dynamic properties!" << name;
+        return {};
+    }
+    m_target->setProperty(key.constData(), value);
+    return {};
+}
+
+void SourceObject::send(const QString& prefix, const QJsonObject& args)
+{
+    m_rpc->invoke(m_peer, prefix + m_name, args, {}, {}, kTimeout);
+}

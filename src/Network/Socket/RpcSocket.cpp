@@ -1,0 +1,141 @@
+#include "Network/Socket/RpcSocket.h"
+
+#include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
+#include "Network/Data/Json.h"
+#include "Network/Socket/RpcPacket.h"
+
+#include <QJsonDocument>
+#include <utility>
+
+namespace
+{
+
+const QString kCommandKey = QStringLiteral("cd");
+
+} // namespace
+
+RpcSocket::RpcSocket(QSharedPointer<Socket> socket, const int160& id, QObject* parent, Clock clock)
+    : QObject(parent)
+    , m_id(id)
+    , m_socket(std::move(socket))
+    , m_clock(std::move(clock))
+{
+}
+
+const int160& RpcSocket::id() const
+{
+    return m_id;
+}
+
+void RpcSocket::declareFunction(const QString& name, Handler handler)
+{
+    m_functions.insert(name, std::move(handler));
+}
+
+void RpcSocket::removeFunction(const QString& name)
+{
+    m_functions.remove(name);
+}
+
+bool RpcSocket::invoke(const NodeInfo& node, const QString& name, const QJsonObject& args,
+                       SuccessCallback success, TimeoutCallback timeout, int timeoutMs)
+{
+    const quint32 number = ++m_lastMessageNumber;
+    if (success || timeout) {
+        m_pendingCalls.insert(number, {name, std::move(success), std::move(timeout), now() + timeoutMs});
+    }
+    QJsonObject body = args;
+    body.insert(kCommandKey, name);
+    return send(number, body, node);
+}
+
+bool RpcSocket::send(quint32 number, const QJsonObject& body, const NodeInfo& node)
+{
+    const RpcPacket packet{number, m_id, node.id, QJsonDocument(body).toJson(QJsonDocument::Compact)};
+    return m_socket->write(packet.toDatagram(), node.address, node.port);
+}
+
+bool RpcSocket::readyRead(QByteArray& data, const QHostAddress& address, quint16 port)
+{
+    const std::optional<RpcPacket> packet = RpcPacket::readHeader(data);
+    if (!packet || packet->targetId != m_id) {
+        return false;
+    }
+    data.remove(0, RpcPacket::kHeaderSize);
+
+    QJsonObject body;
+    if (!Json::fromByteArray(data, body, {kCommandKey})) {
+        return true;
+    }
+    QString command;
+    Json::toString(body, kCommandKey, command);
+    const NodeInfo sender{packet->senderId, address, port};
+    if (command.trimmed().isEmpty()) {
+        handleReply(packet->number, body, sender);
+    } else {
+        handleCall(packet->number, command, body, sender);
+    }
+    return true;
+}
+
+void RpcSocket::handleReply(quint32 number, const QJsonObject& reply, const NodeInfo& peer)
+{
+    const auto found = m_pendingCalls.constFind(number);
+    if (found == m_pendingCalls.constEnd()) {
+        return;
+    }
+    const PendingCall call = *found;
+    if (call.success) {
+        call.success(reply, peer);
+    }
+    m_pendingCalls.remove(number);
+}
+
+void RpcSocket::handleCall(quint32 number, const QString& name, const QJsonObject& request,
+                           const NodeInfo& caller)
+{
+    const auto found = m_functions.constFind(name);
+    if (found == m_functions.constEnd()) {
+        LOG_LIMITED(LOG_WARNING())
+            << QStringLiteral("Error invoke rpc command \"%1\" - command name not found!").arg(name);
+        return;
+    }
+    const Handler handler = *found;
+    if (!handler) {
+        return;
+    }
+    QJsonObject result = handler(request, caller);
+    result.insert(kCommandKey, QString());
+    send(number, result, caller);
+}
+
+void RpcSocket::onTimeout()
+{
+    const qint64 time = now();
+    // The numbers are taken beforehand: a callback may make calls, and those wait for a later heartbeat.
+    const QList<qint64> numbers = m_pendingCalls.keys();
+    for (const qint64 number : numbers) {
+        const auto found = m_pendingCalls.constFind(number);
+        if (found == m_pendingCalls.constEnd() || found->deadline - time >= 0) {
+            continue;
+        }
+        const PendingCall call = *found;
+        LOG_LIMITED(LOG_DEBUG()) << QStringLiteral("Function timeout ... name: %1, created time: %2")
+                                        .arg(call.name, QString::number(call.deadline));
+        if (call.timeout) {
+            call.timeout();
+        }
+        m_pendingCalls.remove(number);
+    }
+}
+
+const Socket& RpcSocket::socket() const
+{
+    return *m_socket;
+}
+
+qint64 RpcSocket::now() const
+{
+    return m_clock();
+}

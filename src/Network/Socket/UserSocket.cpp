@@ -1,0 +1,150 @@
+#include "Network/Socket/UserSocket.h"
+
+#include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
+#include "Network/Data/Base58.h"
+#include "Network/Data/Json.h"
+
+#include <utility>
+
+namespace
+{
+
+constexpr int kPingTimeout = 1500;       // ms
+constexpr int kDisconnectTimeout = 5000; // ms
+
+const QString kPing = QStringLiteral("ping");
+const QString kDisconnectFromHost = QStringLiteral("disconnect_from_host");
+const QString kPacketCountKey = QStringLiteral("c");
+
+// Either side can bring this about as often as it likes, by connecting anew.
+void logDisconnect(const NodeInfo& node)
+{
+    LOG_LIMITED(LOG_DEBUG()) << "Disconnect from host ..." << Base58::encode(node.id.bytes())
+                             << node.address.toString() << node.port;
+}
+
+} // namespace
+
+UserSocket::UserSocket(QSharedPointer<Socket> socket, const int160& id, const NodeInfo& peer, QObject* parent,
+                       Clock clock)
+    : RpcSocket(std::move(socket), id, parent, std::move(clock))
+    , m_lastPingTime(now())
+    , m_peer(peer)
+{
+    declareFunctions();
+}
+
+UserSocket::~UserSocket()
+{
+    disconnectFromHost();
+}
+
+void UserSocket::declareFunctions()
+{
+    declareFunction(kDisconnectFromHost, [this](const QJsonObject&, const NodeInfo& caller) {
+        return onDisconnectFromHost(caller);
+    });
+    declareFunction(kPing, [this](const QJsonObject& request, const NodeInfo&) { return onPing(request); });
+}
+
+bool UserSocket::isConnected() const
+{
+    return m_connected;
+}
+
+const NodeInfo& UserSocket::peer() const
+{
+    return m_peer;
+}
+
+qint64 UserSocket::roundTrip() const
+{
+    return m_roundTrip;
+}
+
+qint64 UserSocket::packetsLost() const
+{
+    return m_packetsLost;
+}
+
+void UserSocket::setPingInterval(int milliseconds)
+{
+    m_pingInterval = milliseconds;
+}
+
+void UserSocket::setMaximumMissedPings(int count)
+{
+    m_maximumMissedPings = count;
+}
+
+bool UserSocket::invoke(const QString& name, const QJsonObject& args, SuccessCallback success,
+                        TimeoutCallback timeout, int timeoutMs)
+{
+    return RpcSocket::invoke(m_peer, name, args, std::move(success), std::move(timeout), timeoutMs);
+}
+
+void UserSocket::disconnectFromHost()
+{
+    if (!m_connected) {
+        return;
+    }
+    logDisconnect(m_peer);
+    invoke(kDisconnectFromHost, {}, {}, {}, kDisconnectTimeout);
+    endConnection();
+}
+
+void UserSocket::onTimeout()
+{
+    if (m_connected) {
+        if (m_missedPings > m_maximumMissedPings) {
+            LOG_DEBUG() << "The client is not responding. Disconnection";
+            endConnection();
+        } else if (m_lastPingTime < now() - m_pingInterval) {
+            sendPing();
+        }
+    }
+    RpcSocket::onTimeout();
+}
+
+void UserSocket::sendPing()
+{
+    m_lastPingTime = now();
+    m_pingSentTime = m_lastPingTime;
+    const QJsonObject args{{kPacketCountKey, static_cast<qint64>(socket().sentPackets())}};
+    const auto answered = [this](const QJsonObject&, const NodeInfo&) {
+        m_roundTrip = now() - m_pingSentTime;
+        m_missedPings = 0;
+    };
+    invoke(
+        kPing, args, answered, [this] { ++m_missedPings; }, kPingTimeout);
+}
+
+void UserSocket::endConnection()
+{
+    m_connected = false;
+    emit disconnected();
+}
+
+QJsonObject UserSocket::onPing(const QJsonObject& request)
+{
+    if (!m_connected) {
+        return {};
+    }
+    m_missedPings = 0;
+    qint64 sentByPeer = 0;
+    if (Json::toLongLong(request, kPacketCountKey, sentByPeer)) {
+        // Unsigned, since the peer may send any number at all.
+        m_packetsLost = static_cast<qint64>(static_cast<quint64>(sentByPeer) - socket().receivedPackets());
+    }
+    return {};
+}
+
+QJsonObject UserSocket::onDisconnectFromHost(const NodeInfo& caller)
+{
+    logDisconnect(caller);
+    if (m_connected) {
+        endConnection();
+    }
+    return {};
+}
