@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QStringList>
+
+class QSocketNotifier;
+class QWinEventNotifier;
+
+/// Notice of input on the standard input and of a wish from outside to end: all that is tied to a platform.
+/// Thread:    made on the main thread, then moved to the one that reads; reading happens there.
+/// At the end of input (closed, a finished pipe or file, a terminal that hung up) it falls silent for good.
+class ConsoleNotifier : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Call first thing in the process, before the application object exists: sees to it that the standard
+    /// input is open, that no terminal can stop or end the process, and that an interrupt is caught.
+    static void prepare();
+
+    ConsoleNotifier();
+    ~ConsoleNotifier() override;
+
+    /// The complete lines that have come, in order, without their ends; the last one, if it has no end, at
+    /// the end of input. Call on `activated`.
+    [[nodiscard]] QStringList readLines();
+
+    /// Makes a read that is under way on another thread return. Any thread.
+    void cancelRead();
+
+signals:
+    void activated();
+    /// The process is asked to end: an interrupt, a service manager, a console window that closes.
+    void quitRequested();
+
+private:
+    QStringList takeLines();
+    QStringList takeRest();
+#ifdef Q_OS_WIN
+    QWinEventNotifier* m_input;
+#else
+    void pauseInBackground();
+    void onSignal();
+    QSocketNotifier* m_input;
+    QSocketNotifier* m_signals;
+#endif
+    QByteArray m_pending; // what has come of a line without its end
+};

@@ -1,0 +1,25 @@
+#include "Application/ServerIdentity.h"
+
+#include "Core/Settings/Settings.h"
+
+namespace
+{
+
+int160 renew(const QString& key)
+{
+    const int160 id = int160::random();
+    Settings::privateWrite(key, id.toString());
+    return id;
+}
+
+} // namespace
+
+int160 ServerIdentity::load(const QString& identificator, bool regenerate)
+{
+    const QString key = QStringLiteral("server_id_") + identificator;
+    int160 id(Settings::privateRead(key, int160().toString()).toString());
+    if (id.isNull()) {
+        id = renew(key);
+    }
+    return regenerate ? renew(key) : id;
+}

@@ -1,0 +1,392 @@
+#include "Server/Server.h"
+
+#include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
+#include "Core/Process/Process.h"
+#include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "Core/RadioDevice/FactoryRadioDevice.h"
+#include "Core/RadioDevice/InfoRadioDevice.h"
+#include "Network/Data/Base58.h"
+#include "Network/Data/Json.h"
+#include "Network/Internet/IPFromDNS.h"
+#include "Network/Remote/SourceObject.h"
+#include "Network/Socket/RpcSocket.h"
+#include "Network/Socket/Socket.h"
+#include "Network/Socket/UserSocket.h"
+#include "Rendezvous/PingActiveConnection.h"
+#include "Server/Discovery.h"
+#include "Server/FFTStream.h"
+#include "Server/IQStream.h"
+#include "Server/ProtocolVersion.h"
+#include "Server/RendezvousSettings.h"
+
+#include <QPointer>
+#include <QTimer>
+
+namespace
+{
+
+constexpr int kTick = 1000;            // ms
+constexpr int kUserCallTimeout = 5000; // ms
+
+const QString kSourceName = QStringLiteral("rrd");
+const QString kErrorKey = QStringLiteral("err");
+
+QJsonObject refusal(const QString& text)
+{
+    return {{kErrorKey, text}};
+}
+
+} // namespace
+
+Server::Server(int160 id, quint16 port, int deviceType, const QString& title, const QString& description,
+               const QString& identificator, bool compress, QObject* parent)
+    : QObject(parent)
+    , m_id(std::move(id))
+    , m_compress(compress)
+    , m_deviceInfo(QSharedPointer<InfoRadioDevice>::create(deviceType))
+{
+    m_deviceInfo->identificator = identificator;
+
+    printAddress(identificator);
+    m_socket = QSharedPointer<Socket>::create(nullptr);
+    m_rpcSocket = QSharedPointer<RpcSocket>::create(m_socket, m_id, nullptr);
+    m_socket->addSocket(m_rpcSocket);
+    declareFunctions();
+
+    if (!m_socket->listen(port)) {
+        Process::exit(-1);
+    }
+    LOG_DEBUG() << "Server local port:\t" << m_socket->localPort();
+
+    m_discovery =
+        new Discovery(m_id, m_socket->localPort(), deviceType, title, description, identificator, this);
+    m_iqStream = std::make_unique<IQStream>(m_socket, m_compress, nullptr);
+    m_fftStream = std::make_unique<FFTStream>(m_socket, m_compress, nullptr);
+    m_ipFromDns = new IPFromDNS(this);
+    connect(m_ipFromDns, &IPFromDNS::finish, this, &Server::onRendezvousAddress);
+    m_ipFromDns->lookup(RendezvousSettings::host());
+
+    m_timer = new QTimer(this);
+    connect(m_timer, &QTimer::timeout, this, &Server::onTimeout);
+    m_timer->setTimerType(Qt::CoarseTimer);
+    m_timer->start(kTick);
+}
+
+Server::~Server()
+{
+    drop();
+    if (m_userSocket) {
+        disconnect(m_userSocket.data(), nullptr, this, nullptr);
+    }
+    stopStreams();
+    m_sourceObject.clear();
+    dropDevice();
+}
+
+void Server::printAddress(const QString& identificator) const
+{
+    const QString asterisks(48, QLatin1Char('*'));
+    LOG_DEBUG() << QString();
+    LOG_DEBUG() << asterisks;
+    LOG_DEBUG() << "Server address:\t" << Base58::encode(m_id.bytes());
+    LOG_DEBUG() << "Identificator:\t" << identificator;
+    LOG_DEBUG() << asterisks;
+    LOG_DEBUG() << QString();
+}
+
+void Server::drop()
+{
+    if (m_pingActiveConnection != nullptr) {
+        m_pingActiveConnection->drop();
+    }
+}
+
+bool Server::isConnected() const
+{
+    return m_userSocket && m_userSocket->isConnected();
+}
+
+quint32 Server::successHolePunching() const
+{
+    return m_pingActiveConnection != nullptr ? m_pingActiveConnection->successCount() : 0U;
+}
+
+quint32 Server::failHolePunching() const
+{
+    return m_pingActiveConnection != nullptr ? m_pingActiveConnection->failCount() : 0U;
+}
+
+void Server::declareFunctions()
+{
+    m_rpcSocket->declareFunction(QStringLiteral("connect_to_host"),
+                                 [this](const QJsonObject& request, const NodeInfo& client) {
+                                     return connectToHost(request, client);
+                                 });
+}
+
+void Server::declareUserFunctions()
+{
+    using Command = void (Server::*)(const QJsonObject&);
+    const auto declare = [this](const QString& name, Command command) {
+        m_userSocket->declareFunction(name, [this, command](const QJsonObject& request, const NodeInfo&) {
+            (this->*command)(request);
+            return QJsonObject();
+        });
+    };
+    declare(QStringLiteral("setIF"), &Server::setIF);
+    declare(QStringLiteral("setupDspH"), &Server::setupDspH);
+    declare(QStringLiteral("fft_data_range"), &Server::setDataRange);
+}
+
+QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& client)
+{
+    LOG_LIMITED(LOG_DEBUG()) << "Connection from host" << Base58::encode(client.id.bytes())
+                             << client.address.toString() << client.port;
+
+    const QString identificatorKey = QStringLiteral("identificator");
+    int majorVersion = 0;
+    int minorVersion = 0;
+    QString identificator;
+    // Any text reads as a string, an absent one as the empty string, which would drive out whoever is
+    // connected: so the key has to hold one.
+    if (!Json::toInt(request, QStringLiteral("vma"), majorVersion) ||
+        !Json::toInt(request, QStringLiteral("vmi"), minorVersion) ||
+        !request.value(identificatorKey).isString() ||
+        !Json::toString(request, identificatorKey, identificator)) {
+        const QString text = QStringLiteral("Error get client packet values!");
+        LOG_LIMITED(LOG_DEBUG()) << text;
+        return refusal(text);
+    }
+    if (majorVersion != ProtocolVersion::kMajor) {
+        const QString text = QStringLiteral("Unsupported version protocol!");
+        LOG_LIMITED(LOG_DEBUG()) << text;
+        return refusal(text);
+    }
+    m_sameIdentificator = identificator == m_deviceInfo->identificator;
+    if (isConnected()) {
+        if (m_sameIdentificator) {
+            const QString text = QStringLiteral("Server busy!");
+            LOG_LIMITED(LOG_DEBUG()) << text;
+            return refusal(text);
+        }
+        m_userSocket->invoke(QStringLiteral("admin_request"), {}, {}, {}, kUserCallTimeout);
+        m_socket->removeSocket(m_userSocket);
+    }
+
+    LOG_LIMITED(LOG_DEBUG()) << "Success connect to the server!";
+    m_iqStream->setHost(client.address, client.port);
+    m_fftStream->setHost(client.address, client.port);
+    if (!initDevice(client)) {
+        m_userSocket.clear();
+        return refusal(QStringLiteral("Error factory RadioDevice!"));
+    }
+
+    const int160 sessionId = int160::random();
+    // A session taken over ends here, with the object that held it: see onDisconnected.
+    m_userSocket = QSharedPointer<UserSocket>::create(m_socket, sessionId, client, nullptr);
+    m_socket->addSocket(m_userSocket);
+    connect(m_userSocket.data(), &UserSocket::disconnected, this, &Server::onDisconnected);
+    declareUserFunctions();
+    return {{QStringLiteral("session_id"), sessionId.toString()}};
+}
+
+bool Server::initDevice(const NodeInfo& client)
+{
+    dropDevice();
+    m_device = FactoryRadioDevice::make(m_deviceInfo);
+    if (m_device == nullptr) {
+        return false;
+    }
+    ++m_countConnections;
+    m_device->restore(m_deviceInfo->identificator);
+    connectDevice();
+    m_device->setNoDataCallback([this] { onNoData(); });
+    // The old one takes its commands with it when it goes, so it has to go first.
+    m_sourceObject.clear();
+    m_sourceObject =
+        QSharedPointer<SourceObject>::create(kSourceName, m_device, m_rpcSocket, client, nullptr);
+    if (m_pingActiveConnection != nullptr) {
+        m_pingActiveConnection->busy();
+    }
+    m_iqStream->setDevice(m_device);
+    m_fftStream->setDevice(m_device);
+    m_iqStream->start();
+    m_fftStream->start();
+    m_deviceUnsaved = true;
+    m_device->start(false);
+    return true;
+}
+
+void Server::dropDevice()
+{
+    if (m_device == nullptr) {
+        return;
+    }
+    m_device->disconnect();
+    if (m_deviceUnsaved && !m_device->running()) {
+        // The session has ended and the news of it is still on its way: it will find the device gone.
+        m_device->save(m_deviceInfo->identificator);
+    }
+    m_deviceUnsaved = false;
+    m_device->stop();
+    delete m_device;
+    m_device = nullptr;
+}
+
+void Server::connectDevice()
+{
+    // Queued, and looked at once more on arrival: what a device said before it was replaced is not meant
+    // for the session of its successor.
+    const auto current = [this, device = QPointer<AbstractRadioDevice>(m_device)] {
+        return device != nullptr && device == m_device;
+    };
+    connect(
+        m_device, &Worker::stopped, this,
+        [this, current] {
+            if (current()) {
+                onRadioStopped();
+            }
+        },
+        Qt::QueuedConnection);
+    connect(
+        m_device, &Worker::errorHappen, this,
+        [this, current](const QString& text) {
+            if (current()) {
+                onErrorHappen(text);
+            }
+        },
+        Qt::QueuedConnection);
+    connect(
+        m_device, &AbstractRadioDevice::outSampleRateChanged, this,
+        [this, current](double outSampleRate) {
+            if (current()) {
+                onOutSampleRateChanged(outSampleRate);
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+void Server::setIF(const QJsonObject& request)
+{
+    double frequency = 0.0;
+    if (Json::toDouble(request, QStringLiteral("IF"), frequency) && m_device != nullptr) {
+        m_device->setIF(frequency);
+    }
+}
+
+void Server::setupDspH(const QJsonObject& request)
+{
+    double preferredBandWidth = 0.0;
+    double aliasFreeBandWidth = 0.0;
+    if (Json::toDouble(request, QStringLiteral("prefBandWidth"), preferredBandWidth) &&
+        Json::toDouble(request, QStringLiteral("aliasFree"), aliasFreeBandWidth) && m_device != nullptr) {
+        m_device->setupDspH(preferredBandWidth, aliasFreeBandWidth);
+    }
+}
+
+void Server::setDataRange(const QJsonObject& request)
+{
+    int startIndex = 0;
+    int stopIndex = 0;
+    int dataSize = 0;
+    int fftSize = 0;
+    if (Json::toInt(request, QStringLiteral("startIndex"), startIndex) &&
+        Json::toInt(request, QStringLiteral("stopIndex"), stopIndex) &&
+        Json::toInt(request, QStringLiteral("dataSize"), dataSize) &&
+        Json::toInt(request, QStringLiteral("fftSize"), fftSize)) {
+        m_fftStream->setDataRange(startIndex, stopIndex, dataSize, fftSize);
+    }
+}
+
+void Server::onRendezvousAddress(const QHostAddress& address)
+{
+    if (address.isNull()) {
+        return;
+    }
+    m_handshakeNode = {RendezvousSettings::id(), address, RendezvousSettings::port()};
+    if (m_pingActiveConnection == nullptr) {
+        m_pingActiveConnection = new PingActiveConnection(m_handshakeNode, m_socket->localPort(), m_id,
+                                                          m_rpcSocket, m_deviceInfo->type(), this);
+    }
+}
+
+void Server::onTimeout()
+{
+    LogLimiter::reportAll();
+    if (isConnected()) {
+        return;
+    }
+    m_discovery->send();
+    if (m_pingActiveConnection != nullptr) {
+        m_pingActiveConnection->timeout();
+    }
+}
+
+void Server::onDisconnected()
+{
+    if (m_device != nullptr && m_device->running()) {
+        stopStreams();
+        m_device->stop();
+    }
+    m_sourceObject.clear();
+    if (m_userSocket) {
+        m_socket->removeSocket(m_userSocket);
+    }
+    resetAnnouncements();
+}
+
+void Server::onRadioStopped()
+{
+    stopStreams();
+    endUserSocket();
+    m_sourceObject.clear();
+    m_device->save(m_deviceInfo->identificator);
+    m_deviceUnsaved = false;
+    resetAnnouncements();
+}
+
+void Server::onNoData()
+{
+    stopStreams();
+    onErrorHappen(QStringLiteral("No IQ data - stop!"));
+    endUserSocket();
+    m_sourceObject.clear();
+    resetAnnouncements();
+}
+
+void Server::onErrorHappen(QString text)
+{
+    if (isConnected()) {
+        m_userSocket->invoke(QStringLiteral("error_happen"), {{kErrorKey, text}}, {}, {}, kUserCallTimeout);
+    }
+}
+
+void Server::onOutSampleRateChanged(double outSampleRate)
+{
+    if (isConnected()) {
+        m_userSocket->invoke(QStringLiteral("outSampleRateChanged"),
+                             {{QStringLiteral("outSampleRate"), outSampleRate}}, {}, {}, kUserCallTimeout);
+    }
+}
+
+void Server::stopStreams()
+{
+    m_iqStream->stop();
+    m_fftStream->stop();
+}
+
+void Server::endUserSocket()
+{
+    if (m_userSocket) {
+        m_userSocket->disconnectFromHost();
+        m_socket->removeSocket(m_userSocket);
+    }
+}
+
+void Server::resetAnnouncements()
+{
+    if (m_pingActiveConnection != nullptr) {
+        m_pingActiveConnection->resetCounter();
+    }
+}
