@@ -73,12 +73,12 @@ void SourceObject::declareFunctions()
 
 void SourceObject::catchAllSignals(QObject* target)
 {
-    const int index = metaObject()->indexOfSlot("onPropertyChanged()");
+    const int index = staticMetaObject.indexOfSlot("onPropertyChanged()");
     if (index < 0) {
         LOG_WARNING() << "The index of onPropertyChanged is invalid!";
         return;
     }
-    const QMetaMethod slot = metaObject()->method(index);
+    const QMetaMethod slot = staticMetaObject.method(index);
     if (!slot.isValid()) {
         LOG_WARNING() << "cannot find onPropertyChanged!";
         return;

@@ -30,7 +30,7 @@ const int160& RpcSocket::id() const
 
 void RpcSocket::declareFunction(const QString& name, Handler handler)
 {
-    m_functions.insert(name, std::move(handler));
+    m_functions[name] = std::move(handler);
 }
 
 void RpcSocket::removeFunction(const QString& name)
@@ -81,11 +81,10 @@ bool RpcSocket::readyRead(QByteArray& data, const QHostAddress& address, quint16
 
 void RpcSocket::handleReply(quint32 number, const QJsonObject& reply, const NodeInfo& peer)
 {
-    const auto found = m_pendingCalls.constFind(number);
-    if (found == m_pendingCalls.constEnd()) {
+    if (!m_pendingCalls.contains(number)) {
         return;
     }
-    const PendingCall call = *found;
+    const PendingCall call = m_pendingCalls.value(number); // a copy: the callback may make calls
     if (call.success) {
         call.success(reply, peer);
     }
@@ -101,7 +100,7 @@ void RpcSocket::handleCall(quint32 number, const QString& name, const QJsonObjec
             << QStringLiteral("Error invoke rpc command \"%1\" - command name not found!").arg(name);
         return;
     }
-    const Handler handler = *found;
+    const Handler handler = *found; // a copy: it may remove itself
     if (!handler) {
         return;
     }
@@ -120,7 +119,7 @@ void RpcSocket::onTimeout()
         if (found == m_pendingCalls.constEnd() || found->deadline - time >= 0) {
             continue;
         }
-        const PendingCall call = *found;
+        const PendingCall call = m_pendingCalls.value(number);
         LOG_LIMITED(LOG_DEBUG()) << QStringLiteral("Function timeout ... name: %1, created time: %2")
                                         .arg(call.name, QString::number(call.deadline));
         if (call.timeout) {
