@@ -4,6 +4,7 @@
 #include "Core/Log/LogLimiter.h"
 #include "Core/Worker/SetBufferEvent.h"
 
+#include <QMetaProperty>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -54,6 +55,17 @@ DspH::DspH(QObject* parent)
 DspH::~DspH()
 {
     LOG_DEBUG() << QStringLiteral("Destruct class .. %1").arg(QLatin1String(metaObject()->className()));
+}
+
+bool DspH::setProperty(const char* name, const QVariant& value)
+{
+    const QMetaProperty property = metaObject()->property(metaObject()->indexOfProperty(name));
+    const bool rounded = property.userType() == QMetaType::LongLong && value.userType() == QMetaType::Double;
+    if (rounded && !(std::abs(value.toDouble()) < 0x1p63)) {
+        LOG_LIMITED(LOG_WARNING()) << "Error set property - incorrect value!" << name << value.toDouble();
+        return true;
+    }
+    return Worker::setProperty(name, value);
 }
 
 void DspH::setInSampleRate(qlonglong inSampleRate)

@@ -29,6 +29,9 @@ public:
     explicit DspH(QObject* parent = nullptr);
     ~DspH() override;
 
+    /// As `Worker`'s, but a number that no whole rate can hold is refused with a warning.
+    bool setProperty(const char* name, const QVariant& value) override;
+
 signals:
     void ifFreqChanged(double ifFreq);
     void outSampleRateChanged(double outSampleRate);
