@@ -6,9 +6,9 @@
 namespace Version
 {
 
-constexpr QLatin1String kMajor("0");
-constexpr QLatin1String kMinor("8");
-constexpr QLatin1String kPatch("");
+constexpr QLatin1String kMajor("0", 1);
+constexpr QLatin1String kMinor("8", 1);
+constexpr QLatin1String kPatch("", 0);
 
 /// The pieces joined, as people see them: "0.8".
 QString text();
