@@ -24,9 +24,9 @@ signals:
 
 private slots:
     void handleServers();
+    void handleHostInfo(const QHostInfo& info);
 
 private:
-    void handleHostInfo(const QHostInfo& info);
     void fail();
     void findNothing();
 
