@@ -65,21 +65,19 @@ void IQStream::onTimeout()
     if (m_device == nullptr) {
         return;
     }
-    while (readBlock()) {
+    while (m_reader->read(m_block.data(), kBlockSize)) {
         convertIq(m_block.constData(), kBlockSize, m_samples.data());
         m_iqSocket->send(m_samples, m_address, m_port, m_compress);
     }
 }
 
-// The mutex is held for the copy alone, so that the writer hardly ever waits.
-bool IQStream::readBlock()
+bool IQStream::Reader::read(DoubleComplex* samples, int count)
 {
-    RingBuffer<DoubleComplex>& ring = *m_reader->buffer;
-    const QMutexLocker lock(&ring.mutex);
-    if (ring.available(m_reader->readIndex) < kBlockSize) {
+    const QMutexLocker lock(&buffer->mutex);
+    if (buffer->available(readIndex) < count) {
         return false;
     }
-    ring.read(m_reader->readIndex, m_block.data(), kBlockSize);
-    m_reader->readIndex = ring.advance(m_reader->readIndex, kBlockSize);
+    buffer->read(readIndex, samples, count);
+    readIndex = buffer->advance(readIndex, count);
     return true;
 }

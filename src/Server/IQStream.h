@@ -23,6 +23,17 @@ class IQStream : public QObject
     Q_OBJECT
 
 public:
+    /// A place in a ring, from which blocks are taken one after the other.
+    struct Reader
+    {
+        int readIndex = 0;
+        QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+
+        /// Takes `count` samples and steps over them; false, and no step, if fewer wait. Holds the ring's
+        /// mutex for the copy alone, so that the writer hardly ever waits.
+        [[nodiscard]] bool read(DoubleComplex* samples, int count);
+    };
+
     IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent);
     ~IQStream() override;
 
@@ -37,14 +48,6 @@ public slots:
     void onTimeout();
 
 private:
-    struct Reader
-    {
-        int readIndex = 0;
-        QSharedPointer<RingBuffer<DoubleComplex>> buffer;
-    };
-
-    [[nodiscard]] bool readBlock();
-
     QSharedPointer<Socket> m_socket;
     QSharedPointer<IQSocket> m_iqSocket;
     QTimer* m_timer;
