@@ -16,7 +16,8 @@
 /// Serves the commands declared here to whoever knows the id, and matches replies to calls by number.
 /// A call without a reply ends in its timeout, at the first heartbeat after its deadline.
 /// Thread:    that of the Socket; handlers and callbacks run inside readyRead and onTimeout.
-/// Ownership: the owner attaches it with Socket::addSocket and detaches it. It shares the Socket.
+/// Ownership: the owner attaches it with Socket::addSocket. It shares the Socket, and so has to be detached
+///            before the owner lets go of both, or they keep each other.
 /// Errors:    a packet for another id or of another type is left to the next attached object; a bad body
 ///            costs a log line.
 class RpcSocket : public QObject, public InterfaceSocket

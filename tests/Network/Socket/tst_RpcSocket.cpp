@@ -123,6 +123,7 @@ void tst_RpcSocket::init()
 
 void tst_RpcSocket::cleanup()
 {
+    m_socket->removeSocket(m_rpc); // attached, each would keep the other
     m_rpc.clear();
     m_peer.reset();
     m_socket.clear();
@@ -650,6 +651,7 @@ void tst_RpcSocket::number32767IsMatchedAndNumber32768EndsInItsTimeout()
     m_rpc->onTimeout();
     QCOMPARE(replied, QList<int>{32767});
     QCOMPARE(expired, QList<int>{32768});
+    otherSocket->removeSocket(other);
 }
 
 void tst_RpcSocket::twoSocketsTalkOverUdp()
@@ -670,6 +672,7 @@ void tst_RpcSocket::twoSocketsTalkOverUdp()
         5000));
     QTRY_VERIFY(!reply.isEmpty());
     QCOMPARE(reply.value(QStringLiteral("x")).toInt(), 42);
+    otherSocket->removeSocket(other);
 }
 
 void tst_RpcSocket::theTargetIdSelectsTheRpcSocketOnASharedSocket()
@@ -695,6 +698,7 @@ void tst_RpcSocket::theTargetIdSelectsTheRpcSocketOnASharedSocket()
     QTRY_COMPARE(calls.size(), 2);
     QCOMPARE(calls, (QStringList{QStringLiteral("second"), QStringLiteral("first")}));
     QCOMPARE(m_socket->receivedPackets(), quint64(2));
+    m_socket->removeSocket(second);
 }
 
 QTEST_GUILESS_MAIN(tst_RpcSocket)
