@@ -22,7 +22,7 @@ std::int16_t toInt16(double value)
 void convertIq(const DoubleComplex* samples, int count, std::int16_t* values)
 {
     for (int i = 0; i < count; ++i) {
-        values[2 * i] = toInt16(samples[i].re);
-        values[2 * i + 1] = toInt16(samples[i].im);
+        *values++ = toInt16(samples[i].re);
+        *values++ = toInt16(samples[i].im);
     }
 }

@@ -391,6 +391,7 @@ void tst_IQStream::takesNoPacketsOnceGone()
     QUdpSocket stranger;
     stranger.writeDatagram(QByteArray::fromHex("0200000000"), QHostAddress::LocalHost, socket->localPort());
     QTRY_COMPARE(seen, 1);
+    socket->removeSocket(witness);
 }
 
 QTEST_GUILESS_MAIN(tst_IQStream)

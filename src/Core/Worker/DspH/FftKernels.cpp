@@ -1,10 +1,13 @@
 #include "Core/Worker/DspH/FftKernels.h"
 
 #include <array>
+#include <cstddef>
 #include <utility>
 
 namespace
 {
+
+using Index = std::ptrdiff_t;
 
 constexpr double kCos45 = 0.70710678118654752440;   // cos(pi / 4)
 constexpr double kCos22_5 = 0.92387953251128675613; // cos(pi / 8)
@@ -47,7 +50,7 @@ DoubleComplex product(const DoubleComplex& a, const DoubleComplex& b)
 
 // One L-shaped butterfly. Of the four samples a quarter of the block apart, the sums go on into the half that
 // holds the even outputs, the differences into the quarters of outputs 1 and 3 modulo 4.
-void butterfly(DoubleComplex* a, int quarter, const Twiddle& t)
+void butterfly(DoubleComplex* a, Index quarter, const Twiddle& t)
 {
     DoubleComplex* const b = a + quarter;
     DoubleComplex* const c = b + quarter;
@@ -60,7 +63,7 @@ void butterfly(DoubleComplex* a, int quarter, const Twiddle& t)
     *d = product({even.re + odd.im, even.im - odd.re}, t.three);
 }
 
-void butterfly(DoubleComplex* a, int quarter)
+void butterfly(DoubleComplex* a, Index quarter)
 {
     DoubleComplex* const b = a + quarter;
     DoubleComplex* const c = b + quarter;
@@ -107,12 +110,12 @@ void transform16(DoubleComplex* a)
 }
 
 // The pass over a block whose every angle has a group in `w`: the table of twice the block's length.
-void pass(DoubleComplex* a, int points, const double* w)
+void pass(DoubleComplex* a, Index points, const double* w)
 {
-    const int quarter = points / 4;
-    const int middle = quarter / 2;
+    const Index quarter = points / 4;
+    const Index middle = quarter / 2;
     butterfly(a, quarter);
-    for (int k = 1; k < middle; ++k) {
+    for (Index k = 1; k < middle; ++k) {
         const Twiddle t = group(w + 4 * k);
         butterfly(a + k, quarter, t);
         butterfly(a + quarter - k, quarter, mirror(t));
@@ -122,13 +125,13 @@ void pass(DoubleComplex* a, int points, const double* w)
 
 // The pass over the whole data, from both ends of the quarter to its middle: the table, of its own length,
 // has every second angle, and those between are interpolated.
-void firstPass(DoubleComplex* a, int points, const double* w)
+void firstPass(DoubleComplex* a, Index points, const double* w)
 {
-    const int quarter = points / 4;
-    const int middle = quarter / 2;
+    const Index quarter = points / 4;
+    const Index middle = quarter / 2;
     butterfly(a, quarter);
     Twiddle last = kZero;
-    for (int k = 2; k <= middle; k += 2) {
+    for (Index k = 2; k <= middle; k += 2) {
         const Twiddle next = k < middle ? group(w + 2 * k) : kTurn45;
         const Twiddle odd = between(last, next, w);
         butterfly(a + k - 1, quarter, odd);
@@ -143,7 +146,7 @@ void firstPass(DoubleComplex* a, int points, const double* w)
 
 // Depth first: a block is finished before the next is begun, so that small ones stay in the cache.
 // `wEnd` is where the table would end at nw values.
-void transformBlock(DoubleComplex* a, int points, const double* wEnd)
+void transformBlock(DoubleComplex* a, Index points, const double* wEnd)
 {
     switch (points) {
     case 2:
@@ -163,7 +166,7 @@ void transformBlock(DoubleComplex* a, int points, const double* wEnd)
     transformBlock(a + points / 2 + points / 4, points / 4, wEnd);
 }
 
-constexpr std::array<int, 16> kReversed{0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+constexpr std::array<Index, 16> kReversed{0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
 
 } // namespace
 
@@ -184,27 +187,27 @@ void FftKernels::splitRadix(DoubleComplex* data, int points, const double* w)
 // Reversed, high and low change places; the table has the reversed digit where a high one stands.
 void FftKernels::reverseBits(DoubleComplex* data, int points, const int* ip)
 {
-    int side = 1;
-    int middles = points;
+    Index side = 1;
+    Index middles = points;
     while (middles > 16) {
         side *= 2;
         middles /= 4;
     }
-    std::array<int, 16> reversed{};
-    for (int i = 0; i < middles; ++i) {
+    std::array<Index, 16> reversed{};
+    for (Index i = 0; i < middles; ++i) {
         reversed[i] = kReversed[i] * middles / 16 * side;
     }
-    const auto offset = [&](int digit) { return side > 1 ? ip[side + digit] * (middles / 8) : 0; };
-    for (int j = 0; j < side; ++j) {
-        for (int k = 0; k < j; ++k) {
+    const auto offset = [&](Index digit) { return side > 1 ? ip[side + digit] * (middles / 8) : Index{0}; };
+    for (Index j = 0; j < side; ++j) {
+        for (Index k = 0; k < j; ++k) {
             DoubleComplex* const here = data + offset(j) + k;
             DoubleComplex* const there = data + offset(k) + j;
-            for (int i = 0; i < middles; ++i) {
+            for (Index i = 0; i < middles; ++i) {
                 std::swap(here[i * side], there[reversed[i]]);
             }
         }
         DoubleComplex* const own = data + offset(j) + j;
-        for (int i = 0; i < middles; ++i) {
+        for (Index i = 0; i < middles; ++i) {
             if (i * side < reversed[i]) {
                 std::swap(own[i * side], own[reversed[i]]);
             }

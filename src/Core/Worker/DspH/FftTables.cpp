@@ -56,7 +56,7 @@ void buildPart(int nwh, const double* above, double* part)
         part[2] = 0.5 / above[4];
         part[3] = 0.5 / above[6];
         for (int j = 4; j < nwh; j += 4) {
-            std::copy_n(above + 2 * j, 4, part + j);
+            std::copy_n(above + j + j, 4, part + j);
         }
     }
 }
