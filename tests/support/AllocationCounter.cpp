@@ -4,7 +4,10 @@
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define HEAP_HAS_HOOKS
-#include <sanitizer/allocator_interface.h>
+// Told here, since GCC's packages bring the function but not the header that declares it.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void* memory,
+                                                                          std::size_t size),
+                                                         void (*onFree)(const volatile void* memory));
 #endif
 
 namespace
