@@ -14,8 +14,8 @@ constexpr int kLevel = 9;
 // The most that one byte of a deflate stream can stand for (zlib's technical details): a length that is more
 // is a lie.
 constexpr qint64 kBestRatio = 1032;
-// Far above any block that is sent, far below what a full datagram of zeros could blow up to.
-constexpr qint64 kMaxUncompressed = 16 * 1024 * 1024; // bytes
+// 16 MiB: far above any block that is sent, far below what a full datagram of zeros could blow up to.
+constexpr qint64 kMaxUncompressed = 16'777'216; // bytes
 
 // What holds the bits of a sample while their order is turned.
 template <typename Sample>

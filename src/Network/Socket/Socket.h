@@ -12,7 +12,8 @@ class QUdpSocket;
 /// The process's one UDP port. Offers every datagram to the attached objects until one accepts it, counts
 /// traffic and gives the objects a heartbeat once a second.
 /// Thread:    the one that made it; the attached objects are called there, from inside the read loop.
-/// Ownership: shared by its owner and the objects above it; it shares what is attached.
+/// Ownership: shared by its owner and the objects above it; it shares what is attached. An attached object
+///            that shares its Socket has to be detached by its owner, or each keeps the other alive.
 class Socket : public QObject
 {
     Q_OBJECT

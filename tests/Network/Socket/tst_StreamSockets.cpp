@@ -47,10 +47,12 @@ private slots:
 
 private:
     QByteArray sentDatagram();
+    void attach(const QSharedPointer<InterfaceSocket>& socket);
 
     // Sends from m_socket to m_peer and back.
     QSharedPointer<Socket> m_socket;
     std::unique_ptr<QUdpSocket> m_peer;
+    QList<QSharedPointer<InterfaceSocket>> m_attached;
     const QHostAddress m_local{QHostAddress::LocalHost};
 };
 
@@ -108,8 +110,19 @@ void tst_StreamSockets::init()
 
 void tst_StreamSockets::cleanup()
 {
+    // They and the port keep each other alive.
+    for (const auto& socket : m_attached) {
+        m_socket->removeSocket(socket);
+    }
+    m_attached.clear();
     m_socket.reset();
     m_peer.reset();
+}
+
+void tst_StreamSockets::attach(const QSharedPointer<InterfaceSocket>& socket)
+{
+    m_socket->addSocket(socket);
+    m_attached.append(socket);
 }
 
 QByteArray tst_StreamSockets::sentDatagram()
@@ -145,7 +158,7 @@ void tst_StreamSockets::emptyIqIsTheShortestPacketThere()
     QList<Samples> received;
     const auto receiver = QSharedPointer<IQSocket>::create(m_socket);
     receiver->setCallback([&received](const Samples& samples) { received.append(samples); });
-    m_socket->addSocket(receiver);
+    attach(receiver);
     m_peer->writeDatagram(hex("02"
                               "00000000"),
                           m_local, m_socket->localPort());
@@ -261,9 +274,9 @@ void tst_StreamSockets::samplesArriveAtTheCallback()
     iq->setCallback(note);
     fft->setCallback(note);
     audio->setCallback(note);
-    m_socket->addSocket(iq);
-    m_socket->addSocket(fft);
-    m_socket->addSocket(audio);
+    attach(iq);
+    attach(fft);
+    attach(audio);
     const quint16 port = m_socket->localPort();
     for (const bool compress : {false, true}) {
         QVERIFY(iq->send(samples, m_local, port, compress));
@@ -284,7 +297,7 @@ void tst_StreamSockets::floatsArriveAtTheCallback()
     spm->setCallback([&received](const Floats& first, const Floats& second) {
         received.append({first, second});
     });
-    m_socket->addSocket(spm);
+    attach(spm);
     QVERIFY(spm->send({1.5F, -3.0F}, {0.1F}, {int160(), m_local, m_socket->localPort()}));
     QTRY_COMPARE(received.size(), 1);
     QCOMPARE(received.constFirst(), qMakePair(Floats{1.5F, -3.0F}, Floats{0.1F}));
@@ -361,10 +374,10 @@ void tst_StreamSockets::refusedBufferIsLeftUnchanged()
 
 void tst_StreamSockets::packetOfAnotherKindPassesStreamSocketsAttachedBefore()
 {
-    m_socket->addSocket(QSharedPointer<IQSocket>::create(m_socket));
-    m_socket->addSocket(QSharedPointer<FFTSocket>::create(m_socket));
+    attach(QSharedPointer<IQSocket>::create(m_socket));
+    attach(QSharedPointer<FFTSocket>::create(m_socket));
     const auto commands = QSharedPointer<Recorder>::create();
-    m_socket->addSocket(commands);
+    attach(commands);
     const QByteArray rpc = hex("00"
                                "00000001") +
                            QByteArray(40, 'i') + "{\"cd\":\"\"}";
