@@ -146,6 +146,9 @@ void Worker::setState(State next)
 
 void Worker::processEvents()
 {
+    // The dispatcher alone passes over what was posted before the event that this is called from was taken
+    // up: it believes that round of it to be under way still.
+    QCoreApplication::sendPostedEvents();
     thread()->eventDispatcher()->processEvents(QEventLoop::AllEvents);
 }
 
