@@ -18,26 +18,6 @@ double blocksMs(double blocks, int samples, double sampleRate)
     return blocks * samples * 1000.0 / sampleRate;
 }
 
-/// The fewest blocks that last 8 ms, at most what an int holds; 1 where no number of blocks does.
-int blocksOfOneWake(int samples, double sampleRate)
-{
-    if (samples <= 0 || !(sampleRate > 0.0) || !std::isfinite(sampleRate)) {
-        return 1;
-    }
-    double blocks = std::max(1.0, std::ceil(kWakeMs * sampleRate / 1000.0 / samples));
-    if (blocks >= std::numeric_limits<int>::max()) {
-        return std::numeric_limits<int>::max();
-    }
-    // The quotient may be off by its rounding; the product decides.
-    while (blocks > 1.0 && blocksMs(blocks - 1.0, samples, sampleRate) >= kWakeMs) {
-        blocks -= 1.0;
-    }
-    while (blocksMs(blocks, samples, sampleRate) < kWakeMs) {
-        blocks += 1.0;
-    }
-    return static_cast<int>(blocks);
-}
-
 } // namespace
 
 IQSource::IQSource(int ringCapacity, std::chrono::milliseconds watchdogInterval)
@@ -65,7 +45,26 @@ void IQSource::setBlockSize(int samples)
     }
     m_block.resize(samples);
     m_blocksSinceWake = 0;
-    m_blocksPerWake = blocksOfOneWake(samples, m_sampleRate);
+    m_blocksPerWake = blocksPerWake(samples, m_sampleRate);
+}
+
+int IQSource::blocksPerWake(int samples, double sampleRate)
+{
+    if (samples <= 0 || !(sampleRate > 0.0) || !std::isfinite(sampleRate)) {
+        return 1;
+    }
+    double blocks = std::max(1.0, std::ceil(kWakeMs * sampleRate / 1000.0 / samples));
+    if (blocks >= std::numeric_limits<int>::max()) {
+        return std::numeric_limits<int>::max();
+    }
+    // The quotient may be off by its rounding; the product decides.
+    while (blocks > 1.0 && blocksMs(blocks - 1.0, samples, sampleRate) >= kWakeMs) {
+        blocks -= 1.0;
+    }
+    while (blocksMs(blocks, samples, sampleRate) < kWakeMs) {
+        blocks += 1.0;
+    }
+    return static_cast<int>(blocks);
 }
 
 void IQSource::write(int count, bool wait)

@@ -37,6 +37,10 @@ public:
     /// refused with a warning.
     void setBlockSize(int samples);
 
+    /// The fewest blocks of `samples` that last 8 ms at `sampleRate`; 1 where no number of blocks does (a
+    /// rate of zero or below, an empty block), and at most what an int holds.
+    [[nodiscard]] static int blocksPerWake(int samples, double sampleRate);
+
     /// Publishes the first `count` samples of the block, all of them for 0. Never blocks and never asks where
     /// the readers are. `count` is at most blockSize(). `wait` gives up at once if nobody frees space.
     void write(int count, bool wait);
