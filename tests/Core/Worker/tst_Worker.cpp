@@ -30,6 +30,19 @@ protected:
     }
 };
 
+// Works for one round.
+class OneRound : public Recorder
+{
+    Q_OBJECT
+
+protected:
+    void onDoWork() override
+    {
+        processEvents();
+        note(QStringLiteral("onDoWork ends"));
+    }
+};
+
 // Tries to drive itself while it has not yet started.
 class Impatient : public Worker
 {
@@ -78,6 +91,7 @@ private slots:
     void workRunsOnceForEachStart();
     void aBlockingStartFromAnotherThreadReturnsAfterOnStart();
     void aQueuedStartReturnsBeforeOnStart();
+    void aRoundServesWhatWasPostedBeforeTheWorkBegan();
     void aLoopServesEventsAndBlockingCallsBetweenRounds();
 };
 
@@ -292,6 +306,17 @@ void tst_Worker::aQueuedStartReturnsBeforeOnStart()
     QCOMPARE(worker->steps(), QStringList());
     hold.release();
     QTRY_COMPARE(worker->state(), Worker::STARTED);
+}
+
+void tst_Worker::aRoundServesWhatWasPostedBeforeTheWorkBegan()
+{
+    OneRound worker;
+    QVERIFY(worker.start(false));
+    worker.setProperty("gain", 5);
+    const int before = worker.steps().size();
+    QCoreApplication::processEvents();
+    QCOMPARE(worker.steps().mid(before),
+             (QStringList{QStringLiteral("gain 5"), QStringLiteral("onDoWork ends")}));
 }
 
 void tst_Worker::aLoopServesEventsAndBlockingCallsBetweenRounds()
