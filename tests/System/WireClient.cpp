@@ -56,6 +56,13 @@ void WireClient::init(const QByteArray& serverId, const QHostAddress& address, q
     connect(&m_socket, &QUdpSocket::readyRead, this, &WireClient::onReadyRead);
 }
 
+WireClient::~WireClient()
+{
+    if (!m_sessionId.isEmpty()) {
+        call(m_sessionId, QStringLiteral("disconnect_from_host"));
+    }
+}
+
 QByteArray WireClient::packet(quint32 number, const QByteArray& sender, const QByteArray& target,
                               const QString& command, QJsonObject arguments)
 {

@@ -43,6 +43,9 @@ public:
     /// Through a socket made elsewhere, such as in another network namespace.
     WireClient(int descriptor, const QByteArray& serverId, const QHostAddress& address, quint16 port);
 
+    /// Leaves, if it has a session.
+    ~WireClient() override;
+
     /// The packet of a call or, with an empty command, of a reply.
     static QByteArray packet(quint32 number, const QByteArray& sender, const QByteArray& target,
                              const QString& command, QJsonObject arguments);

@@ -7,11 +7,14 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
+#include <QUdpSocket>
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 namespace
@@ -122,6 +125,7 @@ private slots:
     void signalsDoWhatQDoes_data();
     void signalsDoWhatQDoes();
     void signalEndsTheProcessAfterTheEndOfInput();
+    void qEndsTheProcessWhileANameLookUpHangs();
 
 private:
     std::unique_ptr<ServerHome> m_home;
@@ -365,6 +369,31 @@ void tst_Console::signalEndsTheProcessAfterTheEndOfInput()
     QVERIFY(answers(server));
     server.signal(SIGTERM);
     QCOMPARE(server.waitForExitCode(), 0);
+}
+
+void tst_Console::qEndsTheProcessWhileANameLookUpHangs()
+{
+    // A name server that hears and never answers.
+    QUdpSocket nameServer;
+    QVERIFY(nameServer.bind(QHostAddress(QHostAddress::LocalHost), 53));
+    const QByteArray list = m_home->path().toLocal8Bit() + "/resolv.conf";
+    QFile file(QString::fromLocal8Bit(list));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("nameserver 127.0.0.1\n");
+    file.close();
+    ServerProcess server(*m_home);
+    server.setPreparation([list] {
+        unshare(CLONE_NEWNS);
+        mount(list.constData(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr);
+    });
+    QVERIFY(server.serve());
+    QVERIFY(waitUntil([&nameServer] { return nameServer.hasPendingDatagrams(); }));
+
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(server.quit());
+    // The look-up itself would go on for ten seconds.
+    QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
 }
 
 QTEST_GUILESS_MAIN(tst_Console)
