@@ -146,6 +146,7 @@ void DspH::onStart()
 
 void DspH::onStop()
 {
+    m_entered = false;
     Worker::onStop();
 }
 
@@ -170,12 +171,13 @@ void DspH::onDoWork()
         m_inReader->readIndex = m_inReader->buffer->writeIndex;
     }
     m_waitForData = true;
+    m_entered = true;
     if (m_looping) {
         return;
     }
     m_looping = true;
     while (running()) {
-        if (m_inReader && m_outWriter && readBlock()) {
+        if (m_entered && m_inReader && m_outWriter && readBlock()) {
             processBlock();
             writeBlock();
         }

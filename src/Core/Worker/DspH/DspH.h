@@ -71,7 +71,10 @@ private:
     QSharedPointer<TableOscillator> m_coarseMixer;
     QSharedPointer<RotatingOscillator> m_fineMixer;
     QSharedPointer<DownConvertor> m_downConvertor;
-    bool m_looping = false; // a start from within the loop's processEvents must not nest another
+    // A stop and a start may both arrive from within the loop. It then reads nothing before `onDoWork` has
+    // entered anew, and goes on in place of a loop within the loop.
+    bool m_entered = false;
+    bool m_looping = false;
     bool m_waitForData = false;
     int m_outLen = 0;   // samples
     int m_inBufLen = 0; // samples; 0 before the first setup
