@@ -130,7 +130,7 @@ std::vector<double> beacon()
 {
     std::vector<double> key;
     const auto silence = [&key](int dits) {
-        key.insert(key.end(), static_cast<std::size_t>(dits * kDit), 0.0);
+        key.insert(key.end(), static_cast<std::size_t>(dits) * kDit, 0.0);
     };
     const auto mark = [&key](int dits) {
         for (int frame = 0; frame < dits * kDit; ++frame) {

@@ -130,9 +130,8 @@ void IQPlayerRadioDevice::onTimeoutData()
     m_samplesRead = m_bytesToRead / kBytesPerSample;
     const short* raw = m_rawBuffer.constData();
     DoubleComplex* block = m_block.data();
-    for (int i = 0; i < m_samplesRead; ++i) {
-        block[i].re = raw[2 * i] * kScale;
-        block[i].im = raw[2 * i + 1] * kScale;
+    for (int i = 0; i < m_samplesRead; ++i, raw += 2) {
+        block[i] = {raw[0] * kScale, raw[1] * kScale};
     }
     m_oscillator->process(block, m_samplesRead);
     write(0, false);
