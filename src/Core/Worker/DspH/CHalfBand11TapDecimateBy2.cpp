@@ -8,6 +8,8 @@ namespace
 
 // Inputs that the head reaches: its last output ends at the history and this many samples of the block.
 constexpr int kHeadReach = 17;
+// The first output behind the head starts here in the block.
+constexpr int kLoopStart = 8;
 
 } // namespace
 
@@ -42,8 +44,8 @@ int CHalfBand11TapDecimateBy2::decimate(int count, DoubleComplex* in, DoubleComp
     for (std::size_t i = 0; i < head.size(); ++i) {
         head[i] = filter(x.data() + 2 * i);
     }
-    for (int i = 0; i < m_loopCount; ++i) {
-        out[kHead + i] = filter(in + 2 * i + 8);
+    for (std::ptrdiff_t i = 0; i < m_loopCount; ++i) {
+        out[kHead + i] = filter(in + kLoopStart + 2 * i);
     }
     std::copy_n(head.begin(), m_headOutputs, out);
 

@@ -32,8 +32,8 @@ int CHalfBandDecimateBy2::decimate(int count, DoubleComplex* in, DoubleComplex* 
 {
     const int outputs = count > 0 ? (count - 1) / 2 + 1 : 0;
     std::copy_n(in, count, m_buffer.get() + m_taps - 1);
-    for (int i = 0; i < outputs; ++i) {
-        const DoubleComplex* b = m_buffer.get() + 2 * i;
+    const DoubleComplex* b = m_buffer.get();
+    for (int i = 0; i < outputs; ++i, b += 2) {
         double re = m_coefficients[0] * b[0].re;
         double im = m_coefficients[0] * b[0].im;
         for (int k = 2; k < m_taps; k += 2) {

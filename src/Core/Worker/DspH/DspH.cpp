@@ -54,7 +54,7 @@ DspH::DspH(QObject* parent)
 
 DspH::~DspH()
 {
-    LOG_DEBUG() << QStringLiteral("Destruct class .. %1").arg(QLatin1String(metaObject()->className()));
+    LOG_DEBUG() << QStringLiteral("Destruct class .. %1").arg(QLatin1String(staticMetaObject.className()));
 }
 
 bool DspH::setProperty(const char* name, const QVariant& value)

@@ -102,7 +102,7 @@ private slots:
     void startWithoutARateServesBlocksOfNothingUntilStopped();
     void aRateBelowOneWhileRunningStopsTheWorker();
     void aKeyOtherThanInAndOutChangesNothing();
-    void aRingOfShortsUnderAKeyOfItsOwnChangesNothing();
+    void aRingOfShortsOrNoneUnderAKeyChangesNothing();
     void withoutRingsTheLoopStillServesItsCallers();
     void aNewInputRingIsReadFromItsStart();
     void afterAStopAndAStartReadingResumesAtTheWriteIndex();
@@ -698,7 +698,7 @@ void tst_DspH::aKeyOtherThanInAndOutChangesNothing()
     QCOMPARE(other->writeIndex, 0);
 }
 
-void tst_DspH::aRingOfShortsUnderAKeyOfItsOwnChangesNothing()
+void tst_DspH::aRingOfShortsOrNoneUnderAKeyChangesNothing()
 {
     DspRig rig;
     rig.dsp->setBuffer(QSharedPointer<RingBuffer<short>>::create(1'024), QStringLiteral("in"));
