@@ -2,6 +2,14 @@
 
 #include "Core/Log/Log.h"
 
+namespace
+{
+
+// Wherever the outcome is known, it is that of the look-up, and readers look for it under this name.
+constexpr char kHandler[] = "handleServers";
+
+} // namespace
+
 IPFromDNS::IPFromDNS(QObject* parent)
     : QObject(parent)
     , m_lookup(new QDnsLookup(this))
@@ -49,12 +57,12 @@ void IPFromDNS::handleHostInfo(const QHostInfo& info)
 
 void IPFromDNS::fail()
 {
-    LOG_WARNING() << "DNS lookup failed" << m_lookup->errorString();
+    Log::warning(__FILE__, kHandler, __LINE__) << "DNS lookup failed" << m_lookup->errorString();
     emit finish({});
 }
 
 void IPFromDNS::findNothing()
 {
-    LOG_WARNING() << "DNS lookup not found records";
+    Log::warning(__FILE__, kHandler, __LINE__) << "DNS lookup not found records";
     emit finish({});
 }
