@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 #include <QTest>
 #include <QUdpSocket>
+#include <algorithm>
 
 namespace
 {
@@ -225,8 +226,14 @@ void tst_CommandLine::startPrintsItsLinesInOrder()
     ServerProcess server(home);
     QVERIFY(server.serve());
 
+    QStringList lines = server.lines();
+    // Where the system grants less of a receive buffer than wanted, that is told in between.
+    lines.erase(
+        std::remove_if(lines.begin(), lines.end(),
+                       [](const QString& line) { return line.startsWith(QStringLiteral("Receive buffer")); }),
+        lines.end());
     const QString stars(48, QLatin1Char('*'));
-    QCOMPARE(server.lines().mid(0, 11),
+    QCOMPARE(lines.mid(0, 11),
              QStringList({QStringLiteral("App version: 0.8"),
                           QStringLiteral("Refresh enumerator radio device ..."),
                           QStringLiteral("0 \tfound .. IQFilePlayer IQ file player %1 %1").arg(file),

@@ -7,6 +7,7 @@ namespace
 {
 
 const QString kPing = QStringLiteral("ping");
+const QString kMiss = QStringLiteral("Function timeout ... name: ping");
 const QString kGone = QStringLiteral("The client is not responding. Disconnection");
 
 } // namespace
@@ -47,8 +48,10 @@ void tst_KeepAlive::onlyTheSilentClientIsDropped()
         return silent.server.count(kGone) > 0;
     }));
 
-    // The fifth miss is one too many, so five pings at least were sent; each is given up after 1.5 to 2.5 s,
-    // while the next is on its way.
+    // The fifth miss is one too many. Two may be noticed in one heartbeat.
+    const QStringList lines = silent.server.lines();
+    const int misses = lines.mid(0, lines.indexOf(kGone)).filter(kMiss).size();
+    QVERIFY2(misses == 5 || misses == 6, qPrintable(QString::number(misses)));
     const QVector<WireClient::Call> pings = silentClient.calls(kPing);
     QVERIFY2(pings.size() >= 5 && pings.size() <= 12, qPrintable(QString::number(pings.size())));
     QVERIFY(pings[1].time - pings[0].time >= 900);

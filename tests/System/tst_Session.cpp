@@ -194,6 +194,8 @@ void tst_Session::badGreetingsAreRefused_data()
     row("no vma", {{vmi, 0}, {identificator, file}}, values);
     row("no vmi", {{vma, 8}, {identificator, file}}, values);
     row("no identificator", {{vma, 8}, {vmi, 0}}, values);
+    row("identificator is a number", {{vma, 8}, {vmi, 0}, {identificator, 5}}, values);
+    row("identificator is null", {{vma, 8}, {vmi, 0}, {identificator, QJsonValue()}}, values);
     row("vma 9, no identificator", {{vma, 9}, {vmi, 0}}, values);
     row("vma 9, no vmi", {{vma, 9}, {identificator, file}}, values);
     row("vma is no number", {{vma, QStringLiteral("eight")}, {vmi, 0}, {identificator, file}}, values);
