@@ -8,6 +8,7 @@
 #include <QMetaProperty>
 #include <QtTest>
 #include <atomic>
+#include <complex>
 #include <limits>
 #include <memory>
 
@@ -19,17 +20,17 @@ namespace
 constexpr int kBlock = 1'024;                   // at 48,000 samples a second
 constexpr double kSettled = 0.9746794344808963; // magnitude of the fine mixer: the square root of 0.95
 
-// Magnitude of a tone in `samples`, `frequency` in cycles a sample.
-double magnitudeAt(const Vector& samples, double frequency)
+// The part of `samples`, which begin at sample `first` of their stream, that a tone of `frequency` cycles a
+// sample makes up: its magnitude and its phase at the stream's start.
+std::complex<double> toneIn(const Vector& samples, double frequency, int first = 0)
 {
-    const Vector reference = Samples::tone(frequency, static_cast<int>(samples.size()));
-    double re = 0.0;
-    double im = 0.0;
+    const Vector reference = Samples::tone(frequency, static_cast<int>(samples.size()), first);
+    std::complex<double> sum;
     for (std::size_t i = 0; i < samples.size(); ++i) {
-        re += samples[i].re * reference[i].re + samples[i].im * reference[i].im;
-        im += samples[i].im * reference[i].re - samples[i].re * reference[i].im;
+        sum += std::complex<double>(samples[i].re, samples[i].im) *
+               std::complex<double>(reference[i].re, -reference[i].im);
     }
-    return std::hypot(re, im) / static_cast<double>(samples.size());
+    return sum / static_cast<double>(samples.size());
 }
 
 // What the fine mixer at 0 Hz makes of a stream from its sample `first` on: its magnitude starts at 1 and is
@@ -344,11 +345,17 @@ void tst_DspH::aToneComesOutAtItsFrequencyLessTheIf()
     QCOMPARE(static_cast<int>(output.size()), 8 * block / ratio);
     // The first outputs of a block carry what the 11-tap stages took up of the block before.
     const int part = block / ratio;
+    std::complex<double> mean;
     for (int i = 1; i < 8; ++i) {
         const Vector steady = Samples::slice(output, i * part + 12, part - 12);
-        const double magnitude = magnitudeAt(steady, frequency / exactOutRate);
-        QVERIFY2(std::abs(magnitude / kSettled - 1.0) < tolerance, qPrintable(QString::number(magnitude)));
+        const std::complex<double> found = toneIn(steady, frequency / exactOutRate, i * part + 12);
+        mean += found / 7.0;
+        QVERIFY2(std::abs(std::abs(found) / kSettled - 1.0) < tolerance,
+                 qPrintable(QString::number(std::abs(found))));
     }
+    // One tone through all blocks, without a jump of its phase.
+    QVERIFY2(std::abs(std::abs(mean) / kSettled - 1.0) < tolerance,
+             qPrintable(QString::number(std::abs(mean))));
 }
 
 void tst_DspH::belowTwiceTheBandWidthTheSamplesPassWithTheFineMixersMagnitude()
@@ -470,7 +477,7 @@ void tst_DspH::ifFreqWrittenBeforeStartIsAppliedAtStart()
     rig.start(48'000);
     rig.write(Samples::tone(0.25, kBlock));
     const Vector output = rig.read(kBlock);
-    QVERIFY(std::abs(magnitudeAt(output, 0.0) / kSettled - 1.0) < 1e-3);
+    QVERIFY(std::abs(std::abs(toneIn(output, 0.0)) / kSettled - 1.0) < 1e-3);
     QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
 }
 
@@ -600,7 +607,6 @@ void tst_DspH::aBandWidthThatAsksForMoreThanTwelveStagesStaysAsWritten()
     rig.dsp->setProperty("preferredBandWidth", bandWidth);
     rig.finishRound();
     QCOMPARE(rig.dsp->getProperty("preferredBandWidth").toLongLong(), bandWidth);
-    QCOMPARE(logged(QStringLiteral("Decimator 12 ")).size(), 1);
     QCOMPARE(rig.dsp->getProperty("outSampleRate").toLongLong(), 293LL * 2);
     rig.write(Vector(32'768));
     QCOMPARE(static_cast<int>(rig.read(8).size()), 8);
