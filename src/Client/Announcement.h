@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Network/Data/int160.h"
+
+#include <QByteArray>
+#include <QString>
+#include <optional>
+
+/// What a free server broadcasts once a second on the local network: one compact JSON object.
+struct Announcement
+{
+    static constexpr quint16 kPort = 45433; ///< UDP, on which announcements are heard.
+    /// Bytes; the longest object that is read. Three texts, of which two may be the longest of file paths.
+    static constexpr int kMaximumSize = 32768;
+
+    int160 id; ///< The server's address; never null.
+    int majorVersion = 0;
+    int minorVersion = 0;
+    quint16 port = 0; ///< Where the server serves, which is not where the datagram came from; never 0.
+    int deviceType = -1;
+    QString title;         ///< For people; holds no control characters.
+    QString description;   ///< For people; holds no control characters.
+    QString identificator; ///< What connect_to_host has to name, exactly as it is: may hold anything.
+
+    /// True if this client speaks the server's protocol.
+    [[nodiscard]] bool isCompatible() const;
+
+    /// Bytes of anyone in, value or nothing out: nothing if a key is missing, of another type or out of its
+    /// range, or if the datagram is longer than kMaximumSize. Keys beyond the eight are ignored.
+    [[nodiscard]] static std::optional<Announcement> decode(const QByteArray& datagram);
+};

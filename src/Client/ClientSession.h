@@ -1,0 +1,185 @@
+#pragma once
+
+#include "Client/IqReceiver.h"
+#include "Client/RemoteDevice.h"
+#include "Client/SpectrumReceiver.h"
+#include "Network/Data/NodeInfo.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QSharedPointer>
+#include <QString>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class InterfaceSocket;
+class QTimer;
+class RpcSocket;
+class SettingSender;
+class Socket;
+class UserSocket;
+
+/// A session with one server: connecting, keep-alive, the device, both streams, and the way back in after the
+/// network has failed. May be used for one session after another.
+/// Thread:    the one that made it, which runs an event loop; all signals come there.
+/// Ownership: owns its UDP port and the device and receivers that it hands out, which live as long as it
+/// does. Errors:    values and signals. Nothing that a server sends ends the process or grows without bound.
+class ClientSession : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Where to go. A server counts a client that names another identificator than its own as an
+    /// administrator, who drives out whoever is connected: so it has to be known, not guessed.
+    struct Target
+    {
+        int160 id;
+        QHostAddress address;
+        quint16 port = 0;
+        QString identificator;
+    };
+
+    enum class State
+    {
+        Idle,       ///< No session and none wanted.
+        Connecting, ///< Asked for a session for the first time.
+        Connected,
+        Reconnecting, ///< The session broke off and is asked for again.
+    };
+    Q_ENUM(State)
+
+    enum class Refusal
+    {
+        NoAnswer,           ///< Nothing came within the patience.
+        Busy,               ///< "Server busy!"
+        UnsupportedVersion, ///< "Unsupported version protocol!"
+        BadRequest,         ///< "Error get client packet values!"
+        NoDevice,           ///< "Error factory RadioDevice!"
+        Other,              ///< Another text of the server's.
+        BadAnswer,          ///< Neither a session id nor a refusal.
+    };
+    Q_ENUM(Refusal)
+
+    enum class End
+    {
+        Closed,    ///< close() was called.
+        ByServer,  ///< The server has said disconnect_from_host.
+        TakenOver, ///< As ByServer or Silent, after admin_request: another client has driven this one out.
+        Silent,    ///< The server has not answered five pings in a row.
+    };
+    Q_ENUM(End)
+
+    /// What may be told apart from the outside.
+    struct Timing
+    {
+        int attempt = 2000;       ///< ms that one connect_to_host waits for its answer.
+        int patience = 6000;      ///< ms in all, after which the first connecting ends in NoAnswer.
+        int busyPatience = 15000; ///< ms in all that "Server busy!" is borne after an unanswered attempt,
+                                  ///< which may have made the very session that the server is busy with.
+        int pause = 1000;         ///< ms between two attempts.
+        int pingInterval = 1000;  ///< ms
+        std::function<qint64()> clock = &QDateTime::currentMSecsSinceEpoch; ///< ms since the epoch.
+    };
+
+    explicit ClientSession(QObject* parent = nullptr);
+    ClientSession(Timing timing, QObject* parent);
+    /// Closes.
+    ~ClientSession() override;
+
+    /// Begins a session with the target; `connected` or `refused` follows. Ends the one before. False, and
+    /// nothing follows, if no UDP port could be had or the target lacks an id, an address or a port.
+    [[nodiscard]] bool open(const Target& target);
+    /// Leaves politely; `ended(Closed)` follows at once if there was a session. Also ends every attempt.
+    void close();
+    /// Whether a session that broke off, by Silent or ByServer, is asked for again until close(), with the
+    /// settings as they were. Off at first. "Server busy!" is borne meanwhile.
+    void setReconnecting(bool reconnecting);
+
+    [[nodiscard]] State state() const { return m_state; }
+    [[nodiscard]] const Target& target() const { return m_target; }
+
+    // The receiver and both streams; signals of theirs may be connected before open().
+    [[nodiscard]] RemoteDevice& device() { return m_device; }
+    [[nodiscard]] IqReceiver& iq() { return m_iq; }
+    [[nodiscard]] SpectrumReceiver& spectrum() { return m_spectrum; }
+
+    // Settings of the session. They may be set before open() and are sent again until the server confirms
+    // them, and in every session that follows. False, and nothing is kept, for what is not finite or out of
+    // range.
+    /// Hz: the frequency within the received band that comes to 0 Hz, counted from the tuned one.
+    bool setOffset(double hertz);
+    /// Hz, above 0: the bandwidth wanted, which decides the stream's rate, and the part of it to be free of
+    /// aliases.
+    bool setBandwidth(double preferred, double aliasFree);
+    /// False as well for an invalid range.
+    bool setSpectrumRange(const SpectrumRange& range);
+
+    /// Hz, the rate of the IQ stream; nothing while the server has not told.
+    [[nodiscard]] std::optional<double> outSampleRate() const { return m_outSampleRate; }
+    /// ms, of the last answered ping; 0 before the first.
+    [[nodiscard]] qint64 roundTrip() const;
+    /// Datagrams that the server has sent and that have not been accepted here, of every kind, between the
+    /// first and the last ping of this session: an estimate, since the server counts what it sends to others
+    /// too. 0 or more.
+    [[nodiscard]] qint64 datagramsLost() const;
+    [[nodiscard]] double receiveSpeed() const; ///< KiB in the last second.
+    [[nodiscard]] double sendSpeed() const;    ///< KiB in the last second.
+
+signals:
+    void stateChanged(ClientSession::State state);
+    /// In session, for the first time or again. The device is asked for its properties by itself.
+    void connected();
+    /// The first connecting has failed, or the server refuses for good to let this client back in. `text` is
+    /// the server's, cut to 200 characters and without control characters; empty if it gave none.
+    void refused(ClientSession::Refusal refusal, const QString& text);
+    /// The session is over. The state tells whether it is asked for again.
+    void ended(ClientSession::End end);
+    /// error_happen: the receiver has reported an error; the session goes on, or its end follows. `text` as
+    /// in `refused`.
+    void deviceError(const QString& text);
+    /// Hz
+    void outSampleRateChanged(double rate);
+
+private:
+    void setState(State state);
+    [[nodiscard]] bool makeSocket();
+    void dropSocket();
+    void attempt();
+    void onAnswer(const QJsonObject& reply, const NodeInfo& peer);
+    void onNoAnswer();
+    void onRefused(Refusal refusal, const QString& text);
+    void giveUp(Refusal refusal, const QString& text);
+    void tryAgain();
+    void begin(const int160& sessionId, const NodeInfo& peer);
+    void declareFunctions();
+    void attachStreams(const NodeInfo& peer);
+    void leave();
+    void onDisconnected();
+    void onHeartbeat();
+    void onOutSampleRate(const QJsonObject& request);
+    void sendSettings();
+
+    Timing m_timing;
+    State m_state = State::Idle;
+    Target m_target;
+    bool m_reconnecting = false;
+    bool m_closing = false;
+    bool m_takenOver = false;
+    bool m_unanswered = false;             // an attempt of this connecting has had no answer
+    qint64 m_connectingSince = 0;          // ms since the epoch
+    std::optional<double> m_outSampleRate; // Hz
+    std::optional<qint64> m_lostAtFirstPing;
+
+    QSharedPointer<Socket> m_socket;
+    QSharedPointer<RpcSocket> m_connector; // attached while connecting, under the client's id
+    QSharedPointer<UserSocket> m_user;     // attached while in session, under the same id
+    QVector<QSharedPointer<InterfaceSocket>> m_streams;
+    std::unique_ptr<SettingSender> m_offset;
+    std::unique_ptr<SettingSender> m_bandwidth;
+    std::unique_ptr<SettingSender> m_spectrumRange;
+    QTimer* m_retry;
+    RemoteDevice m_device;
+    IqReceiver m_iq;
+    SpectrumReceiver m_spectrum;
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QMetaType>
+#include <QVector>
+
+/// What a client asks of the spectrum. Bin 0 is the lowest frequency, `fftSize` / 2 the receiver's tuned one,
+/// and a bin is the receiver's sample rate / `fftSize` wide.
+struct SpectrumRange
+{
+    static constexpr int kMinimumFftSize = 512;
+    static constexpr int kMaximumFftSize = 32768;
+    static constexpr int kMaximumDataSize = 32767;
+
+    int startIndex = 0; ///< First bin; may lie outside the transform.
+    int stopIndex = 0;  ///< One beyond the last bin; above startIndex.
+    int dataSize = 0;   ///< Points in a frame, 1 to kMaximumDataSize.
+    int fftSize = 0;    ///< A power of two, kMinimumFftSize to kMaximumFftSize.
+
+    /// True if the server makes frames of it.
+    [[nodiscard]] bool isValid() const;
+};
+
+bool operator==(const SpectrumRange& left, const SpectrumRange& right);
+bool operator!=(const SpectrumRange& left, const SpectrumRange& right);
+
+/// One whole spectrum, 25 a second.
+struct SpectrumFrame
+{
+    /// Decibels above full scale, range.dataSize of them, rising in frequency: point n stands for bin
+    /// startIndex + n * (stopIndex - startIndex) / dataSize. -200 where no bin exists, -220 for silence.
+    QVector<float> decibels;
+    SpectrumRange range; ///< What it answers.
+    qint64 time = 0;     ///< Arrival, ms since the epoch.
+};
+
+Q_DECLARE_METATYPE(SpectrumFrame)
