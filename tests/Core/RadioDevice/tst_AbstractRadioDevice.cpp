@@ -146,6 +146,7 @@ private slots:
     void rateChangedWhileRunningReconfiguresTheSignalPath();
     void startAtRateZeroWarnsAndCanBeStopped();
     void silenceEmitsNoData();
+    void stoppedDeviceIsNotWatched();
     void callbackOfTheServerReplacesTheSignal();
     void destructionWhileSamplesFlowEndsTheThread();
     void ringsOutliveTheDevice();
@@ -751,6 +752,24 @@ void tst_AbstractRadioDevice::silenceEmitsNoData()
     QVERIFY(device.running()); // what follows is for the receiver of the signal to decide
     device.stop();
     QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String("No IQ data - stop!")));
+}
+
+void tst_AbstractRadioDevice::stoppedDeviceIsNotWatched()
+{
+    Device device(0ms);
+    QSignalSpy noData(&device, &AbstractRadioDevice::noData);
+    device.setSampleRate(48'000.0);
+    QVERIFY(device.start(false));
+    device.stop();
+    // A second device whose watchdog has ticked shows that the first one's would have.
+    Device watched(0ms);
+    watched.setSampleRate(48'000.0);
+    const LogCapture log;
+    QVERIFY(watched.start(false));
+    QSignalSpy other(&watched, &AbstractRadioDevice::noData);
+    QTRY_VERIFY(!other.isEmpty());
+    QVERIFY(noData.isEmpty());
+    watched.stop();
 }
 
 void tst_AbstractRadioDevice::callbackOfTheServerReplacesTheSignal()

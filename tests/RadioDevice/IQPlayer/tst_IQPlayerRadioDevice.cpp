@@ -631,20 +631,20 @@ void tst_IQPlayerRadioDevice::resetFrequencyIsTheMiddleWithoutAnOffset()
 void tst_IQPlayerRadioDevice::frequencyOutsideTheBandKeepsTheOscillatorAndTellsThePresentOne()
 {
     const auto player = play(ones(kBlock), 1'000'000);
-    player->setFrequency(14'375'000.0);
+    player->setFrequency(14'375'100.0);
     tick(*player);
     const auto lastBefore = lastSamples(*player).back();
     QSignalSpy frequencyChanged(player.get(), &AbstractRadioDevice::frequencyChanged);
     const LogCapture log;
     player->setFrequency(15'000'000.0);
-    QCOMPARE(player->frequency(), 14'375'000.0);
+    QCOMPARE(player->frequency(), 14'375'100.0);
     QCOMPARE(frequencyChanged.size(), 1);
-    QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 14'375'000.0);
+    QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 14'375'100.0);
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
     // Not even the phase starts anew.
     tick(*player);
     const double turn = std::arg(lastSamples(*player).front() / lastBefore);
-    QVERIFY(std::abs(turn - M_PI / 4) < 1e-6);
+    QVERIFY(std::abs(turn - 2 * M_PI * 0.1251) < 1e-6);
 }
 
 void tst_IQPlayerRadioDevice::frequencyOutsideTheBandIsCorrectedOnceMoreEachTime()
@@ -682,7 +682,7 @@ void tst_IQPlayerRadioDevice::frequencyOutsideTheBandNeverEndsTheProcess()
 void tst_IQPlayerRadioDevice::frequencyThatIsNoNumberIsRefusedAndKeepsTheOscillator()
 {
     const auto player = play(ones(kBlock), 1'000'000);
-    player->setFrequency(14'375'000.0);
+    player->setFrequency(14'375'100.0);
     tick(*player);
     const auto lastBefore = lastSamples(*player).back();
     QSignalSpy frequencyChanged(player.get(), &AbstractRadioDevice::frequencyChanged);
@@ -692,9 +692,9 @@ void tst_IQPlayerRadioDevice::frequencyThatIsNoNumberIsRefusedAndKeepsTheOscilla
     }
     QCOMPARE(log.texts(QtWarningMsg).size(), 3);
     QVERIFY(frequencyChanged.isEmpty());
-    QCOMPARE(player->frequency(), 14'375'000.0);
+    QCOMPARE(player->frequency(), 14'375'100.0);
     tick(*player);
-    QVERIFY(std::abs(std::arg(lastSamples(*player).front() / lastBefore) - M_PI / 4) < 1e-6);
+    QVERIFY(std::abs(std::arg(lastSamples(*player).front() / lastBefore) - 2 * M_PI * 0.1251) < 1e-6);
 }
 
 void tst_IQPlayerRadioDevice::correctionEntersTheOffset()
