@@ -1,7 +1,9 @@
 #include "System/Served.h"
+#include "System/Wait.h"
 #include "System/WireClient.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 
@@ -22,6 +24,7 @@ private slots:
     void fileThatCannotBePlayedEndsTheSessionAlone();
     void headerThatLiesEndsNothing_data();
     void headerThatLiesEndsNothing();
+    void recordingAtRateZeroTakesNoCore();
     void fileThatVanishesDuringASessionPlaysOn();
     void fileThatShrinksDuringASessionEndsNothing();
 };
@@ -117,6 +120,22 @@ void tst_Player::headerThatLiesEndsNothing()
     QVERIFY(client.open(served.file));
     client.forgetSamples();
     QVERIFY(client.waitForSamples(4800));
+    QVERIFY(served.server.quit());
+}
+
+void tst_Player::recordingAtRateZeroTakesNoCore()
+{
+    Served served(wavHeader(192'000, 0) + QByteArray(192'000, '\1'));
+    QVERIFY(served.server.serve());
+    WireClient client(served.server);
+    QVERIFY(client.open(served.file));
+    const qint64 before = served.server.processorTime();
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(waitUntil([&clock] { return clock.elapsed() >= 1000; }));
+    // A worker that spins takes all of it.
+    QVERIFY(served.server.processorTime() - before < clock.elapsed() / 2);
+    QVERIFY(client.close());
     QVERIFY(served.server.quit());
 }
 

@@ -201,6 +201,9 @@ bool DspH::readBlock()
     ring.read(m_inReader->readIndex, m_workBuffer.data(), m_inBufLen);
     m_inReader->readIndex = ring.advance(m_inReader->readIndex, m_inBufLen);
     ring.spaceFreed.wakeAll();
+    // A worker that no setup has given a block length takes blocks of none: at the ring's pace, not the
+    // processor's.
+    m_waitForData = m_inBufLen == 0;
     return true;
 }
 
