@@ -58,8 +58,9 @@ public:
 
 protected:
     QVector<DoubleComplex> m_block;
-    bool m_swapIQ = false;
-    double m_sampleRate = -1.0; // Hz
+    // Set on the device's thread, read by the delivering one as well.
+    std::atomic<bool> m_swapIQ{false};
+    std::atomic<double> m_sampleRate{-1.0}; // Hz
 
 private:
     Q_DISABLE_COPY_MOVE(IQSource)

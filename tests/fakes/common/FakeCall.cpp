@@ -1,0 +1,58 @@
+#include "FakeCall.h"
+
+#include "FakeLog.h"
+#include "FakeScript.h"
+
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <thread>
+
+namespace
+{
+
+void hang(const std::string& name)
+{
+    while (FakeScript::flag("hang." + name)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+} // namespace
+
+int FakeCall::count(const std::string& name)
+{
+    // Never destroyed: calls that were left behind go on while the process ends.
+    static auto& mutex = *new std::mutex;
+    static auto& counts = *new std::map<std::string, int>;
+    static auto& epoch = *new std::string;
+    const std::lock_guard lock(mutex);
+    if (const std::string now = FakeScript::text("epoch", ""); now != epoch) {
+        epoch = now;
+        counts.clear();
+    }
+    return ++counts[name];
+}
+
+int FakeCall::result(int otherwise)
+{
+    hang(m_name);
+    const long long always = FakeScript::number(m_name, otherwise);
+    const auto value = static_cast<int>(FakeScript::number(m_name + "." + std::to_string(m_number), always));
+    FakeLog::line(m_name + "(" + m_arguments + ") = " + std::to_string(value));
+    return value;
+}
+
+void FakeCall::done()
+{
+    hang(m_name);
+    FakeLog::line(m_name + "(" + m_arguments + ")");
+}
+
+std::string FakeCall::written(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.10g", value);
+    return text;
+}
