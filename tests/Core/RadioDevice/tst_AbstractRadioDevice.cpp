@@ -791,12 +791,12 @@ void tst_AbstractRadioDevice::callbackOfTheServerReplacesTheSignal()
 
 void tst_AbstractRadioDevice::destructionWhileSamplesFlowEndsTheThread()
 {
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 3; ++i) {
         auto device = std::make_unique<Device>();
         device->setSampleRate(96'000.0);
         QVERIFY(device->start(false));
         const QPointer<DspH> dsp = device->dsp();
-        for (int block = 0; block < 10; ++block) {
+        for (int block = 0; block < 4; ++block) {
             device->deliver();
             device->setSampleRate(96'000.0 + block);
         }

@@ -1,0 +1,202 @@
+#include "RadioDevice/IQPlayer/PlayerRig.h"
+#include "System/Recording.h"
+#include "support/LogCapture.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+#include <cmath>
+
+/// Tuning the player: what the oscillator does, seen in the samples.
+class tst_IQPlayerTuning : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void limitsOfTheBandAreTunedTo_data();
+    void limitsOfTheBandAreTunedTo();
+    void tuningUpMovesTheRecordingUpInTheRing();
+    void resetFrequencyIsTheMiddleWithoutAnOffset();
+    void frequencyOutsideTheBandKeepsTheOscillatorAndTellsThePresentOne();
+    void frequencyOutsideTheBandIsCorrectedOnceMoreEachTime();
+    void frequencyOutsideTheBandNeverEndsTheProcess();
+    void frequencyThatIsNoNumberIsRefusedAndKeepsTheOscillator();
+    void correctionEntersTheOffset();
+    void offsetSetBeforeTheStartIsLost();
+    void rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer_data();
+    void rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer();
+
+private:
+    PlayerRig m_rig;
+};
+
+void tst_IQPlayerTuning::limitsOfTheBandAreTunedTo_data()
+{
+    QTest::addColumn<double>("frequency");
+    QTest::addColumn<double>("turn"); // of a sample at 1,000,000 samples a second, in quarters
+    QTest::newRow("lowest") << 14'000'000.0 << -1.0;
+    QTest::newRow("highest") << 14'500'000.0 << 1.0;
+    QTest::newRow("half way up") << 14'375'000.0 << 0.5;
+}
+
+void tst_IQPlayerTuning::limitsOfTheBandAreTunedTo()
+{
+    QFETCH(double, frequency);
+    QFETCH(double, turn);
+    const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
+    QSignalSpy frequencyChanged(player.get(), &AbstractRadioDevice::frequencyChanged);
+    player->setFrequency(frequency);
+    QCOMPARE(player->frequency(), frequency);
+    QCOMPARE(frequencyChanged.size(), 1);
+    QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), frequency);
+    PlayerRig::tick(*player);
+    const PlayerRig::Samples samples = PlayerRig::lastSamples(*player);
+    for (std::size_t i = 0; i + 1 < samples.size(); ++i) {
+        const double quarters = std::arg(samples[i + 1] / samples[i]) / (M_PI / 2);
+        QVERIFY(std::abs(quarters - turn) < 1e-6);
+    }
+}
+
+void tst_IQPlayerTuning::tuningUpMovesTheRecordingUpInTheRing()
+{
+    // A sample is Q + jI there, so that what moves up in it moves down on the air's scale.
+    const auto player = m_rig.play(PlayerRig::ones(kBlock));
+    player->setFrequency(14'250'000.0 + 1000.0);
+    PlayerRig::tick(*player);
+    const PlayerRig::Samples samples = PlayerRig::lastSamples(*player);
+    QVERIFY(std::abs(std::arg(samples[1] / samples[0]) - 2 * M_PI * 1000.0 / 48'000.0) < 1e-6);
+}
+
+void tst_IQPlayerTuning::resetFrequencyIsTheMiddleWithoutAnOffset()
+{
+    const auto player = m_rig.play(PlayerRig::ones(kBlock));
+    player->setFrequency(14'100'000.0);
+    player->resetFrequency();
+    QCOMPARE(player->frequency(), 14'250'000.0);
+    PlayerRig::tick(*player);
+    const PlayerRig::Samples samples = PlayerRig::lastSamples(*player);
+    QVERIFY(std::abs(std::arg(samples.back())) < 1e-9);
+}
+
+void tst_IQPlayerTuning::frequencyOutsideTheBandKeepsTheOscillatorAndTellsThePresentOne()
+{
+    const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
+    player->setFrequency(14'375'100.0);
+    PlayerRig::tick(*player);
+    const auto lastBefore = PlayerRig::lastSamples(*player).back();
+    QSignalSpy frequencyChanged(player.get(), &AbstractRadioDevice::frequencyChanged);
+    const LogCapture log;
+    player->setFrequency(15'000'000.0);
+    QCOMPARE(player->frequency(), 14'375'100.0);
+    QCOMPARE(frequencyChanged.size(), 1);
+    QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 14'375'100.0);
+    QCOMPARE(log.texts(QtWarningMsg), QStringList());
+    // Not even the phase starts anew.
+    PlayerRig::tick(*player);
+    const double turn = std::arg(PlayerRig::lastSamples(*player).front() / lastBefore);
+    QVERIFY(std::abs(turn - 2 * M_PI * 0.1251) < 1e-6);
+}
+
+void tst_IQPlayerTuning::frequencyOutsideTheBandIsCorrectedOnceMoreEachTime()
+{
+    const auto player = m_rig.play(PlayerRig::ones(kBlock));
+    player->setPpmCorrection(100);
+    player->setFrequency(14'250'000.0);
+    QSignalSpy frequencyChanged(player.get(), &AbstractRadioDevice::frequencyChanged);
+    double expected = 14'250'000.0 / (1.0 - 100e-6);
+    for (int i = 0; i < 3; ++i) {
+        player->setFrequency(15'000'000.0);
+        expected /= 1.0 - 100e-6;
+        QVERIFY(std::abs(frequencyChanged.constLast().constFirst().toDouble() - expected) < 1e-6);
+    }
+}
+
+void tst_IQPlayerTuning::frequencyOutsideTheBandNeverEndsTheProcess()
+{
+    const auto player = m_rig.play(PlayerRig::ones(kBlock));
+    const LogCapture log;
+    for (const int ppm : {999'999, 1'000'000, 1'000'001, -2'000'000'000}) {
+        player->setPpmCorrection(ppm);
+        for (int i = 0; i < 5; ++i) {
+            player->setFrequency(-1e18);
+        }
+        QVERIFY(std::isfinite(player->frequency()));
+    }
+    player->setPpmCorrection(0);
+    player->setFrequency(14'000'000.0);
+    QCOMPARE(player->frequency(), 14'000'000.0);
+    PlayerRig::tick(*player);
+    QVERIFY(std::isfinite(PlayerRig::lastSamples(*player).back().real()));
+}
+
+void tst_IQPlayerTuning::frequencyThatIsNoNumberIsRefusedAndKeepsTheOscillator()
+{
+    const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
+    player->setFrequency(14'375'100.0);
+    PlayerRig::tick(*player);
+    const auto lastBefore = PlayerRig::lastSamples(*player).back();
+    QSignalSpy frequencyChanged(player.get(), &AbstractRadioDevice::frequencyChanged);
+    const LogCapture log;
+    for (const double value : {qQNaN(), qInf(), 1e300}) {
+        player->setFrequency(value);
+    }
+    QCOMPARE(log.texts(QtWarningMsg).size(), 3);
+    QVERIFY(frequencyChanged.isEmpty());
+    QCOMPARE(player->frequency(), 14'375'100.0);
+    PlayerRig::tick(*player);
+    QVERIFY(std::abs(std::arg(PlayerRig::lastSamples(*player).front() / lastBefore) - 2 * M_PI * 0.1251) <
+            1e-6);
+}
+
+void tst_IQPlayerTuning::correctionEntersTheOffset()
+{
+    const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
+    player->setPpmCorrection(1000);
+    player->setFrequency(14'250'000.0);
+    PlayerRig::tick(*player);
+    const PlayerRig::Samples samples = PlayerRig::lastSamples(*player);
+    const double offset = 14'250'000.0 / 0.999 - 14'250'000.0;
+    QVERIFY(std::abs(std::arg(samples[1] / samples[0]) - 2 * M_PI * offset / 1e6) < 1e-6);
+}
+
+void tst_IQPlayerTuning::offsetSetBeforeTheStartIsLost()
+{
+    const auto player = PlayerRig::make(m_rig.put(wavHeader(0, 1'000'000) + PlayerRig::ones(kBlock)));
+    player->setFrequency(14'500'000.0);
+    QVERIFY(player->start(false));
+    QCOMPARE(player->frequency(), 14'500'000.0);
+    PlayerRig::tick(*player);
+    QVERIFY(std::abs(std::arg(PlayerRig::lastSamples(*player).back())) < 1e-9);
+    player->setFrequency(14'500'000.0);
+    PlayerRig::tick(*player);
+    QVERIFY(std::abs(std::arg(PlayerRig::lastSamples(*player).front()) - M_PI / 2) < 1e-6);
+}
+
+void tst_IQPlayerTuning::rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer_data()
+{
+    QTest::addColumn<double>("rate");
+    QTest::newRow("1e18") << 1e18;
+    QTest::newRow("0") << 0.0;
+    QTest::newRow("-5") << -5.0;
+    QTest::newRow("96,000") << 96'000.0;
+}
+
+void tst_IQPlayerTuning::rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer()
+{
+    QFETCH(double, rate);
+    const auto player = m_rig.play(PlayerRig::ones(kBlock));
+    const LogCapture log;
+    QVERIFY(player->QObject::setProperty("sampleRate", rate));
+    QCOMPARE(player->sampleRate(), rate);
+    PlayerRig::tick(*player);
+    QCOMPARE(player->inBuffer()->writeIndex, kBlock);
+    QCOMPARE(player->blockSize(), kBlock);
+    QVERIFY(player->running());
+    player->stop();
+    // The next start is at the rate of the header again.
+    QVERIFY(player->start(false));
+    QCOMPARE(player->sampleRate(), 48'000.0);
+    player->stop();
+}
+
+QTEST_GUILESS_MAIN(tst_IQPlayerTuning)
+#include "tst_IQPlayerTuning.moc"
