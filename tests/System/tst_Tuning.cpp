@@ -31,6 +31,7 @@ private slots:
     void setIfMovesTheOtherWayToo();
     void setIfOfASmallStepIsExact();
     void tuningThePlayerUpMovesTheStationDown();
+    void savedFrequencyCountsFromTheNextWrite();
     void tuningMovesTheSpectrumAndSetIfDoesNot();
     void frequencyOutOfRangeChangesNothing();
     void halfTheBandWidthHalvesTheRate_data();
@@ -162,6 +163,21 @@ void tst_Tuning::tuningThePlayerUpMovesTheStationDown()
     QVERIFY(stationComesTo(7000));
     QVERIFY(write("frequency", kCenter + 5000));
     QVERIFY(stationComesTo(0));
+}
+
+void tst_Tuning::savedFrequencyCountsFromTheNextWrite()
+{
+    QVERIFY(write("frequency", kCenter + 2000));
+    QVERIFY(stationComesTo(3000));
+    QVERIFY(m_client->close());
+    QVERIFY(m_client->open(m_served.file));
+    m_client->forgetCalls();
+    QVERIFY(m_client->ask(m_client->serverId(), QStringLiteral("it_ra_rrd")).has_value());
+    const QVector<WireClient::Call> dump = m_client->calls(QStringLiteral("pci_rrd"));
+    QCOMPARE(dump.value(6).object.value(QStringLiteral("v")).toDouble(), kCenter + 2000);
+    QVERIFY(stationComesTo(5000));
+    QVERIFY(write("frequency", kCenter + 2000));
+    QVERIFY(stationComesTo(3000));
 }
 
 void tst_Tuning::tuningMovesTheSpectrumAndSetIfDoesNot()
