@@ -54,16 +54,14 @@ private:
     void declareFunctions();
     [[nodiscard]] NodeInfo nearestMaster(const int160& id) const;
     void callHolePunching();
-    void succeed(const NodeInfo& node);
     void endAttempt();
     void keepLink();
-    void onHolePunching(const NodeInfo& caller);
+    void onHolePunching(const QJsonObject& request, const NodeInfo& caller);
     void onHolePunchingReply(const NodeInfo& peer);
-    void onRequestHolePunching(const QJsonObject& request);
-    void onMasterPing();
+    void onRequestHolePunching(const QJsonObject& request, const NodeInfo& caller);
+    void onMasterPing(const QJsonObject& request, const NodeInfo& caller);
     void onMasterPingReply();
-    void onMasterPingTimeout();
-    void onDrop(const NodeInfo& caller);
+    void onDrop(const QJsonObject& request, const NodeInfo& caller);
 
     bool m_active = true;
     bool m_punching = false;

@@ -1,6 +1,6 @@
 #include "Server/Discovery.h"
 
-#include "Server/ProtocolVersion.h"
+#include "Network/Data/ProtocolVersion.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -8,6 +8,7 @@
 #include "Core/RadioDevice/InfoRadioDevice.h"
 #include "Network/Data/Base58.h"
 #include "Network/Data/Json.h"
+#include "Network/Data/ProtocolVersion.h"
 #include "Network/Internet/IPFromDNS.h"
 #include "Network/Remote/SourceObject.h"
 #include "Network/Socket/RpcSocket.h"
@@ -17,7 +18,6 @@
 #include "Server/Discovery.h"
 #include "Server/FFTStream.h"
 #include "Server/IQStream.h"
-#include "Server/ProtocolVersion.h"
 #include "Server/RendezvousSettings.h"
 
 #include <QPointer>

@@ -27,8 +27,9 @@ public:
     /// Bytes, of names and values as they are counted here; far above any set that is published.
     static constexpr qint64 kMaximumSize = 4 * 1024 * 1024;
 
-    ReplicaObject(const QString& name, const NodeInfo& source, QSharedPointer<RpcSocket> rpc,
-                  QObject* parent);
+    /// `retryMs` between two rounds, `patienceMs` until failSync.
+    ReplicaObject(const QString& name, const NodeInfo& source, QSharedPointer<RpcSocket> rpc, QObject* parent,
+                  int retryMs = 2000, int patienceMs = 5000);
     ~ReplicaObject() override;
 
     /// Asks for the set, and again every 2 seconds until it has come; failSync reports after 5 seconds that
@@ -55,11 +56,9 @@ private slots:
 private:
     void declareFunctions();
     void askForSet();
-    void store(const QString& name, const QVariant& value);
-    void onProperty(const QJsonObject& request);
-    void onInitialProperty(const QJsonObject& request);
+    void onPropertyChanged(const QJsonObject& request);
+    void onInitProperty(const QJsonObject& request);
     void onChecksum(const QJsonObject& request);
-    void onPatienceOver();
     void warnOfSize();
 
     bool m_cloning = false;
@@ -70,6 +69,8 @@ private:
     QMap<QString, QVariant> m_properties;
     QByteArray m_receivedNames;
     QTimer* m_retryTimer;
-    qint64 m_size = 0; // of m_properties, as kMaximumSize counts it
+    int m_retryInterval; // ms
+    int m_patience;      // ms
+    qint64 m_size = 0;   // of m_properties, as kMaximumSize counts it
     bool m_warnedOfSize = false;
 };
