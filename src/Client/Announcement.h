@@ -29,3 +29,6 @@ struct Announcement
     /// range, or if the datagram is longer than kMaximumSize. Keys beyond the eight are ignored.
     [[nodiscard]] static std::optional<Announcement> decode(const QByteArray& datagram);
 };
+
+bool operator==(const Announcement& left, const Announcement& right);
+bool operator!=(const Announcement& left, const Announcement& right);

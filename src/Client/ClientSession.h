@@ -2,6 +2,7 @@
 
 #include "Client/IqReceiver.h"
 #include "Client/RemoteDevice.h"
+#include "Client/SettingSender.h"
 #include "Client/SpectrumReceiver.h"
 #include "Network/Data/NodeInfo.h"
 
@@ -16,13 +17,15 @@
 class InterfaceSocket;
 class QTimer;
 class RpcSocket;
-class SettingSender;
+class SessionSocket;
 class Socket;
-class UserSocket;
 
 /// A session with one server: connecting, keep-alive, the device, both streams, and the way back in after the
 /// network has failed. May be used for one session after another.
 /// Thread:    the one that made it, which runs an event loop; all signals come there.
+/// The server's calls to the session and to the replica of its device go to the one id that the client has
+/// named in connect_to_host, so one RPC object serves both; each attempt to connect makes a new id, by which
+/// an earlier session's datagrams are told apart.
 /// Ownership: owns its UDP port and the device and receivers that it hands out, which live as long as it
 /// does. Errors:    values and signals. Nothing that a server sends ends the process or grows without bound.
 class ClientSession : public QObject
@@ -70,7 +73,6 @@ public:
     };
     Q_ENUM(End)
 
-    /// What may be told apart from the outside.
     struct Timing
     {
         int attempt = 2000;       ///< ms that one connect_to_host waits for its answer.
@@ -84,7 +86,7 @@ public:
 
     explicit ClientSession(QObject* parent = nullptr);
     ClientSession(Timing timing, QObject* parent);
-    /// Closes.
+    /// Closes, without a signal.
     ~ClientSession() override;
 
     /// Begins a session with the target; `connected` or `refused` follows. Ends the one before. False, and
@@ -144,21 +146,22 @@ signals:
 private:
     void setState(State state);
     [[nodiscard]] bool makeSocket();
-    void dropSocket();
     void attempt();
+    void tryAgain(int delayMs);
+    void dropConnector();
     void onAnswer(const QJsonObject& reply, const NodeInfo& peer);
     void onNoAnswer();
-    void onRefused(Refusal refusal, const QString& text);
+    void onRefusal(const QString& text);
     void giveUp(Refusal refusal, const QString& text);
-    void tryAgain();
+
     void begin(const int160& sessionId, const NodeInfo& peer);
-    void declareFunctions();
+    void declareFunctions(RpcSocket& rpc);
     void attachStreams(const NodeInfo& peer);
     void leave();
     void onDisconnected();
     void onHeartbeat();
     void onOutSampleRate(const QJsonObject& request);
-    void sendSettings();
+    [[nodiscard]] qint64 waited() const;
 
     Timing m_timing;
     State m_state = State::Idle;
@@ -166,19 +169,22 @@ private:
     bool m_reconnecting = false;
     bool m_closing = false;
     bool m_takenOver = false;
+    bool m_warnedOfRate = false;
     bool m_unanswered = false;             // an attempt of this connecting has had no answer
     qint64 m_connectingSince = 0;          // ms since the epoch
     std::optional<double> m_outSampleRate; // Hz
+    SpectrumRange m_wantedRange;
     std::optional<qint64> m_lostAtFirstPing;
 
     QSharedPointer<Socket> m_socket;
     QSharedPointer<RpcSocket> m_connector; // attached while connecting, under the client's id
-    QSharedPointer<UserSocket> m_user;     // attached while in session, under the same id
+    QSharedPointer<SessionSocket> m_user;  // attached while in session, under the same id
     QVector<QSharedPointer<InterfaceSocket>> m_streams;
-    std::unique_ptr<SettingSender> m_offset;
-    std::unique_ptr<SettingSender> m_bandwidth;
-    std::unique_ptr<SettingSender> m_spectrumRange;
     QTimer* m_retry;
+    QTimer* m_heartbeat;
+    SettingSender m_offset;
+    SettingSender m_bandwidth;
+    SettingSender m_spectrumRange;
     RemoteDevice m_device;
     IqReceiver m_iq;
     SpectrumReceiver m_spectrum;

@@ -17,21 +17,18 @@ public:
     /// Hz, finite; 0 or less for one that is not known, with which nothing is estimated. Another rate begins
     /// anew; the same changes nothing.
     void setSampleRate(double rate);
-    /// Begins anew at the same rate; the total stays.
-    void restart();
 
     /// `count` samples have arrived at `now`, milliseconds of a clock that never goes back. Gives the samples
     /// found missing by this, 0 or more.
     [[nodiscard]] qint64 add(qint64 now, int count);
 
 private:
-    [[nodiscard]] double lagOf(qint64 now) const;
+    qint64 endWindow(qint64 now);
 
-    double m_rate = 0.0;           // Hz
-    std::optional<qint64> m_start; // ms
-    double m_arrived = 0.0;        // samples since the start, with those found missing
-    double m_baseline = 0.0;       // ms, the least lag of the stream
-    double m_windowLeast = 0.0;    // ms, the least lag of the present window
-    qint64 m_windowStart = 0;      // ms
-    bool m_hasBaseline = false;
+    double m_rate = 0.0;                 // Hz
+    std::optional<qint64> m_start;       // ms
+    double m_arrived = 0.0;              // samples since the start, with those found missing
+    std::optional<double> m_baseline;    // ms, the least lag of the stream
+    std::optional<double> m_windowLeast; // ms, the least lag of the present window
+    qint64 m_windowStart = 0;            // ms
 };

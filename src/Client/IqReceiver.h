@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <functional>
+#include <optional>
 
 /// The IQ stream of a session as blocks. Hands out true baseband, I first, whatever the wire's order.
 /// Thread:    that of the session. A listener on another thread, or a slow one, reads through an IqQueue.
@@ -34,6 +35,8 @@ public:
     /// a damaged one.
     void receive(const QVector<qint16>& values);
     void setSampleRate(double rate);
+    /// The session has broken off: what it would bring until the next block is missing.
+    void interrupt();
     /// Forgets counts, rate and place.
     void reset();
 
@@ -42,9 +45,14 @@ signals:
     void blockReceived(const IqBlock& block);
 
 private:
+    [[nodiscard]] qint64 missingBefore(int count);
+
     Clock m_clock;
     QElapsedTimer m_elapsed;
     IqGapEstimator m_gaps;
+    qint64 m_lastBlock = 0; // ms, of the clock
+    /// Hz, of the stream that broke off; nothing while it goes on.
+    std::optional<double> m_rateBefore;
     double m_sampleRate = 0.0; // Hz
     qint64 m_received = 0;
     qint64 m_missing = 0;

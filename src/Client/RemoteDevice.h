@@ -4,11 +4,11 @@
 #include "Network/Socket/RpcSocket.h"
 
 #include <QObject>
+#include <QSet>
 #include <QSharedPointer>
 #include <QStringList>
-#include <QVariant>
+#include <QVariantMap>
 #include <QVector>
-#include <memory>
 #include <optional>
 
 class ReplicaObject;
@@ -63,9 +63,9 @@ public:
     bool setLevelCorrection(double decibels);
     bool setSwapIQ(bool swap);
 
-    /// The session's: a replica of what `source` publishes, asked for through `rpc`. With `restore`, what was
-    /// written here before and stands otherwise in the new set is written again once the set has come.
-    void attach(const QSharedPointer<RpcSocket>& rpc, const NodeInfo& source, bool restore);
+    /// The session's: a replica of what `source` publishes, asked for through `rpc`. What was written here
+    /// before, since `clear`, is written again once the set has come, if it stands otherwise there.
+    void attach(const QSharedPointer<RpcSocket>& rpc, const NodeInfo& source);
     /// The session's: the copy stays, nothing can be written.
     void detach();
     /// The session's: forgets the copy and what was written.
@@ -74,7 +74,8 @@ public:
 signals:
     /// The whole set has come and its checksum is right.
     void synchronized();
-    /// It has not, 5 seconds after it was asked for; the asking goes on.
+    /// It has not, 5 seconds after it was asked for at the start of the session, when the asking goes on, or
+    /// after five tries of a refresh.
     void synchronizationFailed();
     /// A value has come from the server: in the set, as an echo or of itself.
     void changed(const QString& name, const QVariant& value);
@@ -83,17 +84,19 @@ signals:
     void sampleRateChanged(double hertz);
 
 private:
-    void makeReplica();
     void onSynchronized();
+    void askForSet(int triesLeft);
+    void onSetSent(int triesLeft);
     void onChanged(const QString& name, const QVariant& value);
-    void restoreWritten();
-    [[nodiscard]] std::optional<double> number(const QString& name) const;
     [[nodiscard]] std::optional<int> integer(const QString& name) const;
-    bool writeNumber(const QString& name, double value);
 
     QSharedPointer<RpcSocket> m_rpc;
     NodeInfo m_source;
-    std::unique_ptr<ReplicaObject> m_replica;
-    QStringList m_written; // names, in the order of their last writes
-    QVector<QPair<QString, QVariant>> m_toRestore;
+    ReplicaObject* m_replica = nullptr; // a child, of one session
+    QVariantMap m_lastSet;              // the last session's, between two
+    bool m_synchronized = false;
+    QSet<QString> m_awaited; // names that a refresh has not brought yet
+    quint32 m_refreshSerial = 0;
+    QStringList m_written;   // names, in the order of their last writes
+    QVariantMap m_toRestore; // of those, what the next set is to hold
 };

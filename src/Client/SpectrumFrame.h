@@ -26,8 +26,10 @@ bool operator!=(const SpectrumRange& left, const SpectrumRange& right);
 /// One whole spectrum, 25 a second.
 struct SpectrumFrame
 {
-    /// Decibels above full scale, range.dataSize of them, rising in frequency: point n stands for bin
-    /// startIndex + n * (stopIndex - startIndex) / dataSize. -200 where no bin exists, -220 for silence.
+    /// Power in decibels, range.dataSize points rising in frequency: point n stands for bin startIndex +
+    /// n * (stopIndex - startIndex) / dataSize. The scale is the server's: a tone of full scale stands at
+    /// about 5 dB with an fftSize of 4096, and 3 dB higher with each doubling. -200 where no bin exists,
+    /// about -220 for silence.
     QVector<float> decibels;
     SpectrumRange range; ///< What it answers.
     qint64 time = 0;     ///< Arrival, ms since the epoch.

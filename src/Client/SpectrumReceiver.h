@@ -17,7 +17,8 @@ public:
 
     /// Frames handed out since `reset`.
     [[nodiscard]] qint64 receivedFrames() const { return m_receivedFrames; }
-    /// Frames begun and not whole, or without a header, since `reset`. One of which nothing came is not seen.
+    /// Frames begun and not whole since `reset`. One whose header got lost is not seen, but spoils the one
+    /// before it.
     [[nodiscard]] qint64 droppedFrames() const { return m_droppedFrames; }
 
     /// The session's: one datagram's values as the wire has them; empty for a damaged one.
@@ -37,13 +38,14 @@ private:
 
     enum class Progress
     {
-        None,    // nothing awaited: no header yet
+        None,    // no frame has begun, or one that answers another range
         Growing, // so far so good
         Spoilt,  // a packet is missing, double or damaged
     };
 
     SpectrumRange m_range;
     SpectrumRange m_frameRange; // of the frame that has begun
+    int m_frameSize = 0;        // points, as its header tells
     QVector<qint16> m_points;
     Progress m_progress = Progress::None;
     qint64 m_time = 0; // ms since the epoch, of the header

@@ -136,6 +136,7 @@ QJsonObject UserSocket::onPing(const QJsonObject& request)
     if (Json::toLongLong(request, kPacketCountKey, sentByPeer)) {
         // Unsigned, since the peer may send any number at all.
         m_packetsLost = static_cast<qint64>(static_cast<quint64>(sentByPeer) - socket().receivedPackets());
+        m_heardPing = true;
     }
     return {};
 }

@@ -24,6 +24,8 @@ public:
     /// What the peer's Socket has sent less what ours has accepted, at the peer's last ping: an estimate,
     /// since both count all their traffic.
     [[nodiscard]] qint64 packetsLost() const;
+    /// True once a ping of the peer's has told its count.
+    [[nodiscard]] bool hasHeardPing() const { return m_heardPing; }
 
     /// The least time between two pings; 1000 ms unless set.
     void setPingInterval(int milliseconds);
@@ -58,5 +60,6 @@ private:
     qint64 m_roundTrip = 0;    // ms
     qint64 m_pingSentTime = 0; // ms since the epoch
     qint64 m_packetsLost = 0;
+    bool m_heardPing = false;
     NodeInfo m_peer;
 };

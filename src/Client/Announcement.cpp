@@ -1,0 +1,88 @@
+#include "Client/Announcement.h"
+
+#include "Client/ForeignText.h"
+#include "Network/Data/ProtocolVersion.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <cmath>
+#include <limits>
+
+namespace
+{
+
+constexpr int kMaximumText = 4096; // characters; a file's path is no longer
+
+// The whole number of a key; nothing if it is none, or beyond the limits.
+std::optional<int> readInteger(const QJsonObject& object, const QString& key, int lowest, int highest)
+{
+    const QJsonValue value = object.value(key);
+    const double number = value.toDouble();
+    if (!value.isDouble() || number < lowest || number > highest || std::trunc(number) != number) {
+        return std::nullopt;
+    }
+    return static_cast<int>(number);
+}
+
+std::optional<QString> readText(const QJsonObject& object, const QString& key)
+{
+    const QJsonValue value = object.value(key);
+    if (!value.isString() || value.toString().size() > kMaximumText) {
+        return std::nullopt;
+    }
+    return value.toString();
+}
+
+} // namespace
+
+bool Announcement::isCompatible() const
+{
+    return majorVersion == ProtocolVersion::kMajor;
+}
+
+std::optional<Announcement> Announcement::decode(const QByteArray& datagram)
+{
+    if (datagram.size() > kMaximumSize) {
+        return std::nullopt;
+    }
+    constexpr int kLowest = std::numeric_limits<int>::min();
+    constexpr int kHighest = std::numeric_limits<int>::max();
+    const QJsonObject object = QJsonDocument::fromJson(datagram).object();
+    const auto id = readText(object, QStringLiteral("id"));
+    const auto major = readInteger(object, QStringLiteral("vma"), 0, kHighest);
+    const auto minor = readInteger(object, QStringLiteral("vmi"), 0, kHighest);
+    const auto port = readInteger(object, QStringLiteral("port"), 1, std::numeric_limits<quint16>::max());
+    const auto type = readInteger(object, QStringLiteral("device_type"), kLowest, kHighest);
+    const auto title = readText(object, QStringLiteral("title"));
+    const auto description = readText(object, QStringLiteral("description"));
+    const auto identificator = readText(object, QStringLiteral("identificator"));
+    if (!id || !major || !minor || !port || !type || !title || !description || !identificator) {
+        return std::nullopt;
+    }
+    Announcement announcement;
+    announcement.id = int160(*id);
+    if (announcement.id.isNull()) {
+        return std::nullopt;
+    }
+    announcement.majorVersion = *major;
+    announcement.minorVersion = *minor;
+    announcement.port = static_cast<quint16>(*port);
+    announcement.deviceType = *type;
+    announcement.title = foreignText(*title, kMaximumText);
+    announcement.description = foreignText(*description, kMaximumText);
+    announcement.identificator = *identificator;
+    return announcement;
+}
+
+bool operator==(const Announcement& left, const Announcement& right)
+{
+    return left.id == right.id && left.majorVersion == right.majorVersion &&
+           left.minorVersion == right.minorVersion && left.port == right.port &&
+           left.deviceType == right.deviceType && left.title == right.title &&
+           left.description == right.description && left.identificator == right.identificator;
+}
+
+bool operator!=(const Announcement& left, const Announcement& right)
+{
+    return !(left == right);
+}

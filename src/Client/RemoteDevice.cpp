@@ -1,0 +1,290 @@
+#include "Client/RemoteDevice.h"
+
+#include "Network/Remote/ReplicaObject.h"
+
+#include <QPointer>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace
+{
+
+constexpr int kRefreshTimeout = 2000; // ms
+constexpr int kRefreshTries = 5;
+constexpr int kMaximumEntries = 1000; // of a list that the server sends
+constexpr double kKilohertz = 1e3;    // Hz
+
+const QString kPairName = QStringLiteral("rrd");
+const QString kSampleRate = QStringLiteral("sampleRate");
+const QString kFrequency = QStringLiteral("frequency");
+const QString kPpmCorrection = QStringLiteral("ppmCorrection");
+const QString kLevelCorrection = QStringLiteral("levelCorrection");
+const QString kSwapIQ = QStringLiteral("swapIQ");
+
+std::optional<double> toNumber(const QVariant& value)
+{
+    if (value.type() != QVariant::Double || !std::isfinite(value.toDouble())) {
+        return std::nullopt;
+    }
+    return value.toDouble();
+}
+
+// The numbers of a list of decimal texts, up to the first that is none.
+QVector<double> toNumbers(const QVariant& value)
+{
+    QVector<double> numbers;
+    const QVariantList list = value.toList().mid(0, kMaximumEntries);
+    for (const QVariant& text : list) {
+        bool isNumber = false;
+        const double number = text.toString().toDouble(&isNumber);
+        if (!isNumber || !std::isfinite(number)) {
+            break;
+        }
+        numbers.append(number);
+    }
+    return numbers;
+}
+
+// A client's own values may be of any numeric type; the wire knows doubles.
+bool isFinite(const QVariant& value)
+{
+    const auto type = static_cast<QMetaType::Type>(value.type());
+    return (type != QMetaType::Double && type != QMetaType::Float) || std::isfinite(value.toDouble());
+}
+
+} // namespace
+
+RemoteDevice::RemoteDevice(QObject* parent)
+    : QObject(parent)
+{
+}
+
+RemoteDevice::~RemoteDevice() = default;
+
+bool RemoteDevice::isSynchronized() const
+{
+    return m_synchronized;
+}
+
+QStringList RemoteDevice::names() const
+{
+    return m_replica ? m_replica->propertyNames() : m_lastSet.keys();
+}
+
+bool RemoteDevice::contains(const QString& name) const
+{
+    return m_replica ? m_replica->contains(name) : m_lastSet.contains(name);
+}
+
+QVariant RemoteDevice::value(const QString& name) const
+{
+    if (!m_replica) {
+        return m_lastSet.value(name);
+    }
+    return m_replica->contains(name) ? m_replica->property(name) : QVariant();
+}
+
+bool RemoteDevice::write(const QString& name, const QVariant& value)
+{
+    if (!m_replica || !m_replica->contains(name) || !isFinite(value)) {
+        return false;
+    }
+    m_replica->setProperty(name, value);
+    m_written.removeAll(name);
+    m_written.append(name);
+    m_toRestore.remove(name);
+    return true;
+}
+
+bool RemoteDevice::refresh()
+{
+    if (!m_replica) {
+        return false;
+    }
+    if (m_synchronized) { // otherwise it is being asked for
+        const QStringList names = m_replica->propertyNames();
+        m_awaited = QSet<QString>(names.constBegin(), names.constEnd());
+        askForSet(kRefreshTries);
+    }
+    return true;
+}
+
+void RemoteDevice::askForSet(int triesLeft)
+{
+    const quint32 serial = ++m_refreshSerial;
+    const QPointer<RemoteDevice> self(this);
+    const auto ended = [self, serial, triesLeft] {
+        if (self && self->m_replica && self->m_refreshSerial == serial) {
+            self->onSetSent(triesLeft - 1);
+        }
+    };
+    m_rpc->invoke(
+        m_source, QStringLiteral("it_ra_") + kPairName, {},
+        [ended](const QJsonObject&, const NodeInfo&) { ended(); }, ended, kRefreshTimeout);
+}
+
+// The reply leaves the server behind the set, so what has not come by now is lost.
+void RemoteDevice::onSetSent(int triesLeft)
+{
+    if (m_awaited.isEmpty()) {
+        emit synchronized();
+    } else if (triesLeft > 0) {
+        askForSet(triesLeft);
+    } else {
+        emit synchronizationFailed();
+    }
+}
+
+std::optional<int> RemoteDevice::type() const
+{
+    return integer(QStringLiteral("type"));
+}
+
+QVector<double> RemoteDevice::supportedSampleRates() const
+{
+    return toNumbers(value(QStringLiteral("supportSampleRates")));
+}
+
+QVector<RemoteDevice::FrequencyRange> RemoteDevice::supportedFrequencies() const
+{
+    const QVector<double> limits = toNumbers(value(QStringLiteral("supportFrequencies")));
+    QVector<FrequencyRange> ranges;
+    for (int i = 0; i + 1 < limits.size(); i += 2) {
+        if (limits.at(i) <= limits.at(i + 1)) {
+            ranges.append({limits.at(i) * kKilohertz, limits.at(i + 1) * kKilohertz});
+        }
+    }
+    return ranges;
+}
+
+std::optional<double> RemoteDevice::sampleRate() const
+{
+    return toNumber(value(kSampleRate));
+}
+
+std::optional<double> RemoteDevice::frequency() const
+{
+    return toNumber(value(kFrequency));
+}
+
+std::optional<int> RemoteDevice::ppmCorrection() const
+{
+    return integer(kPpmCorrection);
+}
+
+std::optional<double> RemoteDevice::levelCorrection() const
+{
+    return toNumber(value(kLevelCorrection));
+}
+
+std::optional<bool> RemoteDevice::swapIQ() const
+{
+    const QVariant swap = value(kSwapIQ);
+    return swap.type() == QVariant::Bool ? std::optional<bool>(swap.toBool()) : std::nullopt;
+}
+
+bool RemoteDevice::setSampleRate(double hertz)
+{
+    return write(kSampleRate, hertz);
+}
+
+bool RemoteDevice::setFrequency(double hertz)
+{
+    return write(kFrequency, hertz);
+}
+
+bool RemoteDevice::setPpmCorrection(int ppm)
+{
+    return write(kPpmCorrection, ppm);
+}
+
+bool RemoteDevice::setLevelCorrection(double decibels)
+{
+    return write(kLevelCorrection, decibels);
+}
+
+bool RemoteDevice::setSwapIQ(bool swap)
+{
+    return write(kSwapIQ, swap);
+}
+
+std::optional<int> RemoteDevice::integer(const QString& name) const
+{
+    const std::optional<double> number = toNumber(value(name));
+    if (!number || *number < std::numeric_limits<int>::min() || *number > std::numeric_limits<int>::max()) {
+        return std::nullopt;
+    }
+    return static_cast<int>(*number);
+}
+
+void RemoteDevice::attach(const QSharedPointer<RpcSocket>& rpc, const NodeInfo& source)
+{
+    detach();
+    for (const QString& name : qAsConst(m_written)) {
+        if (!m_toRestore.contains(name)) { // or the last session ended before it was restored
+            m_toRestore.insert(name, m_lastSet.value(name));
+        }
+    }
+    m_lastSet.clear();
+    m_synchronized = false;
+    m_rpc = rpc;
+    m_source = source;
+    m_replica = new ReplicaObject(kPairName, source, rpc, this);
+    connect(m_replica, &ReplicaObject::successSync, this, &RemoteDevice::onSynchronized);
+    connect(m_replica, &ReplicaObject::failSync, this, &RemoteDevice::synchronizationFailed);
+    connect(m_replica, &ReplicaObject::propertyChanged, this, &RemoteDevice::onChanged);
+    m_replica->clone();
+}
+
+void RemoteDevice::detach()
+{
+    if (!m_replica) {
+        return;
+    }
+    const QStringList names = m_replica->propertyNames();
+    for (const QString& name : names) {
+        m_lastSet.insert(name, m_replica->property(name));
+    }
+    // This may be called from within a signal of the replica's.
+    disconnect(m_replica, nullptr, this, nullptr);
+    m_replica->deleteLater();
+    m_replica = nullptr;
+    m_rpc.clear();
+    ++m_refreshSerial;
+}
+
+void RemoteDevice::clear()
+{
+    detach();
+    m_lastSet.clear();
+    m_written.clear();
+    m_toRestore.clear();
+    m_synchronized = false;
+}
+
+void RemoteDevice::onSynchronized()
+{
+    m_synchronized = true;
+    const QVariantMap toRestore = std::exchange(m_toRestore, {});
+    const QStringList names = m_written; // in their order; writing changes the list
+    for (const QString& name : names) {
+        const QVariant before = toRestore.value(name);
+        if (before.isValid() && contains(name) && value(name) != before) {
+            write(name, before);
+        }
+    }
+    emit synchronized();
+}
+
+void RemoteDevice::onChanged(const QString& name, const QVariant& value)
+{
+    m_awaited.remove(name);
+    emit changed(name, value);
+    const std::optional<double> number = toNumber(value);
+    if (number && name == kFrequency) {
+        emit frequencyChanged(*number);
+    } else if (number && name == kSampleRate) {
+        emit sampleRateChanged(*number);
+    }
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Network/Socket/UserSocket.h"
+
+/// The client's end of a session, which can tell why it ended.
+class SessionSocket : public UserSocket
+{
+    Q_OBJECT
+
+public:
+    using UserSocket::UserSocket;
+
+    /// True while `disconnected` is emitted because the peer has fallen silent.
+    [[nodiscard]] bool isPeerSilent() const { return m_inHeartbeat; }
+
+    void onTimeout() override;
+
+private:
+    bool m_inHeartbeat = false;
+};
