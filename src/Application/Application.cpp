@@ -100,7 +100,7 @@ Application::Application()
 
 Application::~Application()
 {
-    LOG_DEBUG() << QStringLiteral("Destruct class .. %1").arg(QLatin1String(metaObject()->className()));
+    LOG_DEBUG() << QStringLiteral("Destruct class .. %1").arg(QLatin1String(staticMetaObject.className()));
 }
 
 void Application::parseArgs()

@@ -41,9 +41,14 @@ QStringList ConsoleNotifier::takeRest()
     if (m_pending.isEmpty()) {
         return {};
     }
-    const QStringList rest{QString::fromUtf8(m_pending)};
+    QStringList rest{QString::fromUtf8(m_pending)};
     m_pending.clear();
     return rest;
+}
+
+void ConsoleNotifier::resume()
+{
+    m_input->setEnabled(true);
 }
 
 #ifdef Q_OS_WIN
@@ -230,7 +235,7 @@ void ConsoleNotifier::cancelRead()
 void ConsoleNotifier::pauseInBackground()
 {
     m_input->setEnabled(false);
-    QTimer::singleShot(kBackgroundPause, m_input, [this] { m_input->setEnabled(true); });
+    QTimer::singleShot(kBackgroundPause, this, SLOT(resume()));
 }
 
 void ConsoleNotifier::onSignal()

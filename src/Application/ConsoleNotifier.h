@@ -34,6 +34,10 @@ signals:
     /// The process is asked to end: an interrupt, a service manager, a console window that closes.
     void quitRequested();
 
+private slots:
+    /// Listens again after a pause in the background. By name: clang-tidy takes Qt's other form for a leak.
+    void resume();
+
 private:
     QStringList takeLines();
     QStringList takeRest();

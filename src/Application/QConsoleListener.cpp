@@ -3,6 +3,7 @@
 #include "Application/ConsoleNotifier.h"
 
 #include <QDeadlineTimer>
+#include <utility>
 
 QConsoleListener::QConsoleListener()
     : m_notifier(new ConsoleNotifier)
@@ -36,5 +37,5 @@ QConsoleListener::~QConsoleListener()
 
 void QConsoleListener::on_finishedGetLine(QString strNewLine)
 {
-    emit newLine(strNewLine);
+    emit newLine(std::move(strNewLine));
 }

@@ -7,7 +7,7 @@ namespace
 
 int160 renew(const QString& key)
 {
-    const int160 id = int160::random();
+    int160 id = int160::random();
     Settings::privateWrite(key, id.toString());
     return id;
 }

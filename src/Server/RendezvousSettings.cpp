@@ -38,7 +38,7 @@ int160 RendezvousSettings::id()
     const QString key = QStringLiteral("rendezvous_id");
     const QVariant value = stored(key);
     if (value.isValid()) {
-        const int160 own(value.toString().trimmed());
+        int160 own(value.toString().trimmed());
         if (!own.isNull()) {
             return own;
         }
