@@ -27,7 +27,7 @@ public:
     [[nodiscard]] QStringList readLines();
 
     /// Makes a read that is under way on another thread return. Any thread.
-    void cancelRead();
+    static void cancelRead();
 
 signals:
     void activated();

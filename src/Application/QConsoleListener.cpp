@@ -2,8 +2,14 @@
 
 #include "Application/ConsoleNotifier.h"
 
-#include <QDeadlineTimer>
 #include <utility>
+
+namespace
+{
+
+constexpr unsigned long kCancelInterval = 50; // ms
+
+} // namespace
 
 QConsoleListener::QConsoleListener()
     : m_notifier(new ConsoleNotifier)
@@ -31,8 +37,10 @@ QConsoleListener::QConsoleListener()
 QConsoleListener::~QConsoleListener()
 {
     m_thread.quit();
-    m_notifier->cancelRead();
-    m_thread.wait(QDeadlineTimer(QDeadlineTimer::Forever));
+    // Without a limit: only a read can keep the thread, and one may begin just behind a cancel.
+    while (!m_thread.wait(kCancelInterval)) {
+        ConsoleNotifier::cancelRead();
+    }
 }
 
 void QConsoleListener::on_finishedGetLine(QString strNewLine)
