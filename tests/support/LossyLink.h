@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QHostAddress>
+#include <QObject>
+#include <QTimer>
+#include <QUdpSocket>
+#include <QVector>
+#include <array>
+#include <random>
+
+/// A link between two ports of loopback that loses, repeats, swaps and delays datagrams as a seed has it.
+/// Each end sends to a port of the link's that stands for the other one.
+class LossyLink : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Chances out of 100 that a datagram meets with each fate; the rest passes as it is.
+    struct Fates
+    {
+        int lost = 0;
+        int repeated = 0;
+        int swapped = 0; ///< Passes behind the next one of its direction.
+        int delayed = 0; ///< Passes behind up to 8 others of its direction.
+    };
+
+    explicit LossyLink(unsigned seed, QObject* parent = nullptr);
+
+    /// The ports that the two ends listen on.
+    void join(quint16 first, quint16 second);
+    void setFates(const Fates& fates) { m_fates = fates; }
+    /// The port that stands for the second end, for the first one to send to; and the other way round.
+    [[nodiscard]] quint16 portForFirst() const { return m_ends[0].socket.localPort(); }
+    [[nodiscard]] quint16 portForSecond() const { return m_ends[1].socket.localPort(); }
+    /// Lets pass what is held back.
+    void flush();
+    [[nodiscard]] int passed() const { return m_passed; }
+    [[nodiscard]] int lost() const { return m_lost; }
+
+private:
+    struct Held
+    {
+        QByteArray datagram;
+        int passes = 0; // datagrams that are still to go before it
+    };
+    struct End
+    {
+        QUdpSocket socket;
+        quint16 port = 0;
+        QVector<Held> held; // on their way to this end
+    };
+
+    void onReadyRead(size_t from);
+    void onDatagram(size_t to, const QByteArray& datagram);
+    void pass(size_t to, const QByteArray& datagram);
+    [[nodiscard]] int below(int limit);
+
+    std::array<End, 2> m_ends;
+    std::mt19937 m_random;
+    Fates m_fates;
+    QTimer m_timer; // for those behind which nothing comes
+    int m_passed = 0;
+    int m_lost = 0;
+};
