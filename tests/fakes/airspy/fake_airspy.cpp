@@ -5,11 +5,13 @@
 //   airspy.rates.count    how many it says there are; missing ones are 1000000 times their place, from 1
 //   airspy.count          what a transfer tells as its number of samples, whatever it holds
 //   airspy.null           samples: a transfer without samples; transfer: no transfer at all
+//   airspy.trace          1: each transfer is written down behind its callback
 // A stop that fails goes on delivering, as does a close that fails. Without the receiver what talks to it
 // fails, and so does a listed one's opening.
 
 #include "FakeCall.h"
 #include "FakeDelivery.h"
+#include "FakeLog.h"
 #include "FakeScript.h"
 
 #include <airspy.h>
@@ -66,6 +68,19 @@ int talked()
     return FakeScript::flag("unplug") ? AIRSPY_ERROR_LIBUSB : AIRSPY_SUCCESS;
 }
 
+std::string versionText()
+{
+    const std::string hex = FakeScript::text("airspy.version.hex", "");
+    if (hex.empty()) {
+        return FakeScript::text("airspy.version", "AirSpy NOS v1.0.0-rc10");
+    }
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+        bytes.push_back(static_cast<char>(std::strtol(hex.substr(i, 2).c_str(), nullptr, 16)));
+    }
+    return bytes;
+}
+
 std::vector<std::uint32_t> rates()
 {
     std::istringstream words(FakeScript::text("airspy.rates", "6000000 3000000"));
@@ -115,7 +130,7 @@ int airspy_version_string_read(airspy_device* device, char* version, std::uint8_
     if (FakeScript::flag("airspy.version.full")) {
         std::memset(version, 'x', length);
     } else {
-        std::string value = FakeScript::text("airspy.version", "AirSpy NOS v1.0.0-rc10");
+        std::string value = versionText();
         value.resize(std::min<std::size_t>(value.size(), length - 1U));
         std::memcpy(version, value.c_str(), value.size() + 1);
     }
@@ -171,6 +186,9 @@ int airspy_start_rx(airspy_device* device, airspy_sample_block_cb_fn callback, v
                                    static_cast<int>(FakeScript::number("airspy.count", samples));
                                transfer.sample_type = AIRSPY_SAMPLE_FLOAT32_IQ;
                                callback(null == "transfer" ? nullptr : &transfer);
+                               if (FakeScript::flag("airspy.trace")) {
+                                   FakeLog::line("airspy transfer " + text(device));
+                               }
                            });
     return result;
 }

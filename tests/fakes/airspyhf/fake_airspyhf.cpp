@@ -5,12 +5,14 @@
 //   airspyhf.rates.count    how many it says there are; missing ones are 1000 times their place, from 1
 //   airspyhf.count          what a transfer tells as its number of samples, whatever it holds
 //   airspyhf.null           samples: a transfer without samples; transfer: no transfer at all
+//   airspyhf.trace          1: each transfer is written down behind its callback
 // A stop that fails goes on delivering, as does a close that fails. Without the receiver what talks to it
 // fails, and so does a listed one's opening. The real one's close waits for good when the receiver went in
 // mid-stream: that is hang.airspyhf_close.
 
 #include "FakeCall.h"
 #include "FakeDelivery.h"
+#include "FakeLog.h"
 #include "FakeScript.h"
 
 #include <airspyhf.h>
@@ -67,6 +69,19 @@ int talked()
     return FakeScript::flag("unplug") ? AIRSPYHF_ERROR : AIRSPYHF_SUCCESS;
 }
 
+std::string versionText()
+{
+    const std::string hex = FakeScript::text("airspyhf.version.hex", "");
+    if (hex.empty()) {
+        return FakeScript::text("airspyhf.version", "R3.0.7-CD");
+    }
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+        bytes.push_back(static_cast<char>(std::strtol(hex.substr(i, 2).c_str(), nullptr, 16)));
+    }
+    return bytes;
+}
+
 std::vector<std::uint32_t> rates()
 {
     std::istringstream words(FakeScript::text("airspyhf.rates", "912000 768000 384000"));
@@ -116,7 +131,7 @@ int airspyhf_version_string_read(airspyhf_device_t* device, char* version, std::
     if (FakeScript::flag("airspyhf.version.full")) {
         std::memset(version, 'x', length);
     } else {
-        std::string value = FakeScript::text("airspyhf.version", "R3.0.7-CD");
+        std::string value = versionText();
         value.resize(std::min<std::size_t>(value.size(), length - 1U));
         std::memcpy(version, value.c_str(), value.size() + 1);
     }
@@ -165,6 +180,9 @@ int airspyhf_start(airspyhf_device_t* device, airspyhf_sample_block_cb_fn callba
             transfer.samples = null == "samples" ? nullptr : floats.data();
             transfer.sample_count = static_cast<int>(FakeScript::number("airspyhf.count", samples));
             callback(null == "transfer" ? nullptr : &transfer);
+            if (FakeScript::flag("airspyhf.trace")) {
+                FakeLog::line("airspyhf transfer " + text(device));
+            }
         });
     return result;
 }
