@@ -26,6 +26,11 @@ void FakeVendor::reset()
 
 void FakeVendor::set(const QString& key, const QString& value)
 {
+    setBytes(key, value.toUtf8());
+}
+
+void FakeVendor::setBytes(const QString& key, const QByteArray& value)
+{
     m_script.insert(key, value);
     write();
 }
@@ -73,7 +78,7 @@ void FakeVendor::write() const
     }
     file.write("epoch = " + QByteArray::number(m_epoch) + "\n");
     for (auto it = m_script.cbegin(); it != m_script.cend(); ++it) {
-        file.write((it.key() + QStringLiteral(" = ") + it.value() + QLatin1Char('\n')).toUtf8());
+        file.write(it.key().toUtf8() + " = " + it.value() + '\n');
     }
     file.close();
     if (std::rename(file.fileName().toLocal8Bit().constData(), scriptName().toLocal8Bit().constData()) != 0) {

@@ -19,6 +19,7 @@ public:
     /// Sets a key of the script (fakes/common/FakeScript.h); the fakes see it at their next question.
     void set(const QString& key, const QString& value);
     void set(const QString& key, double value) { set(key, QString::number(value, 'g', 15)); }
+    void setBytes(const QString& key, const QByteArray& value);
     void remove(const QString& key);
 
     /// The calls written down since the last reset or clear, in order. With a prefix, those that begin so.
@@ -38,6 +39,6 @@ private:
     [[nodiscard]] QString logName() const;
 
     QTemporaryDir m_folder;
-    QMap<QString, QString> m_script;
+    QMap<QString, QByteArray> m_script;
     int m_epoch = 0;
 };

@@ -1,7 +1,10 @@
 #include "Core/RadioDevice/FactoryRadioDevice.h"
 
 #include "Core/Log/Log.h"
+#include "RadioDevice/AirSpy/AirSpyRadioDevice.h"
+#include "RadioDevice/AirSpyHF/AirSpyHFRadioDevice.h"
 #include "RadioDevice/IQPlayer/IQPlayerRadioDevice.h"
+#include "RadioDevice/RtlUsb/RtlUsbRadioDevice.h"
 
 #include <array>
 
@@ -22,6 +25,15 @@ struct Maker
 
 constexpr std::array kMakers{
     Maker{DefRadioDevice::IQFilePlayer, &makeDevice<IQPlayerRadioDevice>},
+#ifdef ORVENLINK_RTLSDR
+    Maker{DefRadioDevice::RtlUsb, &makeDevice<RtlUsbRadioDevice>},
+#endif
+#ifdef ORVENLINK_AIRSPYHF
+    Maker{DefRadioDevice::AirSpyHF, &makeDevice<AirSpyHFRadioDevice>},
+#endif
+#ifdef ORVENLINK_AIRSPY
+    Maker{DefRadioDevice::AirSpy, &makeDevice<AirSpyRadioDevice>},
+#endif
 };
 
 } // namespace

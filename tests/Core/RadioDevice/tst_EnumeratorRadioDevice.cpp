@@ -84,7 +84,7 @@ class tst_EnumeratorRadioDevice : public QObject
     Q_OBJECT
 
 private slots:
-    void registryMakesThePlayersEnumeratorAlone();
+    void registryMakesAnEnumeratorForEachDriverInOrder();
     void enumeratorsHaveNoParentAndKeepTheirOrder();
     void refreshWithoutAFilterAsksEveryEnumeratorInOrder();
     void refreshWithAFilterAsksOnlyThoseItNames();
@@ -108,11 +108,24 @@ private slots:
     void destructionIsLoggedAndReleasesTheRecords();
 };
 
-void tst_EnumeratorRadioDevice::registryMakesThePlayersEnumeratorAlone()
+void tst_EnumeratorRadioDevice::registryMakesAnEnumeratorForEachDriverInOrder()
 {
     const EnumeratorRadioDevice registry;
-    QCOMPARE(registry.enumerators().size(), 1);
-    QCOMPARE(registry.enumerators().constFirst()->type(), DefRadioDevice::IQFilePlayer);
+    Types expected{DefRadioDevice::IQFilePlayer};
+#ifdef ORVENLINK_RTLSDR
+    expected.append(DefRadioDevice::RtlUsb);
+#endif
+#ifdef ORVENLINK_AIRSPYHF
+    expected.append(DefRadioDevice::AirSpyHF);
+#endif
+#ifdef ORVENLINK_AIRSPY
+    expected.append(DefRadioDevice::AirSpy);
+#endif
+    Types found;
+    for (const auto& enumerator : registry.enumerators()) {
+        found.append(enumerator->type());
+    }
+    QCOMPARE(found, expected);
     QVERIFY(registry.devices().isEmpty());
 }
 

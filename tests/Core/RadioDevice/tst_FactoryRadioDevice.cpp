@@ -10,7 +10,8 @@ class tst_FactoryRadioDevice : public QObject
     Q_OBJECT
 
 private slots:
-    void playersRecordMakesAPlayer();
+    void recordOfADriversTypeMakesItsDevice_data();
+    void recordOfADriversTypeMakesItsDevice();
     void plainRecordOfThePlayersTypeMakesAPlayer();
     void deviceComesWithEveryPropertyAtItsDefault();
     void otherTypeIsRefused_data();
@@ -30,16 +31,37 @@ QSharedPointer<InfoRadioDevice> record(int type)
 
 } // namespace
 
-void tst_FactoryRadioDevice::playersRecordMakesAPlayer()
+void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice_data()
 {
-    LogCapture log;
-    const auto info = record(DefRadioDevice::IQFilePlayer);
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("device");
+    QTest::newRow("IQFilePlayer") << 0 << QStringLiteral("IQPlayerRadioDevice");
+#ifdef ORVENLINK_RTLSDR
+    QTest::newRow("RtlUsb") << 5 << QStringLiteral("RtlUsbRadioDevice");
+#endif
+#ifdef ORVENLINK_AIRSPYHF
+    QTest::newRow("AirSpyHF") << 6 << QStringLiteral("AirSpyHFRadioDevice");
+#endif
+#ifdef ORVENLINK_AIRSPY
+    QTest::newRow("AirSpy") << 7 << QStringLiteral("AirSpyRadioDevice");
+#endif
+}
+
+void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice()
+{
+    QFETCH(int, type);
+    const LogCapture log;
+    const auto info = record(type);
     const std::unique_ptr<AbstractRadioDevice> device(FactoryRadioDevice::make(info));
     QVERIFY(device != nullptr);
-    QCOMPARE(device->metaObject()->className(), "IQPlayerRadioDevice");
+    QTEST(QString::fromLatin1(device->metaObject()->className()), "device");
+    QCOMPARE(device->type(), type);
     QCOMPARE(device->info(), info);
     QCOMPARE(device->parent(), nullptr);
-    QCOMPARE(log.texts().constFirst(), QStringLiteral("Factory radio device: IQFilePlayer"));
+    QCOMPARE(log.texts().constFirst(),
+             QStringLiteral("Factory radio device: ") + QString::fromLatin1(QTest::currentDataTag()));
+    QVERIFY(log.texts(QtDebugMsg).contains(QStringLiteral("Reset properties ..")));
+    QCOMPARE(log.texts(QtWarningMsg), QStringList());
 }
 
 void tst_FactoryRadioDevice::plainRecordOfThePlayersTypeMakesAPlayer()
@@ -71,7 +93,7 @@ void tst_FactoryRadioDevice::deviceComesWithEveryPropertyAtItsDefault()
 void tst_FactoryRadioDevice::otherTypeIsRefused_data()
 {
     QTest::addColumn<int>("type");
-    for (const int type : {-1, 1, 2, 3, 4, 5, 6, 7, 8, 9}) {
+    for (const int type : {-1, 1, 2, 3, 4, 8}) {
         QTest::newRow(qPrintable(DefRadioDevice::toString(static_cast<DefRadioDevice::Type>(type)))) << type;
     }
 }

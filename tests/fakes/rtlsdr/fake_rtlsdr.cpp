@@ -6,6 +6,7 @@
 //   rtlsdr.late          buffers that still come after a cancel
 //   rtlsdr.length        what a callback tells as its length, whatever the buffer holds
 //   rtlsdr.null          1: a callback brings no buffer
+//   rtlsdr.count         1: "delivered" is written down behind each callback
 //   rtlsdr_get_tuner_type                                  5, the R820T, unless told otherwise
 // `buffer` counts samples of two bytes. A read is written down when it begins, and "rtlsdr_read_async ends"
 // when it returns; told a result other than 0 it returns that at once.
@@ -200,6 +201,9 @@ int rtlsdr_read_async(rtlsdr_dev_t* dev, rtlsdr_read_async_cb_t cb, void* ctx, s
         }
         const auto length = FakeScript::number("rtlsdr.length", static_cast<long long>(bytes.size()));
         cb(FakeScript::flag("rtlsdr.null") ? nullptr : bytes.data(), static_cast<std::uint32_t>(length), ctx);
+        if (FakeScript::flag("rtlsdr.count")) {
+            FakeLog::line("delivered");
+        }
     };
     const auto samples = static_cast<int>((buf_len == 0 ? kDefaultLength : buf_len) / 2);
     const auto end = dev->delivery.run(dev->rate, samples, deliver);

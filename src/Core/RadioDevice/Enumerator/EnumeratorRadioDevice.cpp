@@ -2,7 +2,10 @@
 
 #include "Core/Log/Log.h"
 #include "Core/RadioDevice/Enumerator/USBEventListener.h"
+#include "RadioDevice/AirSpy/AirSpyEnumerator.h"
+#include "RadioDevice/AirSpyHF/AirSpyHFEnumerator.h"
 #include "RadioDevice/IQPlayer/IQPlayerEnumerator.h"
+#include "RadioDevice/RtlUsb/RtlUsbEnumerator.h"
 
 #include <algorithm>
 
@@ -26,6 +29,15 @@ QList<EnumeratorRadioDevice::Maker> EnumeratorRadioDevice::drivers()
 {
     return {
         &makeEnumerator<IQPlayerEnumerator>,
+#ifdef ORVENLINK_RTLSDR
+        &makeEnumerator<RtlUsbEnumerator>,
+#endif
+#ifdef ORVENLINK_AIRSPYHF
+        &makeEnumerator<AirSpyHFEnumerator>,
+#endif
+#ifdef ORVENLINK_AIRSPY
+        &makeEnumerator<AirSpyEnumerator>,
+#endif
     };
 }
 

@@ -1,0 +1,277 @@
+#include "RadioDevice/RtlUsb/RtlUsbRadioDevice.h"
+
+#include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
+#include "RadioDevice/RtlUsb/RtlUsbConversion.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <rtl-sdr.h>
+#include <thread>
+#include <utility>
+
+namespace
+{
+
+constexpr double kDefaultSampleRate = 2'048'000.0; // Hz
+constexpr double kDefaultFrequency = 100'000'000.0;
+
+// Tuner type as the library numbers it -> lowest frequency it tunes to, hertz.
+constexpr std::array<qint32, 7> kTunerMinFrequency{0,           52'000'000, 22'000'000, 22'000'000,
+                                                   146'000'000, 24'000'000, 24'000'000};
+constexpr qint32 kUnknownMinFrequency = 50'000'000;      // of a tuner that is not in the table
+constexpr qint32 kDirectMinFrequency = 500'000;          // without a tuner in the way
+constexpr double kMaxFrequency = 2'200'000'000.0;        // Hz
+constexpr const char* kMaxFrequencyKhz = "2200000";      // the same, for the client's list
+constexpr const char* kUnknownMinFrequencyKhz = "50000"; // of kUnknownMinFrequency
+
+constexpr int kBlockSize = 32'768; // samples of a buffer
+constexpr int kBytesPerSample = 2;
+
+constexpr std::chrono::microseconds kPoll{100};
+constexpr std::chrono::milliseconds kPollLeftBehind{100}; // once nobody waits any more
+
+// Truncated, and held to what the library's calls take.
+quint32 toHertz(double hertz)
+{
+    return static_cast<quint32>(std::clamp(hertz, 0.0, double{std::numeric_limits<quint32>::max()}));
+}
+
+QString sampleRateError(double rate)
+{
+    return QStringLiteral("Error set sampleRate! ") + QString::number(rate, 'g', 6);
+}
+
+// Ends the read and gives the dongle back.
+void close(rtlsdr_dev* dev, const CRTL_SDR_Thread& thread)
+{
+    const auto deadline = std::chrono::steady_clock::now() + BoundedCall::kDeadline;
+    // Before the thread has entered the read there is nothing to cancel, and the wish is lost.
+    bool cancelled = rtlsdr_cancel_async(dev) == 0;
+    while (!thread.isFinished()) {
+        if (std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(kPoll);
+        } else {
+            std::this_thread::sleep_for(kPollLeftBehind);
+        }
+        cancelled = cancelled || rtlsdr_cancel_async(dev) == 0;
+    }
+    rtlsdr_close(dev);
+}
+
+} // namespace
+
+RtlUsbRadioDevice::RtlUsbRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
+                                     std::chrono::milliseconds stopDeadline)
+    : AbstractRadioDevice(std::move(info), parent)
+    , m_stopDeadline(stopDeadline)
+{
+    initDsp();
+    for (const char* rate : {"3200000", "2880000", "2400000", "2048000", "1800000", "1600000", "1152000",
+                             "1024000", "960000", "300000", "250000"}) {
+        m_supportSampleRates.append(QLatin1String(rate));
+    }
+    m_frequencyRanges.append({kUnknownMinFrequency, kMaxFrequency});
+    // Clients know the list of a dongle that was never started with these two limits at its end.
+    m_supportSampleRates.append(QLatin1String(kUnknownMinFrequencyKhz));
+    m_supportSampleRates.append(QLatin1String(kMaxFrequencyKhz));
+}
+
+RtlUsbRadioDevice::~RtlUsbRadioDevice()
+{
+    LOG_DEBUG() << QStringLiteral("Destruct class .. %1").arg(QLatin1String(staticMetaObject.className()));
+    stopReading();
+}
+
+void RtlUsbRadioDevice::onStart()
+{
+    LOG_DEBUG() << "Start rtlsdr dongle #" << m_info->identificator << "...";
+    if (rtlsdr_open(&m_dev, static_cast<quint32>(m_info->identificator.toInt())) != 0) {
+        failStart(QStringLiteral("Error open device #") + m_info->identificator);
+        return;
+    }
+    if (rtlsdr_set_sample_rate(m_dev, toHertz(sampleRate())) != 0) {
+        failStart(sampleRateError(sampleRate()));
+        return;
+    }
+    m_tunerType = rtlsdr_get_tuner_type(m_dev);
+    LOG_DEBUG() << "rtl type " << m_tunerType;
+    if (isTunerKnown()) {
+        LOG_DEBUG() << "min freq:" << kTunerMinFrequency.at(static_cast<std::size_t>(m_tunerType));
+    }
+    setSamplingMode(m_samplingMode);
+    // What is corrected already is corrected once more by each start.
+    setFrequency(m_loFrequency);
+    setRtlAgc(m_rtlAgc);
+    setTunerAgc(m_tunerAgc);
+    setTunerGain(m_tunerGain);
+    rtlsdr_reset_buffer(m_dev);
+    setBlockSize(kBlockSize);
+    m_gate = std::make_shared<CRTL_SDR_Thread::Gate>(this);
+    m_readThread = std::make_shared<CRTL_SDR_Thread>(m_dev, m_gate, kBytesPerSample * kBlockSize);
+    AbstractRadioDevice::onStart();
+    m_gate->open();
+}
+
+void RtlUsbRadioDevice::onStop()
+{
+    const bool wasRunning = running();
+    AbstractRadioDevice::onStop();
+    if (wasRunning) {
+        stopReading();
+    }
+}
+
+void RtlUsbRadioDevice::stopReading()
+{
+    if (m_readThread == nullptr) {
+        return;
+    }
+    m_gate->close();
+    // A read that doesn't return is left behind with all that it uses, and the handle with it.
+    std::ignore = BoundedCall::run(
+        QStringLiteral("rtlsdr_cancel_async, rtlsdr_close"),
+        [dev = m_dev, thread = m_readThread, gate = m_gate] { close(dev, *thread); }, m_stopDeadline);
+    m_readThread.reset();
+    m_gate.reset();
+    m_dev = nullptr;
+}
+
+void RtlUsbRadioDevice::failStart(const QString& text)
+{
+    emit errorHappen(text);
+    LOG_WARNING() << text;
+    onStop();
+}
+
+void RtlUsbRadioDevice::onRead(const unsigned char* buffer, quint32 length)
+{
+    if (buffer == nullptr || length / kBytesPerSample > static_cast<quint32>(inBuffer()->capacity)) {
+        return;
+    }
+    const int samples = static_cast<int>(length) / kBytesPerSample;
+    if (kBytesPerSample * blockSize() != static_cast<int>(length)) {
+        setBlockSize(samples);
+    }
+    if (!running()) {
+        return;
+    }
+    convertRtlUsb(buffer, samples, m_swapIQ, m_block.data());
+    write(0, false);
+}
+
+void RtlUsbRadioDevice::setSampleRate(double rate)
+{
+    AbstractRadioDevice::setSampleRate(rate);
+    if (!isUsable(rate) || !running() || m_dev == nullptr) {
+        return;
+    }
+    if (rtlsdr_set_sample_rate(m_dev, toHertz(rate)) != 0) {
+        reportSetter(sampleRateError(rate));
+    }
+}
+
+void RtlUsbRadioDevice::resetSampleRate()
+{
+    setSampleRate(kDefaultSampleRate);
+}
+
+void RtlUsbRadioDevice::setFrequency(double hertz)
+{
+    if (!isUsable(hertz)) {
+        AbstractRadioDevice::setFrequency(hertz); // which refuses it
+        return;
+    }
+    if (!isFrequencySupported(hertz)) {
+        AbstractRadioDevice::setFrequency(m_loFrequency);
+        return;
+    }
+    if (m_dev != nullptr && rtlsdr_set_center_freq(m_dev, toHertz(hertz)) != 0) {
+        LOG_LIMITED(LOG_WARNING()) << "Error set RTLSDR LO " << hertz;
+        AbstractRadioDevice::setFrequency(m_loFrequency);
+        return;
+    }
+    AbstractRadioDevice::setFrequency(hertz);
+}
+
+void RtlUsbRadioDevice::resetFrequency()
+{
+    setFrequency(kDefaultFrequency);
+}
+
+bool RtlUsbRadioDevice::isTunerKnown() const
+{
+    return m_tunerType > 0 && m_tunerType < static_cast<int>(kTunerMinFrequency.size());
+}
+
+void RtlUsbRadioDevice::setSamplingMode(int mode)
+{
+    m_samplingMode = mode;
+    if (m_dev == nullptr) {
+        return;
+    }
+    if (rtlsdr_set_direct_sampling(m_dev, mode) != 0) {
+        reportSetter(QStringLiteral("Error set sampling mpde = %1!").arg(mode));
+    }
+    qint32 lowest = kUnknownMinFrequency;
+    if (isTunerKnown()) {
+        lowest =
+            mode >= 1 ? kDirectMinFrequency : kTunerMinFrequency.at(static_cast<std::size_t>(m_tunerType));
+    }
+    m_frequencyRanges = {qMakePair(static_cast<double>(lowest), kMaxFrequency)};
+    m_supportFrequencies = QStringList{QString::number(lowest / 1000), QLatin1String(kMaxFrequencyKhz)};
+    if (!isFrequencySupported(m_loFrequency)) {
+        resetFrequency();
+    }
+}
+
+void RtlUsbRadioDevice::setRtlPpm(int ppm)
+{
+    m_rtlPpm = ppm != 0;
+    if (m_dev != nullptr && rtlsdr_set_freq_correction(m_dev, ppm) != 0) {
+        reportSetter(QStringLiteral("Error set correction ppm = %1!").arg(ppm));
+    }
+}
+
+void RtlUsbRadioDevice::setOffsetTuning(bool offsetTuning)
+{
+    m_offsetTuning = offsetTuning;
+    if (m_dev != nullptr && rtlsdr_set_offset_tuning(m_dev, offsetTuning ? 1 : 0) != 0) {
+        reportSetter(QStringLiteral("Error set offset tuning = %1!").arg(offsetTuning ? 1 : 0));
+    }
+}
+
+void RtlUsbRadioDevice::setRtlAgc(bool rtlAgc)
+{
+    m_rtlAgc = rtlAgc;
+    if (m_dev != nullptr && rtlsdr_set_agc_mode(m_dev, rtlAgc ? 1 : 0) != 0) {
+        reportSetter(QStringLiteral("Error RTLUSB set agc rtl2832!"));
+    }
+}
+
+void RtlUsbRadioDevice::setTunerAgc(bool tunerAgc)
+{
+    m_tunerAgc = tunerAgc;
+    if (m_dev != nullptr && rtlsdr_set_tuner_gain_mode(m_dev, tunerAgc ? 1 : 0) != 0) {
+        reportSetter(QStringLiteral("Error RTLUSB set agc tuner!"));
+    }
+}
+
+void RtlUsbRadioDevice::setTunerGain(int tunerGain)
+{
+    m_tunerGain = tunerGain;
+    if (m_tunerAgc || m_dev == nullptr) {
+        return;
+    }
+    LOG_LIMITED(LOG_DEBUG()) << "set tuner gain" << tunerGain;
+    if (rtlsdr_set_tuner_gain(m_dev, tunerGain) != 0) {
+        reportSetter(QStringLiteral("Error set tuner gain = %1!").arg(tunerGain));
+    }
+}
+
+void RtlUsbRadioDevice::reportSetter(const QString& text)
+{
+    emit errorHappen(text);
+    LOG_LIMITED(LOG_WARNING()) << text;
+}
