@@ -339,7 +339,7 @@ void tst_ReplicaObject::theDumpIsAskedForEveryTwoSecondsAndFailSyncComesAfterFiv
     time.start();
     m_replica->clone();
     QVERIFY(fail.wait(7000));
-    QVERIFY(time.elapsed() >= 4900);
+    QVERIFY(time.elapsed() >= 4700); // a coarse timer may be a twentieth early
     QVERIFY(sent().size() >= 2 && fail.size() == 1);
     QVERIFY(m_replica->findChild<QTimer*>()->isActive());
 }
