@@ -1,5 +1,7 @@
 #include "Network/Socket/SampleBlock.h"
 
+#include "Network/Socket/Deflater.h"
+
 #include <QtEndian>
 #include <algorithm>
 #include <type_traits>
@@ -69,7 +71,8 @@ QByteArray SampleBlock::encode(const QVector<float>& first, const QVector<float>
 
 QByteArray SampleBlock::compress(const QByteArray& block)
 {
-    return qCompress(block, kLevel);
+    static thread_local Deflater deflater(kLevel);
+    return deflater.compress(block);
 }
 
 std::optional<QVector<qint16>> SampleBlock::decode(const QByteArray& block)
