@@ -1,0 +1,54 @@
+#include "Core/Worker/RingBuffer.h"
+#include "RadioDevice/RtlUsb/RtlUsbConversion.h"
+
+#include <QMutexLocker>
+#include <benchmark/benchmark.h>
+#include <random>
+#include <vector>
+
+// What a receiver's delivery thread does with each of its library's buffers: the conversion into the block
+// and the copy into the ring. `cores` is the share of one core that it takes at the highest rate of the
+// family.
+
+namespace
+{
+
+constexpr int kRingCapacity = 262'144; // samples
+
+void report(benchmark::State& state, int samples, double rate)
+{
+    const auto total = static_cast<double>(state.iterations()) * samples;
+    state.SetItemsProcessed(state.iterations() * samples);
+    state.counters["times_real_time"] = benchmark::Counter(total / rate, benchmark::Counter::kIsRate);
+}
+
+void write(RingBuffer<DoubleComplex>& ring, const std::vector<DoubleComplex>& block)
+{
+    const QMutexLocker lock(&ring.mutex);
+    ring.write(block.data(), static_cast<int>(block.size()));
+}
+
+void bench_RtlUsb(benchmark::State& state)
+{
+    constexpr int kBlock = 32'768;
+    constexpr double kRate = 3'200'000.0;
+    std::mt19937 generator(1);
+    std::vector<unsigned char> bytes(2 * kBlock);
+    for (unsigned char& byte : bytes) {
+        byte = static_cast<unsigned char>(generator());
+    }
+    std::vector<DoubleComplex> block(kBlock);
+    RingBuffer<DoubleComplex> ring(kRingCapacity);
+    for ([[maybe_unused]] const auto turn : state) {
+        convertRtlUsb(bytes.data(), kBlock, false, block.data());
+        write(ring, block);
+        benchmark::ClobberMemory();
+    }
+    report(state, kBlock, kRate);
+}
+
+} // namespace
+
+BENCHMARK(bench_RtlUsb);
+
+BENCHMARK_MAIN();
