@@ -4,6 +4,7 @@
 #include "RadioDevice/AirSpy/AirSpyRadioDevice.h"
 #include "RadioDevice/AirSpyHF/AirSpyHFRadioDevice.h"
 #include "RadioDevice/IQPlayer/IQPlayerRadioDevice.h"
+#include "RadioDevice/Rsp/RspRadioDevice.h"
 #include "RadioDevice/RtlUsb/RtlUsbRadioDevice.h"
 
 #include <array>
@@ -34,6 +35,7 @@ constexpr std::array kMakers{
 #ifdef ORVENLINK_AIRSPY
     Maker{DefRadioDevice::AirSpy, &makeDevice<AirSpyRadioDevice>},
 #endif
+    Maker{DefRadioDevice::Rsp, &makeDevice<RspRadioDevice>},
 };
 
 } // namespace

@@ -121,6 +121,7 @@ void tst_EnumeratorRadioDevice::registryMakesAnEnumeratorForEachDriverInOrder()
 #ifdef ORVENLINK_AIRSPY
     expected.append(DefRadioDevice::AirSpy);
 #endif
+    expected.append(DefRadioDevice::Rsp);
     Types found;
     for (const auto& enumerator : registry.enumerators()) {
         found.append(enumerator->type());

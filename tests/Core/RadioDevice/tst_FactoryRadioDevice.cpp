@@ -45,6 +45,7 @@ void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice_data()
 #ifdef ORVENLINK_AIRSPY
     QTest::newRow("AirSpy") << 7 << QStringLiteral("AirSpyRadioDevice");
 #endif
+    QTest::newRow("Rsp") << 9 << QStringLiteral("RspRadioDevice");
 }
 
 void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice()

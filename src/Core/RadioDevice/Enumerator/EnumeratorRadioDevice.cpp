@@ -5,6 +5,7 @@
 #include "RadioDevice/AirSpy/AirSpyEnumerator.h"
 #include "RadioDevice/AirSpyHF/AirSpyHFEnumerator.h"
 #include "RadioDevice/IQPlayer/IQPlayerEnumerator.h"
+#include "RadioDevice/Rsp/RspEnumerator.h"
 #include "RadioDevice/RtlUsb/RtlUsbEnumerator.h"
 
 #include <algorithm>
@@ -38,6 +39,7 @@ QList<EnumeratorRadioDevice::Maker> EnumeratorRadioDevice::drivers()
 #ifdef ORVENLINK_AIRSPY
         &makeEnumerator<AirSpyEnumerator>,
 #endif
+        &makeEnumerator<RspEnumerator>,
     };
 }
 

@@ -1,0 +1,180 @@
+#include "RadioDevice/Rsp/RspRadioDevice.h"
+
+#include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
+#include "RadioDevice/Rsp/RspConversion.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace
+{
+
+constexpr double kSampleRate = 2'048'000.0; // Hz
+constexpr double kMinFrequency = 1'000'000.0;
+constexpr double kMaxFrequency = 2'000'000'000.0;
+constexpr int kBlockSize = 1344; // samples, until the library delivers another number
+constexpr double kPerMega = 1e6;
+
+// What the library is asked for, in its own numbers.
+constexpr int kGainReductionDb = 40;
+constexpr int kBandwidthType = 1536; // kHz
+constexpr int kIfType = 0;           // zero IF
+constexpr int kLoMode = 0;
+constexpr int kLnaState = 0;
+constexpr int kGainMode = 2;
+constexpr int kFrequencyChanged = 4;            // why the stream is set up anew
+constexpr unsigned kSyncUpdatePeriod = 682'666; // samples, a third of a second
+constexpr int kAbsolute = 1;
+constexpr int kNotSynchronous = 0;
+
+constexpr int kAntennaA = 5;
+constexpr int kAntennaB = 6;
+
+// Upper limits of bands 1 to 6 in hertz, not included.
+constexpr std::array kBandLimits{60e6, 120e6, 250e6, 420e6, 1000e6, 2000e6};
+
+/// The receiver's band, only to tell whether two frequencies share one; -1 above all of them.
+int band(double hertz)
+{
+    const auto* const limit = std::upper_bound(kBandLimits.cbegin(), kBandLimits.cend(), hertz);
+    return limit == kBandLimits.cend() ? -1 : static_cast<int>(limit - kBandLimits.cbegin()) + 1;
+}
+
+void RSP_CALL onSamples(short* xi, short* xq, unsigned /*firstSample*/, int /*gainChanged*/,
+                        int /*frequencyChanged*/, int /*rateChanged*/, unsigned count, unsigned /*reset*/,
+                        void* context)
+{
+    RspStream::deliver(context, xi, xq, count);
+}
+
+void RSP_CALL onGain(unsigned /*reductionDb*/, unsigned /*lnaReductionDb*/, void* /*context*/) {}
+
+} // namespace
+
+RspRadioDevice::RspRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
+                               std::chrono::milliseconds watchdogInterval, std::chrono::milliseconds deadline)
+    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
+    , m_library(RspLibrary::load())
+    , m_ant(kAntennaA)
+    , m_deadline(deadline)
+{
+    m_supportSampleRates = QStringList{QStringLiteral("2048000")};
+    m_sampleRate = kSampleRate;
+    m_frequencyRanges.append({kMinFrequency, kMaxFrequency});
+    m_supportFrequencies = QStringList{QStringLiteral("1000"), QStringLiteral("2000000")};
+    m_loFrequency = kMinFrequency + 0.5 * (kMaxFrequency - kMinFrequency);
+    setBlockSize(kBlockSize);
+    initDsp();
+}
+
+RspRadioDevice::~RspRadioDevice()
+{
+    if (m_streaming) {
+        endStream();
+    }
+}
+
+void RspRadioDevice::onStart()
+{
+    m_streaming = true;
+    m_library.setDeviceIdx(m_info->identificator.toUInt());
+    m_library.debugEnable(1);
+    m_library.dcOffsetIqImbalanceControl(1, 0);
+    int samplesPerPacket = 0;
+    m_lastError = initStream(samplesPerPacket);
+    if (m_lastError != 0) {
+        const QString text = QStringLiteral("Error start RSP device ...") + QString::number(m_lastError);
+        emit errorHappen(text);
+        LOG_LIMITED(LOG_WARNING()) << text;
+        onStop();
+        return;
+    }
+    m_library.setSyncUpdatePeriod(kSyncUpdatePeriod);
+    m_library.setSyncUpdateSampleNum(static_cast<unsigned>(samplesPerPacket));
+    AbstractRadioDevice::onStart();
+    // The block is the library's thread's from here on, unless someone has stopped the device already.
+    if (running()) {
+        m_stream.open([this](const short* xi, const short* xq, unsigned count) { deliver(xi, xq, count); });
+    }
+}
+
+qint32 RspRadioDevice::initStream(int& samplesPerPacket)
+{
+    int reductionDb = kGainReductionDb;
+    int systemReductionDb = kGainReductionDb;
+    return m_library.streamInit(&reductionDb, sampleRate() / kPerMega, frequency() / kPerMega, kBandwidthType,
+                                kIfType, kLnaState, &systemReductionDb, kGainMode, &samplesPerPacket,
+                                &onSamples, &onGain, m_stream.begin());
+}
+
+void RspRadioDevice::onStop()
+{
+    endStream();
+    AbstractRadioDevice::onStop();
+}
+
+void RspRadioDevice::endStream()
+{
+    m_stream.close();
+    // Nothing follows from its not coming back: there is no handle to give up.
+    (void)BoundedCall::run(
+        QStringLiteral("mir_sdr_StreamUninit, mir_sdr_ReleaseDeviceIdx"),
+        [library = m_library, index = m_info->identificator.toUInt()] {
+            library.streamUninit();
+            library.releaseDeviceIdx(index);
+        },
+        m_deadline);
+    m_streaming = false;
+}
+
+void RspRadioDevice::deliver(const short* xi, const short* xq, unsigned count)
+{
+    if (xi == nullptr || xq == nullptr || count == 0 || count > static_cast<unsigned>(inBuffer()->capacity)) {
+        return;
+    }
+    const int samples = static_cast<int>(count);
+    if (samples != blockSize()) {
+        setBlockSize(samples);
+    }
+    convertRsp(xi, xq, samples, m_block.data());
+    write(0, false);
+}
+
+void RspRadioDevice::setFrequency(double hertz)
+{
+    if (isUsable(hertz)) {
+        m_lastError = retune(hertz);
+        if (m_lastError != 0) {
+            LOG_LIMITED(LOG_WARNING()) << "Error set rsp lo frequency" << m_lastError;
+            return;
+        }
+    }
+    AbstractRadioDevice::setFrequency(hertz);
+}
+
+qint32 RspRadioDevice::retune(double hertz) const
+{
+    if (band(hertz) == band(frequency())) {
+        return m_library.setRf(hertz, kAbsolute, kNotSynchronous);
+    }
+    int reductionDb = kGainReductionDb;
+    int systemReductionDb = 0;
+    int samplesPerPacket = 0;
+    return m_library.reinit(&reductionDb, kSampleRate / kPerMega, hertz / kPerMega, kBandwidthType, kIfType,
+                            kLoMode, kLnaState, &systemReductionDb, kGainMode, &samplesPerPacket,
+                            kFrequencyChanged);
+}
+
+void RspRadioDevice::setAnt(int ant)
+{
+    m_ant = ant == kAntennaA || ant == kAntennaB ? ant : kAntennaA;
+    emit antChanged(m_ant);
+    m_lastError = m_library.antennaControl(m_ant);
+    if (m_lastError != 0) {
+        const QString text = QStringLiteral("Error select antenna port ...") + QString::number(m_lastError);
+        emit errorHappen(text);
+        LOG_LIMITED(LOG_WARNING()) << text;
+    }
+}
