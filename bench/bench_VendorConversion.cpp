@@ -1,4 +1,5 @@
 #include "Core/Worker/RingBuffer.h"
+#include "RadioDevice/Rsp/RspConversion.h"
 #include "RadioDevice/RtlUsb/RtlUsbConversion.h"
 
 #include <QMutexLocker>
@@ -47,8 +48,30 @@ void bench_RtlUsb(benchmark::State& state)
     report(state, kBlock, kRate);
 }
 
+void bench_Rsp(benchmark::State& state)
+{
+    constexpr int kBlock = 1'344;
+    constexpr double kRate = 2'048'000.0;
+    std::mt19937 generator(1);
+    std::vector<short> xi(kBlock);
+    std::vector<short> xq(kBlock);
+    for (std::size_t n = 0; n < kBlock; ++n) {
+        xi[n] = static_cast<short>(generator());
+        xq[n] = static_cast<short>(generator());
+    }
+    std::vector<DoubleComplex> block(kBlock);
+    RingBuffer<DoubleComplex> ring(kRingCapacity);
+    for ([[maybe_unused]] const auto turn : state) {
+        convertRsp(xi.data(), xq.data(), kBlock, block.data());
+        write(ring, block);
+        benchmark::ClobberMemory();
+    }
+    report(state, kBlock, kRate);
+}
+
 } // namespace
 
 BENCHMARK(bench_RtlUsb);
+BENCHMARK(bench_Rsp);
 
 BENCHMARK_MAIN();
