@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QMetaEnum>
 #include <QMetaProperty>
+#include <QPair>
 #include <QThread>
 #include <utility>
 
@@ -27,6 +28,10 @@ const char* stateName(Worker::State state)
 Worker::Worker(QObject* parent)
     : QObject(parent)
 {
+    // Qt registers this pair with the first conversion of a value. Left to two threads at once, each would
+    // do it, and the later one warn.
+    static const int pair = qMetaTypeId<QPair<QVariant, QVariant>>();
+    Q_UNUSED(pair)
 }
 
 bool Worker::running() const
