@@ -37,7 +37,8 @@ void tst_CRTL_SDR_Thread::threadReadsFromItsConstructionOn()
                  QStringList{QStringLiteral("rtlsdr_read_async(dev1, 0, 65536) = 0")});
     QVERIFY(thread.isRunning());
     QCOMPARE(thread.priority(), QThread::InheritPriority);
-    QTRY_COMPARE(rtlsdr_cancel_async(dev), 0);
+    bool cancelled = false;
+    QTRY_VERIFY(cancelled = cancelled || rtlsdr_cancel_async(dev) == 0);
     QVERIFY(thread.wait(5000));
     rtlsdr_close(dev);
 }

@@ -294,7 +294,8 @@ void tst_RtlUsbStreaming::bufferBehindTheCancelTouchesNoDevice()
     int atStop = 0;
     connect(rig.device.get(), &Worker::stopped, rig.device.get(), [&] { atStop = rig.written(); });
     rig.device->stop();
-    QCOMPARE(rig.written(), atStop);
+    // At most the one that was being taken when the stop came; none of the five behind it.
+    QVERIFY2(rig.written() <= atStop + 32'768, qPrintable(QString::number(rig.written() - atStop)));
 }
 
 void tst_RtlUsbStreaming::stalledReadIsStopped()
@@ -367,7 +368,7 @@ void tst_RtlUsbStreaming::startAndStopLeaveNoThreadBehind()
     QTRY_VERIFY(threads() <= before);
     QCOMPARE(m_vendor.calls(QStringLiteral("rtlsdr_open")).size(), 101);
     QCOMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close")).size(), 101);
-    QCOMPARE(rig.warnings(), QStringList());
+    QVERIFY2(rig.warnings().isEmpty(), qPrintable(rig.warnings().join(QLatin1Char('\n'))));
 }
 
 QTEST_GUILESS_MAIN(tst_RtlUsbStreaming)
