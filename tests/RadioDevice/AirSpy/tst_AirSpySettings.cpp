@@ -337,12 +337,15 @@ void tst_AirSpySettings::rateThatFailsIsLoggedAndStored()
 
 void tst_AirSpySettings::rateTheLibraryCannotTakeFails()
 {
-    const auto receiver = m_rig.started();
+    auto receiver = m_rig.started();
     const LogCapture log;
     receiver->setSampleRate(-5.0);
     QCOMPARE(m_vendor.calls(), QStringList());
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set sample rate! -2")));
+    // The signal path refuses it as well, on its own thread.
+    receiver.reset();
+    const QStringList warnings = log.texts(QtWarningMsg).filter(QStringLiteral("set sample rate"));
+    QCOMPARE(warnings.size(), 1);
+    QVERIFY(warnings.constFirst().endsWith(QLatin1String(" =>\t Error set sample rate! -2")));
 }
 
 QTEST_GUILESS_MAIN(tst_AirSpySettings)

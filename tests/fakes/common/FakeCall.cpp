@@ -14,6 +14,7 @@ namespace
 
 void hang(const std::string& name)
 {
+    std::this_thread::sleep_for(std::chrono::milliseconds(FakeScript::number("delay." + name, 0)));
     while (FakeScript::flag("hang." + name)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }

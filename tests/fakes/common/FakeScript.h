@@ -11,6 +11,7 @@
 ///   epoch            any text; when it changes, the calls of each name are counted from 1 again
 ///   NAME             what every call of the function NAME gives: rtlsdr_open = -6
 ///   NAME.N           what its N-th call gives, before the above: rtlsdr_open.2 = -6
+///   delay.NAME       milliseconds that a call of NAME takes
 ///   hang.NAME        1: calls of NAME don't return until this is 0 again
 ///   devices          how many receivers there are
 ///   unplug           1: the receivers are gone: none is listed, the delivery ends as the library ends it
