@@ -1,4 +1,5 @@
 #include "Core/Worker/RingBuffer.h"
+#include "RadioDevice/AirSpy/AirSpyConversion.h"
 #include "RadioDevice/Rsp/RspConversion.h"
 #include "RadioDevice/RtlUsb/RtlUsbConversion.h"
 
@@ -48,6 +49,26 @@ void bench_RtlUsb(benchmark::State& state)
     report(state, kBlock, kRate);
 }
 
+void bench_AirSpy(benchmark::State& state)
+{
+    constexpr int kBlock = 65'536;
+    constexpr double kRate = 10'000'000.0;
+    std::mt19937 generator(1);
+    std::uniform_real_distribution<float> level(-1.0F, 1.0F);
+    std::vector<float> floats(2 * kBlock);
+    for (float& value : floats) {
+        value = level(generator);
+    }
+    std::vector<DoubleComplex> block(kBlock);
+    RingBuffer<DoubleComplex> ring(kRingCapacity);
+    for ([[maybe_unused]] const auto turn : state) {
+        AirSpyConversion::convert(floats.data(), kBlock, AirSpyConversion::Order::QThenI, block.data());
+        write(ring, block);
+        benchmark::ClobberMemory();
+    }
+    report(state, kBlock, kRate);
+}
+
 void bench_Rsp(benchmark::State& state)
 {
     constexpr int kBlock = 1'344;
@@ -72,6 +93,7 @@ void bench_Rsp(benchmark::State& state)
 } // namespace
 
 BENCHMARK(bench_RtlUsb);
+BENCHMARK(bench_AirSpy);
 BENCHMARK(bench_Rsp);
 
 BENCHMARK_MAIN();
