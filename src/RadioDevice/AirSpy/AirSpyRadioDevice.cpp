@@ -58,8 +58,9 @@ constexpr std::array kGainCalls{
 } // namespace
 
 AirSpyRadioDevice::AirSpyRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                     std::chrono::milliseconds deadline)
-    : AbstractRadioDevice(std::move(info), parent)
+                                     std::chrono::milliseconds deadline,
+                                     std::chrono::milliseconds watchdogInterval)
+    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
     , m_deadline(deadline)
 {
     initDsp();

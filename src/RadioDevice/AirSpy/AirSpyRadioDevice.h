@@ -33,7 +33,8 @@ public:
 
     /// The library may take `deadline` to stop and close the receiver, then it is left alone with it.
     AirSpyRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                      std::chrono::milliseconds deadline = BoundedCall::kDeadline);
+                      std::chrono::milliseconds deadline = BoundedCall::kDeadline,
+                      std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~AirSpyRadioDevice() override;
 
     /// No range is kept to, and the hardware gets the frequency as it is, without the correction.

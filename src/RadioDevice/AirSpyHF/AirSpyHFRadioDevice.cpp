@@ -44,8 +44,9 @@ int onTransfer(airspyhf_transfer_t* transfer)
 } // namespace
 
 AirSpyHFRadioDevice::AirSpyHFRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                         std::chrono::milliseconds deadline)
-    : AbstractRadioDevice(std::move(info), parent)
+                                         std::chrono::milliseconds deadline,
+                                         std::chrono::milliseconds watchdogInterval)
+    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
     , m_deadline(deadline)
     , m_timeLeft(deadline)
 {

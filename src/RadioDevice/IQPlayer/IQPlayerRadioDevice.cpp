@@ -21,8 +21,9 @@ constexpr double kScale = 1.0 / 4096.0;
 
 } // namespace
 
-IQPlayerRadioDevice::IQPlayerRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent)
-    : AbstractRadioDevice(std::move(info), parent)
+IQPlayerRadioDevice::IQPlayerRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
+                                         std::chrono::milliseconds watchdogInterval)
+    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
     , m_dataTimer(new QTimer(this))
     , m_centerFrequency(kMinFrequency + 0.5 * (kMaxFrequency - kMinFrequency))
     , m_fileName(m_info->identificator)

@@ -24,7 +24,8 @@ public:
         [[nodiscard]] int type() const override { return DefRadioDevice::IQFilePlayer; }
     };
 
-    IQPlayerRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent);
+    IQPlayerRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
+                        std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~IQPlayerRadioDevice() override;
 
     /// Outside the range the present frequency is set again, correction and all.

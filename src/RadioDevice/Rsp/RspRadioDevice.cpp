@@ -54,7 +54,7 @@ void RSP_CALL onGain(unsigned /*reductionDb*/, unsigned /*lnaReductionDb*/, void
 } // namespace
 
 RspRadioDevice::RspRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                               std::chrono::milliseconds watchdogInterval, std::chrono::milliseconds deadline)
+                               std::chrono::milliseconds deadline, std::chrono::milliseconds watchdogInterval)
     : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
     , m_library(RspLibrary::load())
     , m_ant(kAntennaA)

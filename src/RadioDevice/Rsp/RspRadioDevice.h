@@ -26,8 +26,8 @@ public:
 
     /// The library may take `deadline` to end its stream, then it is left alone with it.
     RspRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                   std::chrono::milliseconds watchdogInterval = kWatchdogInterval,
-                   std::chrono::milliseconds deadline = BoundedCall::kDeadline);
+                   std::chrono::milliseconds deadline = BoundedCall::kDeadline,
+                   std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~RspRadioDevice() override;
 
     [[nodiscard]] bool libraryLoaded() const { return m_library.isLoaded; }

@@ -63,8 +63,9 @@ void close(rtlsdr_dev* dev, const CRTL_SDR_Thread& thread)
 } // namespace
 
 RtlUsbRadioDevice::RtlUsbRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                     std::chrono::milliseconds stopDeadline)
-    : AbstractRadioDevice(std::move(info), parent)
+                                     std::chrono::milliseconds stopDeadline,
+                                     std::chrono::milliseconds watchdogInterval)
+    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
     , m_stopDeadline(stopDeadline)
 {
     initDsp();

@@ -33,7 +33,8 @@ public:
     };
 
     RtlUsbRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                      std::chrono::milliseconds stopDeadline = BoundedCall::kDeadline);
+                      std::chrono::milliseconds stopDeadline = BoundedCall::kDeadline,
+                      std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~RtlUsbRadioDevice() override;
 
     void setSampleRate(double rate) override;

@@ -13,15 +13,14 @@
 /// says. The calls and lines until then are forgotten.
 struct RspRig
 {
-    explicit RspRig(FakeVendor& fake,
+    explicit RspRig(FakeVendor& fake, std::chrono::milliseconds deadline = BoundedCall::kDeadline,
                     std::chrono::milliseconds watchdogInterval = IQSource::kWatchdogInterval,
-                    std::chrono::milliseconds deadline = BoundedCall::kDeadline,
                     const QString& identificator = QStringLiteral("0"))
         : vendor(fake)
     {
         auto info = QSharedPointer<RspRadioDevice::DeviceInfo>::create();
         info->identificator = identificator;
-        device = std::make_unique<RspRadioDevice>(info, nullptr, watchdogInterval, deadline);
+        device = std::make_unique<RspRadioDevice>(info, nullptr, deadline, watchdogInterval);
         device->reset();
         QObject::connect(device.get(), &Worker::errorHappen, device.get(),
                          [this](const QString& text) { errors.append(text); });

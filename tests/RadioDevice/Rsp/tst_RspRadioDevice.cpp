@@ -127,7 +127,7 @@ void tst_RspRadioDevice::startMakesItsCallsInOrder()
 
 void tst_RspRadioDevice::startSelectsTheReceiverByItsIdentificator()
 {
-    RspRig rig(m_vendor, IQSource::kWatchdogInterval, BoundedCall::kDeadline, QStringLiteral("3"));
+    RspRig rig(m_vendor, BoundedCall::kDeadline, IQSource::kWatchdogInterval, QStringLiteral("3"));
     rig.device->start(false);
     QCOMPARE(m_vendor.calls().constFirst(), QStringLiteral("mir_sdr_SetDeviceIdx(3) = 0"));
     rig.device->stop();
@@ -301,7 +301,7 @@ void tst_RspRadioDevice::stopThatNeverComesBackIsLeftBehind_data()
 void tst_RspRadioDevice::stopThatNeverComesBackIsLeftBehind()
 {
     QFETCH(QString, call);
-    RspRig rig(m_vendor, IQSource::kWatchdogInterval, std::chrono::milliseconds(20));
+    RspRig rig(m_vendor, std::chrono::milliseconds(20));
     rig.open();
     m_vendor.set(QStringLiteral("hang.") + call, 1);
     rig.device->stop();

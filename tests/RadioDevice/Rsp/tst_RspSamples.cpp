@@ -205,7 +205,7 @@ void tst_RspSamples::packetOfTheRingsWholeLengthIsTaken()
 void tst_RspSamples::emptyPacketsDoNotPassForData()
 {
     m_vendor.set(QStringLiteral("rsp.count"), 0);
-    RspRig rig(m_vendor, kShort);
+    RspRig rig(m_vendor, BoundedCall::kDeadline, kShort);
     QSignalSpy noData(rig.device.get(), &AbstractRadioDevice::noData);
     rig.open();
     go();
@@ -279,7 +279,7 @@ void tst_RspSamples::unpluggedReceiverIsNoticedByTheWatchdog()
 {
     QFETCH(QString, fault);
     go();
-    RspRig rig(m_vendor, kShort);
+    RspRig rig(m_vendor, BoundedCall::kDeadline, kShort);
     QSignalSpy noData(rig.device.get(), &AbstractRadioDevice::noData);
     rig.open();
     QTRY_VERIFY(rig.written() > 0);
