@@ -279,6 +279,7 @@ void tst_Console::serverRunsOnAfterTheEndOfInput()
     }
     QVERIFY(server.serve());
     QVERIFY(staysIdle(server));
+    QCOMPARE(server.count(QStringLiteral("QSocketNotifier")), 0); // two would share a descriptor
     server.signal(SIGTERM);
     QCOMPARE(server.waitForExitCode(), 0);
 }
