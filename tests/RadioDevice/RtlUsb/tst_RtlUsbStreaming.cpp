@@ -4,6 +4,7 @@
 
 #include "support/AllocationCounter.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -199,7 +200,9 @@ void tst_RtlUsbStreaming::stopBehindAStartCancelsUntilTheReadHears()
     QVERIFY(rig.device->start(false));
     // The read begins once some wishes to end it were lost.
     std::thread letGo([this] {
-        while (m_vendor.calls(QStringLiteral("rtlsdr_cancel_async(dev1) = -2")).size() < 3) {
+        const QDeadlineTimer patience(BoundedCall::kDeadline);
+        while (m_vendor.calls(QStringLiteral("rtlsdr_cancel_async(dev1) = -2")).size() < 3 &&
+               !patience.hasExpired()) {
             std::this_thread::yield();
         }
         m_vendor.set(QStringLiteral("hang.rtlsdr_read_async"), 0);
