@@ -2,6 +2,7 @@
 
 #include "Core/Log/Log.h"
 
+#include <cstddef>
 #include <limits>
 
 namespace AirSpyConversion
@@ -10,14 +11,14 @@ namespace AirSpyConversion
 void convert(const float* samples, int count, Order order, DoubleComplex* block)
 {
     if (order == Order::QThenI) {
-        for (int i = 0; i < count; ++i) {
-            block[i].re = static_cast<double>(samples[2 * i + 1]);
-            block[i].im = static_cast<double>(samples[2 * i]);
+        for (std::ptrdiff_t n = 0; n < count; ++n) {
+            block[n].re = static_cast<double>(samples[2 * n + 1]);
+            block[n].im = static_cast<double>(samples[2 * n]);
         }
     } else {
-        for (int i = 0; i < count; ++i) {
-            block[i].re = static_cast<double>(samples[2 * i]);
-            block[i].im = static_cast<double>(samples[2 * i + 1]);
+        for (std::ptrdiff_t n = 0; n < count; ++n) {
+            block[n].re = static_cast<double>(samples[2 * n]);
+            block[n].im = static_cast<double>(samples[2 * n + 1]);
         }
     }
 }
