@@ -1,0 +1,115 @@
+#include "ClientApplication/ClientProgram.h"
+
+#include "ClientApplication/ClientLog.h"
+#include "ClientApplication/Commands/Command.h"
+#include "ClientApplication/Commands/CommandTable.h"
+#include "ClientApplication/Interrupt.h"
+#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Text.h"
+#include "Core/Process/Version.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <algorithm>
+
+namespace
+{
+
+int toInt(ExitCode code)
+{
+    return static_cast<int>(code);
+}
+
+int help()
+{
+    QStringList lines{
+        QStringLiteral("Usage: orvenlink-client COMMAND [SERVER] [options]"),
+        QString(),
+        QStringLiteral("Receives from an Orvenlink server."),
+        QString(),
+    };
+    for (const CommandEntry& entry : commandTable()) {
+        lines.append(QStringLiteral("  %1 %2").arg(entry.name, -10).arg(entry.summary));
+    }
+    lines += {
+        QString(),
+        QStringLiteral(
+            "SERVER is an address as \"list\" shows it, or ADDRESS@HOST:PORT with --identificator."),
+        QStringLiteral(
+            "\"orvenlink-client COMMAND --help\" tells more. Options: --help, --version, --verbose."),
+        QStringLiteral(
+            "Exit codes: 0 done, 1 failed here, 2 wrong usage, 3 not found, 4 no answer, 5 refused,"),
+        QStringLiteral("6 session lost, 7 not taken by the receiver, 130 interrupted."),
+    };
+    return toInt(Terminal::print(lines.join(QLatin1Char('\n'))) ? ExitCode::Done : ExitCode::Failed);
+}
+
+int usageError(const QString& line)
+{
+    Terminal::error(line);
+    return toInt(ExitCode::Usage);
+}
+
+int runCommand(const CommandEntry& entry, const QStringList& arguments)
+{
+    const std::unique_ptr<Command> command = entry.make();
+    const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
+                                        QStringLiteral("This help."));
+    const QCommandLineOption verbose(QStringLiteral("verbose"),
+                                     QStringLiteral("Log to standard error what goes on below."));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QLatin1String(entry.details));
+    // Its own name comes first in the usage line.
+    parser.addPositionalArgument(QString(entry.name), QString(), QString(entry.name));
+    command->describe(parser);
+    parser.addOptions({helpOption, verbose});
+    QStringList own = arguments;
+    own.removeAt(1);
+    if (!parser.parse(own)) {
+        return usageError(parser.errorText().section(QLatin1Char('\n'), 0, 0));
+    }
+    if (parser.isSet(helpOption)) {
+        return toInt(Terminal::write(parser.helpText().toLocal8Bit()) ? ExitCode::Done : ExitCode::Failed);
+    }
+    ClientLog::setVerbose(parser.isSet(verbose));
+    const QString error = command->read(parser);
+    if (!error.isEmpty()) {
+        return usageError(error);
+    }
+    Interrupt interrupt;
+    QObject::connect(&interrupt, &Interrupt::interrupted, command.get(), &Command::interrupt);
+    QObject::connect(command.get(), &Command::finished, command.get(),
+                     [](ExitCode code) { QCoreApplication::exit(toInt(code)); });
+    // From within the event loop, which an exit needs.
+    QMetaObject::invokeMethod(command.get(), &Command::start, Qt::QueuedConnection);
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int ClientProgram::run(const QStringList& arguments)
+{
+    const QString name = arguments.value(1);
+    if (name == QLatin1String("--version") || name == QLatin1String("-v")) {
+        return toInt(Terminal::print(QStringLiteral("orvenlink-client ") + Version::text())
+                         ? ExitCode::Done
+                         : ExitCode::Failed);
+    }
+    if (name == QLatin1String("--help") || name == QLatin1String("-h") || name == QLatin1String("help")) {
+        return help();
+    }
+    if (name.isEmpty()) {
+        help();
+        return toInt(ExitCode::Usage);
+    }
+    const QVector<CommandEntry>& table = commandTable();
+    const auto entry = std::find_if(table.begin(), table.end(),
+                                    [&name](const CommandEntry& row) { return row.name == name; });
+    if (entry == table.end()) {
+        return usageError(QStringLiteral("\"%1\" is no command: \"orvenlink-client --help\" lists them")
+                              .arg(Text::foreign(name)));
+    }
+    const int code = runCommand(*entry, arguments);
+    ClientLog::summarize();
+    return code;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "ClientApplication/Commands/SessionCommand.h"
+
+/// Prints what the receiver is and its properties, or with names, those alone.
+class InfoCommand : public SessionCommand
+{
+    Q_OBJECT
+
+public:
+    enum class Form
+    {
+        Everything,  ///< `info`: what it is, and each property with its unit and meaning.
+        ValuesAlone, ///< `get`: the values of the properties named, or of all.
+    };
+    explicit InfoCommand(Form form);
+
+    void describe(QCommandLineParser& parser) const override;
+    [[nodiscard]] QString read(const QCommandLineParser& parser) override;
+
+protected:
+    void begin() override;
+
+private:
+    [[nodiscard]] bool printText(const QStringList& names);
+    [[nodiscard]] bool printJson(const QStringList& names);
+
+    Form m_form;
+    QStringList m_names;
+    bool m_isJson = false;
+};

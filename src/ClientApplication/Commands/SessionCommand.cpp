@@ -1,0 +1,169 @@
+#include "ClientApplication/Commands/SessionCommand.h"
+
+#include "ClientApplication/DeviceText.h"
+#include "ClientApplication/Options.h"
+#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Text.h"
+
+namespace
+{
+
+constexpr double kListenTime = 3.0; // s
+
+QString refusalText(ClientSession::Refusal refusal, const QString& text)
+{
+    switch (refusal) {
+    case ClientSession::Refusal::NoAnswer:
+        return QStringLiteral(
+            "nobody answers there: check host, port and address, and that the server runs and "
+            "no firewall stands between");
+    case ClientSession::Refusal::Busy:
+        return QStringLiteral("Server busy! Somebody else is connected: try again later");
+    case ClientSession::Refusal::UnsupportedVersion:
+        return QStringLiteral(
+            "Unsupported version protocol! Bring the older of server and client up to date");
+    case ClientSession::Refusal::BadRequest:
+        return QStringLiteral(
+            "Error get client packet values! The server can't read this client: bring the older "
+            "of the two up to date");
+    case ClientSession::Refusal::NoDevice:
+        return QStringLiteral(
+            "Error factory RadioDevice! The server can't open its receiver: see whether it is "
+            "plugged in there");
+    case ClientSession::Refusal::Other:
+        return QStringLiteral("the server refuses: %1").arg(text);
+    case ClientSession::Refusal::BadAnswer:
+        return QStringLiteral("what answers there is no server of this kind: check host, port and address");
+    }
+    return {};
+}
+
+QString endText(ClientSession::End end)
+{
+    switch (end) {
+    case ClientSession::End::TakenOver:
+        return QStringLiteral("another client has taken over the receiver: ask who else has it");
+    case ClientSession::End::Silent:
+        return QStringLiteral(
+            "the server has gone silent: check the network and the server, or use --reconnect "
+            "where a command has it");
+    case ClientSession::End::Closed:
+    case ClientSession::End::ByServer:
+        break;
+    }
+    return QStringLiteral("the server has ended the session: see what it says there");
+}
+
+} // namespace
+
+SessionCommand::SessionCommand()
+{
+    connect(&m_resolver, &ServerResolver::found, this, &SessionCommand::onTarget);
+    connect(&m_resolver, &ServerResolver::failed, this, &SessionCommand::fail);
+    connect(&m_session, &ClientSession::refused, this, &SessionCommand::onRefused);
+    connect(&m_session, &ClientSession::ended, this, &SessionCommand::onEnded);
+    connect(&m_session, &ClientSession::deviceError, this,
+            [this](const QString& text) { m_deviceError = text; });
+    connect(&m_session.device(), &RemoteDevice::synchronized, this, &SessionCommand::onSynchronized);
+}
+
+void SessionCommand::describe(QCommandLineParser& parser) const
+{
+    parser.addPositionalArgument(
+        QStringLiteral("SERVER"),
+        QStringLiteral("The server's address, as \"list\" shows it; or ADDRESS@HOST:PORT, "
+                       "with --identificator."));
+    parser.addOptions({Options::identificator(), Options::listenTime()});
+}
+
+QString SessionCommand::read(const QCommandLineParser& parser)
+{
+    const QStringList arguments = parser.positionalArguments();
+    if (arguments.isEmpty()) {
+        return QStringLiteral("which server? \"orvenlink-client list\" shows those on the local network");
+    }
+    const ServerArgument::Result result = ServerArgument::parse(arguments.constFirst());
+    if (!result.server) {
+        return result.error;
+    }
+    m_server = *result.server;
+    m_identificator = parser.value(Options::identificator());
+    std::optional<double> seconds;
+    const QString error =
+        Options::number(parser, Options::listenTime(), Text::toSeconds, QStringLiteral("5"), seconds);
+    m_listenTime = static_cast<int>(1e3 * std::min(seconds.value_or(kListenTime), 3600.0));
+    return error;
+}
+
+void SessionCommand::start()
+{
+    m_resolver.start(m_server, m_identificator, m_listenTime);
+}
+
+void SessionCommand::interrupt()
+{
+    done(ExitCode::Interrupted);
+}
+
+QString SessionCommand::title()
+{
+    const std::optional<int> type = device().type();
+    return QStringLiteral("%1 at %2")
+        .arg(DeviceText::typeName(type.value_or(-1)), session().target().address.toString());
+}
+
+void SessionCommand::done(ExitCode code)
+{
+    if (!m_isDone) {
+        m_isDone = true;
+        m_session.close();
+        emit finished(code);
+    }
+}
+
+void SessionCommand::fail(ExitCode code, const QString& line)
+{
+    if (!m_isDone) {
+        Terminal::error(line);
+        done(code);
+    }
+}
+
+void SessionCommand::onTarget(const ClientSession::Target& target)
+{
+    if (!m_isDone && !m_session.open(target)) {
+        fail(ExitCode::Failed,
+             QStringLiteral("no UDP port could be had on this machine: see what uses them up"));
+    }
+}
+
+void SessionCommand::onRefused(ClientSession::Refusal refusal, const QString& text)
+{
+    const bool isSilence = refusal == ClientSession::Refusal::NoAnswer;
+    if (m_hasBegun) {
+        broken();
+    }
+    fail(isSilence ? ExitCode::NoAnswer : ExitCode::Refused, refusalText(refusal, text));
+}
+
+void SessionCommand::onEnded(ClientSession::End end)
+{
+    if (m_isDone || m_session.state() == ClientSession::State::Reconnecting) {
+        return;
+    }
+    if (m_hasBegun) {
+        broken();
+    }
+    fail(ExitCode::SessionLost,
+         m_deviceError.isEmpty()
+             ? endText(end)
+             : QStringLiteral("the server has ended the session, its receiver says: %1").arg(m_deviceError));
+}
+
+void SessionCommand::onSynchronized()
+{
+    if (!m_hasBegun && !m_isDone) {
+        m_hasBegun = true;
+        begin();
+    }
+}

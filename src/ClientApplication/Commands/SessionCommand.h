@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Client/ClientSession.h"
+#include "ClientApplication/Commands/Command.h"
+#include "ClientApplication/ServerArgument.h"
+#include "ClientApplication/ServerResolver.h"
+
+class QCommandLineOption;
+
+/// A command that needs a session with the server that its first argument names: finds it, connects, waits
+/// for the receiver's properties, and says in a line what went wrong.
+class SessionCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    void describe(QCommandLineParser& parser) const override;
+    [[nodiscard]] QString read(const QCommandLineParser& parser) override;
+    void start() override;
+    /// Leaves politely.
+    void interrupt() override;
+
+protected:
+    SessionCommand();
+
+    /// In session, and the receiver's properties are here. Once.
+    virtual void begin() = 0;
+    /// The session has broken off after `begin` and is not asked for again. By default nothing: the line of
+    /// the error and the end of the command follow.
+    virtual void broken() {}
+
+    [[nodiscard]] ClientSession& session() { return m_session; }
+    [[nodiscard]] RemoteDevice& device() { return m_session.device(); }
+    /// "IQ file player at 127.0.0.1".
+    [[nodiscard]] QString title();
+
+    /// Leaves the session and ends the command.
+    void done(ExitCode code);
+    /// As `done`, with a line that says what to do.
+    void fail(ExitCode code, const QString& line);
+
+private:
+    void onTarget(const ClientSession::Target& target);
+    void onRefused(ClientSession::Refusal refusal, const QString& text);
+    void onEnded(ClientSession::End end);
+    void onSynchronized();
+
+    ServerArgument m_server;
+    QString m_identificator;
+    int m_listenTime = 0; // ms
+    QString m_deviceError;
+    ServerResolver m_resolver;
+    ClientSession m_session;
+    bool m_hasBegun = false;
+    bool m_isDone = false;
+};

@@ -1,0 +1,270 @@
+#include "ClientApplication/Commands/SpectrumCommand.h"
+
+#include "ClientApplication/Options.h"
+#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Text.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <algorithm>
+#include <cmath>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr double kPictureTime = 5.0;     // s
+constexpr double kTableTime = 2.0;       // s
+constexpr int kDrawInterval = 100;       // ms
+constexpr int kPictureFft = 2048;        // bins
+constexpr int kBinsPerColumn = 3;        // at the least, so that no station falls between two
+constexpr int kMostPoints = 4096;        // in a frame: what 25 a second cost the network
+constexpr double kSmallBandwidth = 8000; // Hz: the samples aren't wanted, so as few as can be
+
+const QByteArray kEnterScreen = "\x1b[?1049h\x1b[?25l"; // a screen of its own, without a cursor
+const QByteArray kLeaveScreen = "\x1b[?25h\x1b[?1049l";
+
+QCommandLineOption pngOption()
+{
+    return {
+        QStringLiteral("png"),
+        QStringLiteral("Write a picture of spectrum and waterfall, with axes in MHz and dB, of 5 seconds or "
+                       "of --seconds."),
+        QStringLiteral("FILE")};
+}
+
+QCommandLineOption spanOption()
+{
+    return {QStringLiteral("span"),
+            QStringLiteral("Show so much around the middle or --offset, as in 200k; by default all that the "
+                           "receiver hears."),
+            QStringLiteral("HZ")};
+}
+
+} // namespace
+
+SpectrumCommand::SpectrumCommand()
+{
+    m_end.setSingleShot(true);
+    connect(&m_end, &QTimer::timeout, this, &SpectrumCommand::finish);
+    connect(&m_drawing, &QTimer::timeout, this, &SpectrumCommand::drawScreen);
+}
+
+SpectrumCommand::~SpectrumCommand()
+{
+    leaveScreen();
+}
+
+void SpectrumCommand::describe(QCommandLineParser& parser) const
+{
+    TunedCommand::describe(parser);
+    parser.addOptions({pngOption(), spanOption(),
+                       Options::seconds(QStringLiteral(
+                           "Stop after so much; without it, Ctrl-C stops the live display, a picture "
+                           "takes 5 and a table 2 seconds.")),
+                       Options::json()});
+}
+
+QString SpectrumCommand::read(const QCommandLineParser& parser)
+{
+    if (parser.positionalArguments().size() > 1) {
+        return QStringLiteral("spectrum takes a server and nothing else");
+    }
+    m_png = parser.value(pngOption());
+    m_isJson = parser.isSet(Options::json());
+    m_isScreen = m_png.isEmpty() && !m_isJson && Terminal::isTerminal(STDOUT_FILENO);
+    for (const QString& error :
+         {Options::number(parser, Options::seconds({}), Text::toSeconds, QStringLiteral("10"), m_seconds),
+          Options::number(parser, spanOption(), Text::toHertz, QStringLiteral("200k"), m_span)}) {
+        if (!error.isEmpty()) {
+            return error;
+        }
+    }
+    if (m_span && *m_span <= 0.0) {
+        return QStringLiteral("--span takes a width above 0");
+    }
+    return TunedCommand::read(parser);
+}
+
+std::optional<TunedCommand::Bandwidth> SpectrumCommand::bandwidth() const
+{
+    return Bandwidth{kSmallBandwidth, kSmallBandwidth / 2};
+}
+
+// As many bins as the width in columns needs, all of which are asked for: of several that share a column the
+// strongest is shown, and the server would take any one of them.
+SpectrumRange SpectrumCommand::range() const
+{
+    const double share = m_span && m_rate > 0.0 ? std::min(1.0, *m_span / m_rate) : 1.0;
+    const int wanted = m_isScreen ? kBinsPerColumn * Terminal::size(STDOUT_FILENO).width() : kPictureFft;
+    SpectrumRange range;
+    range.fftSize = SpectrumRange::kMinimumFftSize;
+    while (range.fftSize < SpectrumRange::kMaximumFftSize && range.fftSize * share < wanted) {
+        range.fftSize *= 2;
+    }
+    const double binWidth = m_rate / range.fftSize;
+    const int middle = range.fftSize / 2 + static_cast<int>(m_span ? std::lround(offset() / binWidth) : 0);
+    const int half = std::max(1, static_cast<int>(std::lround(range.fftSize * share / 2)));
+    range.startIndex = middle - half;
+    range.stopIndex = middle + half;
+    range.dataSize = std::min(2 * half, kMostPoints);
+    return range;
+}
+
+FrequencyAxis SpectrumCommand::axis()
+{
+    const SpectrumRange shown = range();
+    const double middle = centre() - offset();
+    const double binWidth = m_rate / shown.fftSize;
+    return {middle + (shown.startIndex - shown.fftSize / 2) * binWidth,
+            middle + (shown.stopIndex - shown.fftSize / 2) * binWidth};
+}
+
+void SpectrumCommand::beginTuned(double /*sampleRate*/)
+{
+    m_rate = device().sampleRate().value_or(0.0);
+    if (!(m_rate >= 1.0) || !session().setSpectrumRange(range())) {
+        fail(ExitCode::Failed,
+             QStringLiteral("the receiver doesn't tell its sample rate: set its sampleRate"));
+        return;
+    }
+    if (!m_png.isEmpty()) {
+        m_picture = std::make_unique<SpectrumPicture>(axis());
+    }
+    connect(&session().spectrum(), &SpectrumReceiver::frameReceived, this, &SpectrumCommand::onFrame);
+    const bool isTable = !m_isScreen && !m_isJson && m_png.isEmpty();
+    const double seconds = m_seconds.value_or(!m_png.isEmpty() ? kPictureTime : kTableTime);
+    if (m_seconds || isTable || !m_png.isEmpty()) {
+        m_end.start(static_cast<int>(std::min(1e3 * seconds, 2e9)));
+    }
+    m_elapsed.start();
+    if (m_isScreen) {
+        m_isScreenShown = true;
+        Terminal::write(kEnterScreen);
+        m_drawing.start(kDrawInterval);
+    }
+}
+
+void SpectrumCommand::onFrame(const SpectrumFrame& frame)
+{
+    if (frame.range != range()) {
+        return; // of before the window was resized
+    }
+    m_newest = frame;
+    ++m_frames;
+    if (m_isJson && m_png.isEmpty()) {
+        if (!printFrame(frame)) {
+            done(ExitCode::Done); // the reader has gone
+        }
+    } else if (m_picture) {
+        m_picture->add(frame.decibels, static_cast<double>(m_elapsed.elapsed()) / 1e3);
+    } else if (!m_isScreen) {
+        m_powers.resize(frame.decibels.size());
+        for (int n = 0; n < frame.decibels.size(); ++n) {
+            m_powers[n] += std::pow(10.0, static_cast<double>(frame.decibels.at(n)) / 10.0);
+        }
+    }
+}
+
+bool SpectrumCommand::printFrame(const SpectrumFrame& frame)
+{
+    QJsonArray decibels;
+    for (const float value : frame.decibels) {
+        decibels.append(std::round(static_cast<double>(value) * 100.0) / 100.0);
+    }
+    const FrequencyAxis shown = axis();
+    const QJsonObject object{
+        {QStringLiteral("time_ms"), frame.time},
+        {QStringLiteral("lowest_hz"), shown.lowest},
+        {QStringLiteral("highest_hz"), shown.highest},
+        {QStringLiteral("db"), decibels},
+    };
+    return Terminal::print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
+}
+
+void SpectrumCommand::drawScreen()
+{
+    m_screen.setLook({Terminal::size(STDOUT_FILENO), Terminal::colours(), Terminal::isUnicode()});
+    m_screen.setAxis(axis());
+    if (session().setSpectrumRange(range()); m_frames > 0) {
+        m_screen.add(m_newest.decibels, true);
+    }
+    const SpectrumReceiver& spectrum = session().spectrum();
+    const bool isBroken = session().state() != ClientSession::State::Connected;
+    const QString state = isBroken ? QStringLiteral("the session has broken off, coming back ...")
+                                   : QStringLiteral("%1 frames, %2 lost")
+                                         .arg(spectrum.receivedFrames())
+                                         .arg(spectrum.droppedFrames());
+    const QStringList lines =
+        m_screen.lines(QStringLiteral("%1   %2   %3 wide")
+                           .arg(title(), Text::hertz(centre()), Text::hertz(axis().highest - axis().lowest)),
+                       QStringLiteral("%1   Ctrl-C ends").arg(state));
+    // From the upper left corner over what stands there; each line wipes what is left of the one before.
+    const QString all =
+        QStringLiteral("\x1b[H") + lines.join(QStringLiteral("\x1b[K\r\n")) + QStringLiteral("\x1b[K");
+    if (!Terminal::write(all.toLocal8Bit())) {
+        done(ExitCode::Done);
+    }
+}
+
+void SpectrumCommand::leaveScreen()
+{
+    m_drawing.stop();
+    if (std::exchange(m_isScreenShown, false)) {
+        Terminal::write(kLeaveScreen);
+    }
+}
+
+void SpectrumCommand::interrupt()
+{
+    const bool hasBegun = m_elapsed.isValid();
+    hasBegun ? finish() : TunedCommand::interrupt();
+}
+
+void SpectrumCommand::broken()
+{
+    leaveScreen();
+}
+
+void SpectrumCommand::finish()
+{
+    leaveScreen();
+    if (!m_isScreen && m_frames == 0) {
+        fail(ExitCode::NoAnswer,
+             QStringLiteral("no spectrum has come: try again, or for longer with --seconds"));
+    } else if (m_picture) {
+        finishPicture();
+    } else if (!m_isScreen && !m_isJson) {
+        const FrequencyAxis shown = axis();
+        QString table;
+        for (int n = 0; n < m_powers.size(); ++n) {
+            const double hertz = shown.lowest + (shown.highest - shown.lowest) * n / m_powers.size();
+            table += QStringLiteral("%1\t%2\n")
+                         .arg(hertz, 0, 'f', 1)
+                         .arg(10.0 * std::log10(m_powers.at(n) / m_frames), 0, 'f', 2);
+        }
+        done(Terminal::write(table.toLatin1()) ? ExitCode::Done : ExitCode::Failed);
+    } else {
+        done(ExitCode::Done);
+    }
+}
+
+void SpectrumCommand::finishPicture()
+{
+    const QString text =
+        QStringLiteral("%1, %2, %3 UTC")
+            .arg(title(), Text::hertz(centre()),
+                 QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+    if (!m_picture->draw(text).save(m_png, "PNG")) {
+        fail(ExitCode::Failed,
+             QStringLiteral("can't write %1: name a file in a folder that you may write to").arg(m_png));
+        return;
+    }
+    const SpectrumReceiver& spectrum = session().spectrum();
+    Terminal::print(QStringLiteral("%1: %2 spectra, %3 lost")
+                        .arg(m_png)
+                        .arg(spectrum.receivedFrames())
+                        .arg(spectrum.droppedFrames()));
+    done(ExitCode::Done);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "ClientApplication/Commands/SampleCommand.h"
+#include "ClientApplication/Output/StreamSink.h"
+
+/// Writes raw samples to standard output, for a pipe into another program.
+class StreamCommand : public SampleCommand
+{
+    Q_OBJECT
+
+public:
+    StreamCommand();
+
+    void describe(QCommandLineParser& parser) const override;
+    [[nodiscard]] QString read(const QCommandLineParser& parser) override;
+
+protected:
+    [[nodiscard]] std::optional<Bandwidth> bandwidth() const override;
+    [[nodiscard]] std::unique_ptr<IqSink> makeSink(double sampleRate) override;
+    void stopSink() override { m_pipe.stop(); }
+    [[nodiscard]] QString path() const override { return {}; }
+
+private:
+    OutputPipe m_pipe;
+    StreamSink::Format m_format = StreamSink::Format::Cs16;
+    std::optional<double> m_bandwidth; // Hz
+};

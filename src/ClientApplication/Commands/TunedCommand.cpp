@@ -1,0 +1,148 @@
+#include "ClientApplication/Commands/TunedCommand.h"
+
+#include "ClientApplication/DeviceText.h"
+#include "ClientApplication/Options.h"
+#include "ClientApplication/Text.h"
+
+#include <cmath>
+
+namespace
+{
+
+constexpr int kEchoPatience = 5000; // ms
+// What the server still has of the time before a setting has come by then: its own rings hold some 50 ms.
+constexpr int kSettling = 300; // ms
+constexpr int kMostLooks = 15;
+constexpr int kFilePlayer = 0; // its type
+
+} // namespace
+
+TunedCommand::TunedCommand()
+{
+    m_patience.setSingleShot(true);
+    m_settling.setSingleShot(true);
+    connect(&m_patience, &QTimer::timeout, this, [this] {
+        fail(ExitCode::NotTaken, QStringLiteral("the receiver doesn't say that it has tuned: try again"));
+    });
+    connect(&m_settling, &QTimer::timeout, this, &TunedCommand::onSettled);
+}
+
+void TunedCommand::describe(QCommandLineParser& parser) const
+{
+    SessionCommand::describe(parser);
+    parser.addOptions({Options::frequency(), Options::offset(), Options::reconnect()});
+}
+
+QString TunedCommand::read(const QCommandLineParser& parser)
+{
+    m_isReconnecting = parser.isSet(Options::reconnect());
+    for (const QString& error :
+         {Options::number(parser, Options::frequency(), Text::toHertz, QStringLiteral("14250k"), m_frequency),
+          Options::number(parser, Options::offset(), Text::toHertz, QStringLiteral("-12k"), m_offset)}) {
+        if (!error.isEmpty()) {
+            return error;
+        }
+    }
+    return SessionCommand::read(parser);
+}
+
+void TunedCommand::start()
+{
+    session().setReconnecting(m_isReconnecting);
+    const std::optional<Bandwidth> wanted = bandwidth();
+    const bool isUsable = (!m_offset || session().setOffset(*m_offset)) &&
+                          (!wanted || session().setBandwidth(wanted->preferred, wanted->aliasFree));
+    if (!isUsable) {
+        fail(ExitCode::Usage,
+             QStringLiteral("no receiver has such an offset or bandwidth: give smaller ones"));
+        return;
+    }
+    SessionCommand::start();
+}
+
+double TunedCommand::centre()
+{
+    return m_frequency.value_or(device().frequency().value_or(0.0)) + offset();
+}
+
+void TunedCommand::begin()
+{
+    const double rate = device().sampleRate().value_or(0.0);
+    if (m_offset && rate > 0.0 && std::abs(*m_offset) > rate / 2) {
+        fail(ExitCode::Usage,
+             QStringLiteral("the receiver's band ends %1 from its middle: give a smaller offset, "
+                            "or another --frequency")
+                 .arg(Text::hertz(rate / 2)));
+        return;
+    }
+    tune();
+}
+
+void TunedCommand::tune()
+{
+    // The player stands at the middle of its recording at first, whatever it says.
+    const bool isPlayer = device().type() == kFilePlayer && device().ppmCorrection() == 0;
+    const std::optional<double> wanted = m_frequency || !isPlayer ? m_frequency : device().frequency();
+    if (!wanted) {
+        settle();
+        return;
+    }
+    const QVector<RemoteDevice::FrequencyRange> ranges = device().supportedFrequencies();
+    const bool isWithin = std::any_of(ranges.begin(), ranges.end(), [&](const auto& range) {
+        return *wanted >= range.lowest && *wanted <= range.highest;
+    });
+    if (m_frequency && !ranges.isEmpty() && !isWithin) {
+        fail(ExitCode::NotTaken,
+             QStringLiteral("the receiver doesn't tune to %1, but from %2: give another "
+                            "--frequency")
+                 .arg(Text::hertz(*wanted), DeviceText::bands(device()).join(QStringLiteral(" and from "))));
+        return;
+    }
+    m_isTuning = true;
+    connect(&device(), &RemoteDevice::frequencyChanged, this, &TunedCommand::onFrequency);
+    m_patience.start(kEchoPatience);
+    device().setFrequency(*wanted);
+}
+
+void TunedCommand::onFrequency(double hertz)
+{
+    if (!std::exchange(m_isTuning, false)) {
+        return;
+    }
+    m_patience.stop();
+    // The echo is corrected by the error of the receiver's clock.
+    const double tolerance = 1.0 + std::abs(hertz) * 1.01e-6 * std::abs(device().ppmCorrection().value_or(0));
+    if (m_frequency && std::abs(hertz - *m_frequency) > tolerance) {
+        fail(ExitCode::NotTaken,
+             QStringLiteral("the receiver has not tuned to %1 and stays at %2: give another "
+                            "--frequency")
+                 .arg(Text::hertz(*m_frequency), Text::hertz(hertz)));
+        return;
+    }
+    settle();
+}
+
+void TunedCommand::settle()
+{
+    m_settling.start(kSettling + static_cast<int>(qBound(0LL, session().roundTrip(), 2000LL)));
+}
+
+bool TunedCommand::isRateSettled()
+{
+    const std::optional<double> rate = session().outSampleRate();
+    const std::optional<Bandwidth> wanted = bandwidth();
+    return rate && (!wanted || *rate < 2 * wanted->preferred);
+}
+
+void TunedCommand::onSettled()
+{
+    if (isRateSettled() || (session().outSampleRate() && m_looks >= kMostLooks)) {
+        beginTuned(*session().outSampleRate());
+    } else if (m_looks < kMostLooks) {
+        ++m_looks;
+        settle();
+    } else {
+        fail(ExitCode::SessionLost,
+             QStringLiteral("the server doesn't tell the rate of its samples: try again"));
+    }
+}

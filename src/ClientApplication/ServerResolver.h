@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Client/ClientSession.h"
+#include "Client/ServerFinder.h"
+#include "ClientApplication/ExitCode.h"
+#include "ClientApplication/ServerArgument.h"
+
+#include <QObject>
+
+class QTimer;
+
+/// Finds out where a server is and what its receiver is called: listens on the local network for one named by
+/// its address alone, looks up the host of one that is named in full.
+/// Thread: the one that made it, which runs an event loop.
+class ServerResolver : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ServerResolver(QObject* parent = nullptr);
+
+    /// `identificator`: as given by the user, or empty. `found` or `failed` follows, at once or later.
+    void start(const ServerArgument& server, const QString& identificator, int listenMs);
+
+signals:
+    void found(const ClientSession::Target& target);
+    void failed(ExitCode code, const QString& error);
+
+private:
+    void listen(int listenMs);
+    void onFound(const ServerFinder::Server& server);
+    void onListened();
+    void lookUp();
+
+    ServerArgument m_server;
+    QString m_identificator;
+    ServerFinder m_finder;
+    QTimer* m_timer;
+};
