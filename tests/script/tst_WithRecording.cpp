@@ -126,10 +126,11 @@ void tst_WithRecording::withoutARecordingTheDemoIsServedAndSaidInOneLine()
     const Result result = list();
     QCOMPARE(result.exitCode, 0);
     const QStringList lines = result.text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    QVERIFY2(lines.size() == 3, qPrintable(result.text));
+    QVERIFY2(lines.size() >= 3, qPrintable(result.text));
     QCOMPARE(lines[0], QStringLiteral("No recording in %1: playing the demo, %2")
                            .arg(m_home.filePath(QStringLiteral("Documents")), demo()));
-    QVERIFY2(lines[2].contains(demo()), qPrintable(result.text));
+    QCOMPARE(lines.filter(QStringLiteral("playing the demo")).size(), 1);
+    QVERIFY2(lines.last().contains(demo()), qPrintable(result.text));
     QCOMPARE(QFileInfo(demo()).size(), qint64(44 + 60 * 192'000));
 }
 
