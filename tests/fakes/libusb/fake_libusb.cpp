@@ -33,6 +33,24 @@ libusb_context& contextOf(libusb_context* context)
     return context != nullptr ? *context : standard;
 }
 
+std::string hexadecimal(const unsigned char* bytes, std::size_t count)
+{
+    std::string result;
+    for (std::size_t i = 0; i < count; ++i) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", bytes[i]);
+        result += digits;
+    }
+    return result;
+}
+
+std::string hexadecimal(std::uint16_t value)
+{
+    char digits[7];
+    std::snprintf(digits, sizeof digits, "0x%04x", value);
+    return digits;
+}
+
 void release(libusb_device* device)
 {
     if (--device->references == 0) {
@@ -190,7 +208,11 @@ int libusb_control_transfer(libusb_device_handle* handle, std::uint8_t type, std
                             std::uint16_t length, unsigned /*timeout*/)
 {
     const int moved = handle->device->context->control(*handle, {type, request, value, index, data, length});
-    return FakeCall("libusb_control_transfer", handle, type, request, value, index, length).result(moved);
+    const std::string bytes =
+        (type & LIBUSB_ENDPOINT_IN) != 0 ? std::to_string(length) : hexadecimal(data, length);
+    return FakeCall("libusb_control_transfer", handle, type, request, hexadecimal(value), hexadecimal(index),
+                    bytes)
+        .result(moved);
 }
 
 int libusb_bulk_transfer(libusb_device_handle* handle, unsigned char endpoint, unsigned char* /*data*/,
@@ -237,7 +259,9 @@ int libusb_submit_transfer(libusb_transfer* transfer)
 
 int libusb_cancel_transfer(libusb_transfer* transfer)
 {
-    return transfer->dev_handle->device->context->cancel(transfer);
+    // What was never submitted has no handle yet.
+    return transfer->dev_handle == nullptr ? LIBUSB_ERROR_NOT_FOUND
+                                           : transfer->dev_handle->device->context->cancel(transfer);
 }
 
 int libusb_handle_events_timeout_completed(libusb_context* context, timeval* timeout, int* completed)

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QJsonValue>
+
+class WireClient;
+
+/// Looks for the one carrier on the air, as a client with a session has it. Each waits until it is so.
+namespace Carrier
+{
+
+/// It stands in the spectrum `offset` hertz from the middle, and nothing stands as far on the other side.
+[[nodiscard]] bool isSeen(WireClient& client, double offset, double sampleRate);
+
+/// Tuned to beside it, it stands 3 kHz above the middle of the IQ stream, and not below.
+[[nodiscard]] bool isHeard(WireClient& client, double offset);
+
+/// Writes a property of the receiver.
+[[nodiscard]] bool write(WireClient& client, const char* name, const QJsonValue& value);
+
+} // namespace Carrier

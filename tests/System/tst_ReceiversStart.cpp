@@ -1,0 +1,80 @@
+#include "System/Receiver.h"
+#include "System/Wait.h"
+#include "System/WireClient.h"
+
+#include <QTest>
+
+/// Sessions whose receiver can't be opened or started, through the real libraries.
+class tst_ReceiversStart : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void clientIsToldAndTheNextIsServed_data();
+    void clientIsToldAndTheNextIsServed();
+};
+
+void tst_ReceiversStart::clientIsToldAndTheNextIsServed_data()
+{
+    QTest::addColumn<Receiver>("which");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("error");
+    const auto row = [](const char* which, const char* fault, const char* key, int value, const char* error) {
+        QTest::newRow(qPrintable(QStringLiteral("%1, %2").arg(QLatin1String(which), QLatin1String(fault))))
+            << receiver(which) << QString::fromLatin1(key) << value << QString::fromLatin1(error);
+    };
+    constexpr auto kOpen = "libusb_open";
+    constexpr auto kClaim = "libusb_claim_interface";
+    constexpr auto kSubmit = "libusb_submit_transfer";
+    constexpr auto kControl = "libusb_control_transfer";
+    constexpr auto kAllocate = "libusb_alloc_transfer";
+    constexpr auto kRtl = "RTL over USB";
+    row(kRtl, "unplugged", "unplug", 1, "Error open device #0");
+    row(kRtl, "busy", kClaim, -6, "Error open device #0");
+    row(kRtl, "forbidden", kOpen, -3, "Error open device #0");
+    constexpr auto kAirspyHf = "Airspy HF+ over USB";
+    row(kAirspyHf, "unplugged", "unplug", 1, "Error open device!-1");
+    row(kAirspyHf, "busy", kClaim, -6, "Error open device!-1");
+    row(kAirspyHf, "forbidden", kOpen, -3, "Error open device!-1");
+    row(kAirspyHf, "no memory to start", kSubmit, -11, "Error start rx!-1");
+    row(kAirspyHf, "no memory to open", kAllocate, 1, "Error open device!-1");
+    row(kAirspyHf, "deaf to requests", kControl, -9, "Error set sample rate!-1");
+    constexpr auto kAirspy = "Airspy over USB";
+    row(kAirspy, "unplugged", "unplug", 1, "Error open device!-5");
+    row(kAirspy, "busy", kClaim, -6, "Error open device!-5");
+    row(kAirspy, "forbidden", kOpen, -3, "Error open device!-5");
+    row(kAirspy, "no memory to start", kSubmit, -11, "Error start rx!-1000");
+    row(kAirspy, "no memory to open", kAllocate, 1, "Error open device!-11");
+    row(kAirspy, "deaf to requests", kControl, -9, "Error set sample rate!-1000");
+}
+
+void tst_ReceiversStart::clientIsToldAndTheNextIsServed()
+{
+    QFETCH(Receiver, which);
+    QFETCH(QString, key);
+    QFETCH(int, value);
+    QFETCH(QString, error);
+    ServedReceiver served(which);
+    QVERIFY(served.server.serve());
+    served.fake.set(key, value);
+    WireClient client(served.server);
+    QVERIFY(client.open(which.identificator));
+    QVERIFY(client.waitForCall(QStringLiteral("disconnect_from_host")));
+    const auto errors = client.calls(QStringLiteral("error_happen"));
+    QCOMPARE(errors.size(), 1);
+    QCOMPARE(errors[0].object.value(QStringLiteral("err")).toString().remove(QLatin1Char(' ')),
+             QString(error).remove(QLatin1Char(' ')));
+
+    served.fake.remove(key);
+    client.forgetCalls();
+    client.forgetSamples();
+    QVERIFY(client.open(which.identificator));
+    QVERIFY(client.waitForSamples(1000));
+    QVERIFY(client.calls(QStringLiteral("error_happen")).isEmpty());
+    QVERIFY(client.close());
+    QVERIFY(served.server.quit());
+}
+
+QTEST_GUILESS_MAIN(tst_ReceiversStart)
+#include "tst_ReceiversStart.moc"
