@@ -245,7 +245,8 @@ void tst_ReceiversSession::sessionsLeaveNothingOpen()
     for (int session = 0; session < 6; ++session) {
         WireClient client(served.server);
         QVERIFY(client.open(which.identificator));
-        QVERIFY(client.waitForSamples(100));
+        // Every second one ends before the first samples, maybe before the reading has begun.
+        QVERIFY(session % 2 != 0 || client.waitForSamples(100));
         QVERIFY(client.close());
         if (session == 1) {
             threads = served.server.threads();
