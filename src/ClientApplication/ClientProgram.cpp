@@ -50,6 +50,14 @@ int usageError(const QString& line)
     return toInt(ExitCode::Usage);
 }
 
+// The parser knows nothing of subcommands: its first line begins with the path of the program.
+QString commandHelp(const CommandEntry& entry, const QCommandLineParser& parser)
+{
+    const QString text = parser.helpText();
+    return QStringLiteral("Usage: orvenlink-client %1 %2")
+        .arg(entry.name, text.mid(text.indexOf(QLatin1String("[options]"))));
+}
+
 int runCommand(const CommandEntry& entry, const QStringList& arguments)
 {
     const std::unique_ptr<Command> command = entry.make();
@@ -59,8 +67,6 @@ int runCommand(const CommandEntry& entry, const QStringList& arguments)
                                      QStringLiteral("Log to standard error what goes on below."));
     QCommandLineParser parser;
     parser.setApplicationDescription(QLatin1String(entry.details));
-    // Its own name comes first in the usage line.
-    parser.addPositionalArgument(QString(entry.name), QString(), QString(entry.name));
     command->describe(parser);
     parser.addOptions({helpOption, verbose});
     QStringList own = arguments;
@@ -69,7 +75,8 @@ int runCommand(const CommandEntry& entry, const QStringList& arguments)
         return usageError(parser.errorText().section(QLatin1Char('\n'), 0, 0));
     }
     if (parser.isSet(helpOption)) {
-        return toInt(Terminal::write(parser.helpText().toLocal8Bit()) ? ExitCode::Done : ExitCode::Failed);
+        return toInt(Terminal::write(commandHelp(entry, parser).toLocal8Bit()) ? ExitCode::Done
+                                                                               : ExitCode::Failed);
     }
     ClientLog::setVerbose(parser.isSet(verbose));
     const QString error = command->read(parser);

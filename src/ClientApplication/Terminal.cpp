@@ -1,8 +1,8 @@
 #include "ClientApplication/Terminal.h"
 
-#include <QTextCodec>
 #include <algorithm>
 #include <cerrno>
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -58,7 +58,7 @@ Terminal::Colours Terminal::colours()
 
 bool Terminal::isUnicode()
 {
-    return QTextCodec::codecForLocale()->mibEnum() == 106; // UTF-8, as IANA numbers it
+    return qstrcmp(::nl_langinfo(CODESET), "UTF-8") == 0;
 }
 
 bool Terminal::print(const QString& line)

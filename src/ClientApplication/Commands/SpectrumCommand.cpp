@@ -18,7 +18,7 @@ constexpr double kPictureTime = 5.0;     // s
 constexpr double kTableTime = 2.0;       // s
 constexpr int kDrawInterval = 100;       // ms
 constexpr int kPictureFft = 2048;        // bins
-constexpr int kBinsPerColumn = 3;        // at the least, so that no station falls between two
+constexpr int kBinsPerColumn = 8;        // at the least, so that no station falls between two
 constexpr int kMostPoints = 4096;        // in a frame: what 25 a second cost the network
 constexpr double kSmallBandwidth = 8000; // Hz: the samples aren't wanted, so as few as can be
 

@@ -4,7 +4,9 @@
 #include "ClientApplication/Options.h"
 #include "ClientApplication/Text.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace
 {
@@ -62,7 +64,8 @@ void TunedCommand::start()
 
 double TunedCommand::centre()
 {
-    return m_frequency.value_or(device().frequency().value_or(0.0)) + offset();
+    // What corrections have left behind the millihertz says nothing.
+    return std::round(1e3 * (m_frequency.value_or(device().frequency().value_or(0.0)) + offset())) / 1e3;
 }
 
 void TunedCommand::begin()

@@ -44,6 +44,11 @@ bool WavFile::open(const QString& path, const Format& format)
         m_error = m_file.errorString();
         return false;
     }
+    if (m_file.isSequential()) {
+        m_error = QStringLiteral("it is a device or a pipe, not a file");
+        m_file.close();
+        return false;
+    }
     return writeHeader();
 }
 

@@ -82,6 +82,26 @@ void drawScales(QPainter& painter, const FrequencyAxis& axis, const SpectrumScal
                      QStringLiteral("MHz"));
 }
 
+// All that the picture is made of, so that its file is a third of what it would be: the waterfall's colours,
+// and the shades by which the others end on the ground.
+QVector<QRgb> colourTable()
+{
+    constexpr int kWaterfallColours = 64;
+    constexpr int kShades = 12;
+    QVector<QRgb> table;
+    for (int n = 0; n < kWaterfallColours; ++n) {
+        table.append(SpectrumScale::colour(static_cast<double>(n) / (kWaterfallColours - 1)));
+    }
+    for (const QColor& colour : {kGrid, kText, kStrongest, kMean}) {
+        for (int n = 0; n <= kShades; ++n) {
+            const auto mix = [n](int from, int to) { return from + (to - from) * n / kShades; };
+            table.append(qRgb(mix(kGround.red(), colour.red()), mix(kGround.green(), colour.green()),
+                              mix(kGround.blue(), colour.blue())));
+        }
+    }
+    return table;
+}
+
 // The oldest at the top; each line of the picture shows the mean of its share of the time.
 void paintWaterfall(QImage& image, const QVector<QVector<float>>& rows, const SpectrumScale::Range& range)
 {
@@ -154,5 +174,6 @@ QImage SpectrumPicture::draw(const QString& title) const
                      Qt::AlignLeft,
                      QStringLiteral("Above: mean (bright) and strongest (dark) of the time shown below, dB "
                                     "above full scale. Below: time runs downwards."));
-    return image;
+    painter.end();
+    return image.convertToFormat(QImage::Format_Indexed8, colourTable(), Qt::ThresholdDither);
 }

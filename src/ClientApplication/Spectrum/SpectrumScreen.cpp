@@ -13,16 +13,18 @@ constexpr int kFixedRows = 3;       // title, frequencies, status
 constexpr int kMarkColumns = 14;    // of one frequency
 constexpr double kRangePace = 0.05; // share by which the range follows at each spectrum
 constexpr int kMostRows = 500;
+constexpr double kRoundLevel = 10.0; // dB
+constexpr int kLabelRows = 2;        // that a label takes, with room
 
 const QString kEighths = QStringLiteral(" ▁▂▃▄▅▆▇█");
 const QString kShades = QStringLiteral(" ░▒▓█");
 const QString kAsciiShades = QStringLiteral(" .:-=+*#@");
 const QString kReset = QStringLiteral("\x1b[0m");
 
-// The nearest of the 6 by 6 by 6 colours of the palette.
+// The nearest of the 6 by 6 by 6 colours of the palette, whose levels are 0 and 95 to 255 in steps of 40.
 int paletteIndex(QRgb colour)
 {
-    const auto level = [](int value) { return (value * 5 + 127) / 255; };
+    const auto level = [](int value) { return value < 48 ? 0 : std::max(1, (value - 35) / 40); };
     return 16 + 36 * level(qRed(colour)) + 6 * level(qGreen(colour)) + level(qBlue(colour));
 }
 
@@ -111,6 +113,17 @@ QStringList SpectrumScreen::lines(const QString& title, const QString& status) c
     return lines;
 }
 
+// The decibels that stand beside a row: the round number that it holds, if any.
+QString SpectrumScreen::labelOf(int row) const
+{
+    const double perRow = (m_range.highest - m_range.lowest) / barRows();
+    const double step = perRow * kLabelRows > kRoundLevel ? 2 * kRoundLevel : kRoundLevel;
+    const double top = m_range.highest - perRow * row;
+    const double level = step * std::floor(top / step);
+    return level > top - perRow ? QStringLiteral("%1 ").arg(qRound(level), kMargin - 1)
+                                : QString(kMargin, QLatin1Char(' '));
+}
+
 void SpectrumScreen::appendBars(QStringList& lines) const
 {
     const QVector<float> columns = SpectrumScale::reduce(m_newest, plotColumns());
@@ -118,8 +131,7 @@ void SpectrumScreen::appendBars(QStringList& lines) const
     const int steps = m_look.isUnicode ? kEighths.size() - 1 : 1;
     for (int row = 0; row < rows; ++row) {
         const double top = m_range.highest - (m_range.highest - m_range.lowest) * row / rows;
-        QString line = row % 2 == 0 ? QStringLiteral("%1 ").arg(qRound(top), kMargin - 1)
-                                    : QString(kMargin, QLatin1Char(' '));
+        QString line = labelOf(row);
         const bool isColoured = m_look.colours != Terminal::Colours::None;
         if (isColoured) {
             line += escape(m_look.colours, false, SpectrumScale::colour(m_range.place(top) * 0.7 + 0.3));

@@ -34,6 +34,7 @@ private:
     [[nodiscard]] int plotColumns() const;
     [[nodiscard]] int barRows() const;
     [[nodiscard]] int waterfallRows() const;
+    [[nodiscard]] QString labelOf(int row) const;
     void appendBars(QStringList& lines) const;
     void appendAxis(QStringList& lines) const;
     void appendWaterfall(QStringList& lines) const;
