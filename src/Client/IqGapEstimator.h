@@ -9,7 +9,7 @@
 /// Arrival jitters by tens of milliseconds, always late and never early, so what counts is the least lag of
 /// each second; it is compared with the least lag of the stream so far. A difference in pace of up to 300
 /// parts in a million is taken for clocks that differ and is followed. What is left and exceeds 50 ms is
-/// missing. Smaller losses add up until they do, so that the total is right in the long run to within 50 ms.
+/// missing. Smaller losses add up until they do, but for what passes for a difference in pace.
 /// Knows no clock and no socket. Any thread, one at a time.
 class IqGapEstimator
 {

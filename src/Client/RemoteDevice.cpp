@@ -22,12 +22,22 @@ const QString kPpmCorrection = QStringLiteral("ppmCorrection");
 const QString kLevelCorrection = QStringLiteral("levelCorrection");
 const QString kSwapIQ = QStringLiteral("swapIQ");
 
+// The wire's numbers come as doubles or, whole ones, as integers, and a client may write either.
 std::optional<double> toNumber(const QVariant& value)
 {
-    if (value.type() != QVariant::Double || !std::isfinite(value.toDouble())) {
+    switch (static_cast<QMetaType::Type>(value.type())) {
+    case QMetaType::Double:
+    case QMetaType::Float:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+        break;
+    default:
         return std::nullopt;
     }
-    return value.toDouble();
+    const double number = value.toDouble();
+    return std::isfinite(number) ? std::optional<double>(number) : std::nullopt;
 }
 
 // The numbers of a list of decimal texts, up to the first that is none.
@@ -46,8 +56,8 @@ QVector<double> toNumbers(const QVariant& value)
     return numbers;
 }
 
-// A client's own values may be of any numeric type; the wire knows doubles.
-bool isFinite(const QVariant& value)
+// False for a number that JSON has no text for.
+bool isWritable(const QVariant& value)
 {
     const auto type = static_cast<QMetaType::Type>(value.type());
     return (type != QMetaType::Double && type != QMetaType::Float) || std::isfinite(value.toDouble());
@@ -87,7 +97,7 @@ QVariant RemoteDevice::value(const QString& name) const
 
 bool RemoteDevice::write(const QString& name, const QVariant& value)
 {
-    if (!m_replica || !m_replica->contains(name) || !isFinite(value)) {
+    if (!m_replica || !m_replica->contains(name) || !isWritable(value)) {
         return false;
     }
     m_replica->setProperty(name, value);

@@ -37,7 +37,8 @@ public:
     /// Names in alphabetical order.
     [[nodiscard]] QStringList names() const;
     [[nodiscard]] bool contains(const QString& name) const;
-    /// As it came over the wire: every number a double, every list a list of variants. Invalid if unknown.
+    /// As it came over the wire: a whole number may be an integer or a double, every list is a list of
+    /// variants. Invalid if unknown.
     [[nodiscard]] QVariant value(const QString& name) const;
     /// Writes and does not wait. False, and nothing is sent, outside a session or for a name that the server
     /// has not told. The server's answer is the echo: `changed` with the value that it took, which may be

@@ -35,4 +35,5 @@ struct SpectrumFrame
     qint64 time = 0;     ///< Arrival, ms since the epoch.
 };
 
+Q_DECLARE_METATYPE(SpectrumRange)
 Q_DECLARE_METATYPE(SpectrumFrame)

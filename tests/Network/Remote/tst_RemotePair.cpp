@@ -62,7 +62,7 @@ private slots:
 namespace
 {
 
-constexpr int kRetry = 40; // ms
+constexpr int kRetry = 25; // ms
 constexpr int kMaximumRounds = 60;
 constexpr LossyLink::Fates kBad{6, 4, 4, 4};
 
