@@ -24,7 +24,7 @@ private slots:
     void transferThatIsNoBlockIsDropped();
     void transferOfAMillionSamplesLeavesTheLastOfThem();
     void transferOfMoreThanIsBelievedIsDropped();
-    void nullIsNoBlock();
+    void nothingIsNoBlock();
     void deliveryTakesNothingFromTheHeap();
     void stalledReceiverCanBeStopped();
     void samplesThatComeBehindAStopAreDropped();
@@ -148,10 +148,13 @@ void tst_AirSpySamples::transferOfMoreThanIsBelievedIsDropped()
     QCOMPARE(receiver->blockSize(), 2048);
 }
 
-void tst_AirSpySamples::nullIsNoBlock()
+void tst_AirSpySamples::nothingIsNoBlock()
 {
     const auto receiver = m_rig.make();
+    const float sample = 0.0F;
     receiver->deliver(nullptr, 64);
+    receiver->deliver(&sample, 0);
+    receiver->deliver(&sample, -1);
     QCOMPARE(m_rig.written(*receiver), 0);
     QCOMPARE(receiver->blockSize(), 2048);
 }

@@ -24,7 +24,7 @@ private slots:
     void transferThatIsNoBlockIsDropped();
     void transferOfAMillionSamplesLeavesTheLastOfThem();
     void transferOfMoreThanIsBelievedIsDropped();
-    void nullIsNoBlock();
+    void nothingIsNoBlock();
     void deliveryTakesNothingFromTheHeap();
     void stalledReceiverCanBeStopped();
     void samplesThatComeBehindAStopAreDropped();
@@ -146,10 +146,13 @@ void tst_AirSpyHFSamples::transferOfMoreThanIsBelievedIsDropped()
     QCOMPARE(receiver->blockSize(), 2048);
 }
 
-void tst_AirSpyHFSamples::nullIsNoBlock()
+void tst_AirSpyHFSamples::nothingIsNoBlock()
 {
     const auto receiver = m_rig.make();
+    const float sample = 0.0F;
     receiver->deliver(nullptr, 64);
+    receiver->deliver(&sample, 0);
+    receiver->deliver(&sample, -1);
     QCOMPARE(m_rig.written(*receiver), 0);
     QCOMPARE(receiver->blockSize(), 2048);
 }
