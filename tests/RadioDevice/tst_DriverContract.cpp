@@ -1,0 +1,378 @@
+#include "RadioDevice/Drivers.h"
+
+#include "support/FakeVendor.h"
+#include "support/LogCapture.h"
+
+#include <QMetaProperty>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/// What holds for the device of every driver: each test runs for each of them.
+class tst_DriverContract : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase_data();
+    void initTestCase();
+    void init();
+
+    void startedDeviceDeliversSamplesToBothRings();
+    void stoppedDeviceDeliversNothing();
+    void deviceStartsAgainAfterAStop();
+    void startedDeviceRefusesASecondStart();
+    void tablesOfAnOpenDeviceHoldItsDefaults();
+
+    void newDeviceHasEveryDefault();
+    void resetBringsEveryDefaultBack_data();
+    void resetBringsEveryDefaultBack();
+    void propertiesAreSavedAndRestored();
+    void savedCorrectionIsRestored();
+    void propertiesOfARunningDeviceAreSaved();
+    void refusedValuesLeaveARunningDeviceAsItWas();
+
+    void watchdogIsContentWithABlockBetweenTwoTicks();
+    void watchdogTripsAtEachTickWithoutABlock();
+    void watchdogEndsWithTheStop();
+    void callbackOfTheWatchdogMayStopTheDevice();
+
+    void runningDeviceCanBeDestroyed();
+    void deviceThatNeverRanCanBeDestroyed();
+
+private:
+    FakeVendor m_vendor;
+    QTemporaryDir m_folder;
+};
+
+namespace
+{
+
+int written(const RingBuffer<DoubleComplex>& ring, QMutex& mutex)
+{
+    const QMutexLocker lock(&mutex);
+    return ring.writeIndex;
+}
+
+int received(const AbstractRadioDevice& device)
+{
+    return written(*device.inBuffer(), device.inBuffer()->mutex);
+}
+
+int reduced(const AbstractRadioDevice& device)
+{
+    return written(*device.outBuffer(), device.outBuffer()->mutex);
+}
+
+/// The watchdog of a device that is started while this lives: the only timer of its kind on this thread. Its
+/// own ticks are swallowed, and it ticks by hand.
+class Watchdog : public QObject
+{
+public:
+    Watchdog() { QCoreApplication::instance()->installEventFilter(this); }
+
+    [[nodiscard]] bool isCaught() const { return !m_timer.isNull(); }
+    [[nodiscard]] bool isActive() const { return m_timer->isActive(); }
+    void tick() const { QMetaObject::invokeMethod(m_timer, "timeout"); }
+
+    bool eventFilter(QObject* object, QEvent* event) override
+    {
+        auto* timer = qobject_cast<QTimer*>(object);
+        if (event->type() != QEvent::Timer || timer == nullptr || timer->timerType() != Qt::VeryCoarseTimer) {
+            return false;
+        }
+        m_timer = timer;
+        return true;
+    }
+
+private:
+    QPointer<QTimer> m_timer;
+};
+
+constexpr std::chrono::milliseconds kAtOnce{0};
+
+Driver driver()
+{
+    QFETCH_GLOBAL(Driver, driver);
+    return driver;
+}
+
+} // namespace
+
+void tst_DriverContract::initTestCase_data()
+{
+    QTest::addColumn<Driver>("driver");
+    for (const Driver& each : drivers(m_folder.path())) {
+        QTest::newRow(qPrintable(each.name)) << each;
+    }
+}
+
+void tst_DriverContract::initTestCase()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Test"));
+    QCoreApplication::setApplicationName(QStringLiteral("Test"));
+}
+
+void tst_DriverContract::init()
+{
+    m_vendor.reset();
+    m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
+    // The first of an open receiver's rates is the one that a reset sets.
+    m_vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("768000 912000"));
+}
+
+void tst_DriverContract::startedDeviceDeliversSamplesToBothRings()
+{
+    const auto device = driver().device();
+    QSignalSpy outSampleRateChanged(device.get(), &AbstractRadioDevice::outSampleRateChanged);
+    QVERIFY(device->start(false));
+    QVERIFY(device->running());
+    QTRY_VERIFY(received(*device) > 0);
+    QTRY_VERIFY(reduced(*device) > 0);
+    QTRY_VERIFY(!outSampleRateChanged.isEmpty());
+    device->stop();
+}
+
+void tst_DriverContract::stoppedDeviceDeliversNothing()
+{
+    const auto device = driver().device();
+    QSignalSpy stopped(device.get(), &Worker::stopped);
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(received(*device) > 0);
+    device->stop();
+    QCOMPARE(stopped.size(), 1);
+    QCOMPARE(device->state(), Worker::STOPPED);
+    const int before = received(*device);
+    QCoreApplication::processEvents();
+    QCOMPARE(received(*device), before);
+}
+
+void tst_DriverContract::deviceStartsAgainAfterAStop()
+{
+    const auto device = driver().device();
+    for (int i = 0; i < 3; ++i) {
+        const int before = received(*device);
+        QVERIFY(device->start(false));
+        QTRY_VERIFY(received(*device) != before);
+        device->stop();
+    }
+}
+
+void tst_DriverContract::startedDeviceRefusesASecondStart()
+{
+    const auto device = driver().device();
+    const LogCapture log;
+    QVERIFY(device->start(false));
+    QVERIFY(!device->start(false));
+    QVERIFY(device->running());
+    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+    QCOMPARE(m_vendor.calls(driver().openCall).size(), driver().openCall.isEmpty() ? 0 : 1);
+    device->stop();
+}
+
+void tst_DriverContract::tablesOfAnOpenDeviceHoldItsDefaults()
+{
+    // Some receivers tell their tables once they are open.
+    const auto device = driver().device();
+    QVERIFY(device->start(false));
+    QVERIFY(device->isFrequencySupported(device->frequency()));
+    QVERIFY(!device->supportSampleRates().isEmpty());
+    for (const QString& rate : device->supportSampleRates()) {
+        QVERIFY(rate.toDouble() > 0.0);
+    }
+    const QStringList bands = device->supportFrequencies();
+    QVERIFY(!bands.isEmpty() && bands.size() % 2 == 0);
+    for (int i = 0; i < bands.size(); i += 2) {
+        QVERIFY(device->isFrequencySupported(1000.0 * bands.at(i).toDouble()));
+        QVERIFY(device->isFrequencySupported(1000.0 * bands.at(i + 1).toDouble()));
+        QVERIFY(bands.at(i).toDouble() < bands.at(i + 1).toDouble());
+    }
+    device->stop();
+}
+
+void tst_DriverContract::newDeviceHasEveryDefault()
+{
+    const auto device = driver().device();
+    QStringList persistent;
+    for (int i = 0; i < device->metaObject()->propertyCount(); ++i) {
+        const QMetaProperty property = device->metaObject()->property(i);
+        if (property.isWritable() && property.isResettable()) {
+            persistent.append(QString::fromLatin1(property.name()));
+        }
+    }
+    QStringList expected;
+    for (const Driver::Property& property : driver().properties) {
+        expected.append(QString::fromLatin1(property.name));
+        QCOMPARE(device->property(property.name), property.byDefault);
+    }
+    QCOMPARE(persistent, expected);
+}
+
+void tst_DriverContract::resetBringsEveryDefaultBack_data()
+{
+    QTest::addColumn<bool>("open");
+    QTest::newRow("closed") << false;
+    QTest::newRow("open") << true;
+}
+
+void tst_DriverContract::resetBringsEveryDefaultBack()
+{
+    QFETCH(bool, open);
+    const auto device = driver().device();
+    if (open) {
+        QVERIFY(device->start(false));
+    }
+    for (const Driver::Property& property : driver().properties) {
+        QVERIFY(device->QObject::setProperty(property.name, property.other));
+        QCOMPARE(device->property(property.name), property.other);
+        const int index = device->metaObject()->indexOfProperty(property.name);
+        QVERIFY(device->metaObject()->property(index).reset(device.get()));
+        QCOMPARE(device->property(property.name), property.byDefault);
+    }
+    QCOMPARE(device->running(), open);
+    device->stop();
+}
+
+void tst_DriverContract::propertiesAreSavedAndRestored()
+{
+    const auto device = driver().device();
+    for (const Driver::Property& property : driver().properties) {
+        // A correction makes the frequency read otherwise at once: it has a test of its own.
+        if (qstrcmp(property.name, "ppmCorrection") != 0) {
+            QVERIFY(device->QObject::setProperty(property.name, property.other));
+        }
+    }
+    QVERIFY(device->save(driver().name));
+    const auto next = driver().device();
+    QVERIFY(next->restore(driver().name));
+    for (const Driver::Property& property : driver().properties) {
+        QCOMPARE(next->property(property.name), device->property(property.name));
+    }
+    QCOMPARE(next->property("frequency"), driver().properties.at(1).other);
+}
+
+void tst_DriverContract::savedCorrectionIsRestored()
+{
+    const auto device = driver().device();
+    device->setPpmCorrection(-17);
+    QVERIFY(device->save(driver().name));
+    const auto next = driver().device();
+    QVERIFY(next->restore(driver().name));
+    QCOMPARE(next->ppmCorrection(), -17);
+}
+
+void tst_DriverContract::propertiesOfARunningDeviceAreSaved()
+{
+    const auto device = driver().device();
+    QVERIFY(device->start(false));
+    device->setLevelCorrection(-3.0);
+    device->setFrequency(driver().properties.at(1).other.toDouble());
+    QVERIFY(device->save(driver().name));
+    QVERIFY(device->running());
+    const auto next = driver().device();
+    QVERIFY(next->restore(driver().name));
+    QCOMPARE(next->levelCorrection(), -3.0);
+    QCOMPARE(next->frequency(), driver().properties.at(1).other.toDouble());
+    device->stop();
+}
+
+void tst_DriverContract::refusedValuesLeaveARunningDeviceAsItWas()
+{
+    const auto device = driver().device();
+    QVERIFY(device->start(false));
+    const double frequency = device->frequency();
+    const double rate = device->sampleRate();
+    for (const double value : {qQNaN(), qInf(), -qInf(), 1e300}) {
+        const LogCapture log;
+        device->setFrequency(value);
+        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+        device->setSampleRate(value);
+        QCOMPARE(log.texts(QtWarningMsg).size(), 2);
+    }
+    QCOMPARE(device->frequency(), frequency);
+    QCOMPARE(device->sampleRate(), rate);
+    QVERIFY(device->running());
+    device->stop();
+}
+
+void tst_DriverContract::watchdogIsContentWithABlockBetweenTwoTicks()
+{
+    const Watchdog watchdog;
+    const auto device = driver().device(kAtOnce);
+    QSignalSpy noData(device.get(), &AbstractRadioDevice::noData);
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(watchdog.isCaught());
+    for (int i = 0; i < 3; ++i) {
+        const int before = received(*device);
+        QTRY_VERIFY(received(*device) != before);
+        watchdog.tick();
+        QCOMPARE(noData.size(), 0);
+    }
+    device->stop();
+}
+
+void tst_DriverContract::watchdogTripsAtEachTickWithoutABlock()
+{
+    const Watchdog watchdog;
+    const auto device = driver().device(kAtOnce);
+    int trips = 0;
+    device->setNoDataCallback([&trips] { ++trips; });
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(watchdog.isCaught());
+    m_vendor.set(QStringLiteral("stall"), 1);
+    // Two ticks in a row: no block of this thread's comes between, and soon none of another's.
+    LogCapture log;
+    QTRY_VERIFY((watchdog.tick(), log.clear(), trips = 0, watchdog.tick(), trips == 1));
+    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t No IQ data - stop!")));
+    QVERIFY(device->running());
+    watchdog.tick();
+    QCOMPARE(trips, 2);
+    device->stop();
+}
+
+void tst_DriverContract::watchdogEndsWithTheStop()
+{
+    const Watchdog watchdog;
+    const auto device = driver().device(kAtOnce);
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(watchdog.isCaught());
+    QVERIFY(watchdog.isActive());
+    device->stop();
+    QVERIFY(!watchdog.isActive());
+}
+
+void tst_DriverContract::callbackOfTheWatchdogMayStopTheDevice()
+{
+    m_vendor.set(QStringLiteral("stall"), 1);
+    const Watchdog watchdog;
+    const auto device = driver().device(kAtOnce);
+    const LogCapture log;
+    device->setNoDataCallback([&device] { device->stop(); });
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(watchdog.isCaught());
+    QTRY_VERIFY((watchdog.tick(), watchdog.tick(), !device->running()));
+    QVERIFY(!watchdog.isActive());
+}
+
+void tst_DriverContract::runningDeviceCanBeDestroyed()
+{
+    auto device = driver().device();
+    const QWeakPointer<RingBuffer<DoubleComplex>> in = device->inBuffer();
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(received(*device) > 0);
+    device.reset();
+    QTRY_VERIFY(in.isNull());
+}
+
+void tst_DriverContract::deviceThatNeverRanCanBeDestroyed()
+{
+    auto device = driver().device();
+    const QWeakPointer<RingBuffer<DoubleComplex>> in = device->inBuffer();
+    device.reset();
+    QTRY_VERIFY(in.isNull());
+}
+
+QTEST_GUILESS_MAIN(tst_DriverContract)
+#include "tst_DriverContract.moc"
