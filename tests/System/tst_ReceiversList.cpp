@@ -4,6 +4,7 @@
 #include "System/WireClient.h"
 
 #include <QTest>
+#include <numeric>
 
 /// The list of receivers, and what a receiver is known by.
 class tst_ReceiversList : public QObject
@@ -26,6 +27,25 @@ private slots:
     void busyReceiverIsListed();
     void stringsThatAreNoTextAreListed();
 };
+
+namespace
+{
+
+/// Serves under an identity that lasts: one in 256 counts as none, and is replaced at the next start.
+bool serveLastingly(ServerProcess& server, const QStringList& arguments = {})
+{
+    const auto lasts = [&server] {
+        const QByteArray id = server.id();
+        return std::accumulate(id.begin(), id.end(), 0) % 256 != 0;
+    };
+    bool serving = server.serve(arguments);
+    while (serving && !lasts()) {
+        serving = server.quit() && server.serve(arguments);
+    }
+    return serving;
+}
+
+} // namespace
 
 void tst_ReceiversList::receiverIsListed_data()
 {
@@ -71,7 +91,7 @@ void tst_ReceiversList::identityStaysWithTheReceiver()
 {
     QFETCH(Receiver, which);
     ServedReceiver served(which);
-    QVERIFY(served.server.serve());
+    QVERIFY(serveLastingly(served.server));
     const QString address = served.server.address();
     QVERIFY(served.server.quit());
     QVERIFY(served.server.serve());
@@ -107,7 +127,7 @@ void tst_ReceiversList::eachOfTwoReceiversHasItsOwnIdentity()
     served.fake.set(QStringLiteral("usb.airspy"), 2);
     QStringList addresses;
     for (const QString& index : {QStringLiteral("0"), QStringLiteral("1"), QStringLiteral("0")}) {
-        QVERIFY(served.server.serve({QStringLiteral("-i"), index}));
+        QVERIFY(serveLastingly(served.server, {QStringLiteral("-i"), index}));
         addresses.append(served.server.address());
         // The one that was chosen is the one that is opened.
         WireClient client(served.server);

@@ -105,12 +105,14 @@ void tst_ReceiversStall::nextClientIsServed()
 
 void tst_ReceiversStall::onlyWhatHangsIsLeftBehind()
 {
-    // The library of the Airspy HF+ never closes a stream whose transfers have overflown.
+    // The library of the Airspy HF+ never closes a stream whose transfers have overflown, and not always one
+    // whose transfers were refused.
     for (const auto& station : m_stations) {
-        const bool hangs = station->served.which.overUsb && station->served.which.type == 6 &&
-                           station->fault == QStringLiteral("usb.overflow");
-        QVERIFY2(station->served.server.count(QStringLiteral("doesn't come back")) == (hangs ? 1 : 0),
-                 station->name.constData());
+        const bool hf = station->served.which.overUsb && station->served.which.type == 6;
+        const int most = hf && station->fault != QStringLiteral("stall") ? 1 : 0;
+        const int least = hf && station->fault == QStringLiteral("usb.overflow") ? 1 : 0;
+        const int left = station->served.server.count(QStringLiteral("doesn't come back"));
+        QVERIFY2(left >= least && left <= most, station->name.constData());
     }
 }
 
