@@ -1,0 +1,208 @@
+#include "ClientApplication/ServerResolver.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkDatagram>
+#include <QSignalSpy>
+#include <QUdpSocket>
+#include <QtTest>
+
+namespace
+{
+
+constexpr int kListen = 400; // ms
+
+const QString kId = QStringLiteral("0102030405060708090a0b0c0d0e0f1011121314");
+
+QByteArray announcement(const QString& id, const QString& identificator, int port = 40'123, int major = 8)
+{
+    return QJsonDocument(QJsonObject{{QStringLiteral("id"), id},
+                                     {QStringLiteral("port"), port},
+                                     {QStringLiteral("vma"), major},
+                                     {QStringLiteral("vmi"), 0},
+                                     {QStringLiteral("device_type"), 0},
+                                     {QStringLiteral("title"), QStringLiteral("a title")},
+                                     {QStringLiteral("description"), QString()},
+                                     {QStringLiteral("identificator"), identificator}})
+        .toJson(QJsonDocument::Compact);
+}
+
+ServerArgument argument(const QString& host = {}, quint16 port = 0)
+{
+    ServerArgument server;
+    server.id = int160(kId);
+    server.host = host;
+    server.port = port;
+    return server;
+}
+
+} // namespace
+
+class tst_ServerResolver : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void addressAloneIsHeardOnTheNetwork();
+    void anotherServerIsNotTaken();
+    void silenceIsNotFound();
+    void twoServersOfOneAddressAreRefused_data();
+    void twoServersOfOneAddressAreRefused();
+    void identificatorMustBeTheAnnouncedOne_data();
+    void identificatorMustBeTheAnnouncedOne();
+    void otherVersionIsRefused();
+    void hostWithoutAnIdentificatorSaysWhatIsMissing();
+    void hostIsLookedUp_data();
+    void hostIsLookedUp();
+    void unknownHostIsNotFound();
+
+private:
+    void announce(const QByteArray& datagram);
+    [[nodiscard]] ExitCode code() const { return m_failed->at(0).at(0).value<ExitCode>(); }
+    [[nodiscard]] QString error() const { return m_failed->at(0).at(1).toString(); }
+    [[nodiscard]] ClientSession::Target target() const
+    {
+        return m_found->at(0).at(0).value<ClientSession::Target>();
+    }
+
+    QUdpSocket m_server;
+    std::unique_ptr<ServerResolver> m_resolver;
+    std::unique_ptr<QSignalSpy> m_found;
+    std::unique_ptr<QSignalSpy> m_failed;
+};
+
+Q_DECLARE_METATYPE(ExitCode)
+Q_DECLARE_METATYPE(ClientSession::Target)
+
+void tst_ServerResolver::init()
+{
+    qRegisterMetaType<ExitCode>("ExitCode");
+    qRegisterMetaType<ClientSession::Target>("ClientSession::Target");
+    m_resolver = std::make_unique<ServerResolver>();
+    m_found = std::make_unique<QSignalSpy>(m_resolver.get(), &ServerResolver::found);
+    m_failed = std::make_unique<QSignalSpy>(m_resolver.get(), &ServerResolver::failed);
+}
+
+void tst_ServerResolver::announce(const QByteArray& datagram)
+{
+    QCOMPARE(m_server.writeDatagram(datagram, QHostAddress::LocalHost, Announcement::kPort),
+             qint64(datagram.size()));
+}
+
+void tst_ServerResolver::addressAloneIsHeardOnTheNetwork()
+{
+    m_resolver->start(argument(), {}, kListen);
+    announce(announcement(kId, QStringLiteral("an id")));
+    announce(announcement(kId, QStringLiteral("an id")));
+    QTRY_COMPARE(m_found->size(), 1);
+    QCOMPARE(target().id, int160(kId));
+    QVERIFY(target().address.isEqual(QHostAddress::LocalHost, QHostAddress::TolerantConversion));
+    QCOMPARE(target().port, quint16(40'123));
+    QCOMPARE(target().identificator, QStringLiteral("an id"));
+}
+
+void tst_ServerResolver::anotherServerIsNotTaken()
+{
+    m_resolver->start(argument(), {}, kListen);
+    announce(announcement(QString(kId).replace(0, 2, QStringLiteral("02")), QStringLiteral("an id")));
+    QTRY_COMPARE(m_failed->size(), 1);
+    QCOMPARE(code(), ExitCode::NotFound);
+}
+
+void tst_ServerResolver::silenceIsNotFound()
+{
+    m_resolver->start(argument(), {}, kListen);
+    QTRY_COMPARE(m_failed->size(), 1);
+    QCOMPARE(code(), ExitCode::NotFound);
+    QVERIFY(error().contains(QLatin1String("off, busy or elsewhere")));
+}
+
+void tst_ServerResolver::twoServersOfOneAddressAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("second");
+    QTest::newRow("another port") << announcement(kId, QStringLiteral("an id"), 40'124);
+    QTest::newRow("another identificator, another port")
+        << announcement(kId, QStringLiteral("other"), 40'124);
+}
+
+void tst_ServerResolver::twoServersOfOneAddressAreRefused()
+{
+    QFETCH(QByteArray, second);
+    m_resolver->start(argument(), {}, kListen);
+    announce(announcement(kId, QStringLiteral("an id")));
+    announce(second);
+    QTRY_COMPARE(m_failed->size(), 1);
+    QVERIFY(error().contains(QLatin1String("two servers claim this address")));
+    QVERIFY(m_found->isEmpty());
+}
+
+void tst_ServerResolver::identificatorMustBeTheAnnouncedOne_data()
+{
+    QTest::addColumn<QString>("given");
+    QTest::addColumn<bool>("isTaken");
+    QTest::newRow("the same") << QStringLiteral("an id") << true;
+    QTest::newRow("another") << QStringLiteral("an Id") << false;
+}
+
+void tst_ServerResolver::identificatorMustBeTheAnnouncedOne()
+{
+    QFETCH(QString, given);
+    QFETCH(bool, isTaken);
+    m_resolver->start(argument(), given, kListen);
+    announce(announcement(kId, QStringLiteral("an id")));
+    QTRY_COMPARE(m_found->size() + m_failed->size(), 1);
+    QCOMPARE(m_found->size(), isTaken ? 1 : 0);
+    if (!isTaken) {
+        QCOMPARE(code(), ExitCode::Usage);
+    }
+}
+
+void tst_ServerResolver::otherVersionIsRefused()
+{
+    m_resolver->start(argument(), {}, kListen);
+    announce(announcement(kId, QStringLiteral("an id"), 40'123, 9));
+    QTRY_COMPARE(m_failed->size(), 1);
+    QCOMPARE(code(), ExitCode::Refused);
+    QVERIFY(error().contains(QLatin1String("version 9")));
+}
+
+void tst_ServerResolver::hostWithoutAnIdentificatorSaysWhatIsMissing()
+{
+    m_resolver->start(argument(QStringLiteral("127.0.0.1"), 1), {}, kListen);
+    QCOMPARE(m_failed->size(), 1);
+    QCOMPARE(code(), ExitCode::Usage);
+    QVERIFY(error().startsWith(QLatin1String("--identificator is missing")));
+}
+
+void tst_ServerResolver::hostIsLookedUp_data()
+{
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<QString>("address");
+    QTest::newRow("IPv4") << QStringLiteral("127.0.0.1") << QStringLiteral("127.0.0.1");
+    QTest::newRow("IPv6") << QStringLiteral("::1") << QStringLiteral("::1");
+    QTest::newRow("a name") << QStringLiteral("localhost") << QString();
+}
+
+void tst_ServerResolver::hostIsLookedUp()
+{
+    QFETCH(QString, host);
+    QFETCH(QString, address);
+    m_resolver->start(argument(host, 40'123), QStringLiteral("an id"), kListen);
+    QTRY_COMPARE(m_found->size(), 1);
+    QVERIFY(target().address.isLoopback());
+    QVERIFY(address.isEmpty() || target().address == QHostAddress(address));
+    QCOMPARE(target().port, quint16(40'123));
+    QCOMPARE(target().identificator, QStringLiteral("an id"));
+}
+
+void tst_ServerResolver::unknownHostIsNotFound()
+{
+    m_resolver->start(argument(QStringLiteral("nohost.invalid"), 1), QStringLiteral("an id"), kListen);
+    QTRY_COMPARE_WITH_TIMEOUT(m_failed->size(), 1, 60'000);
+    QCOMPARE(code(), ExitCode::NotFound);
+    QVERIFY(error().contains(QLatin1String("nohost.invalid is not known")));
+}
+
+QTEST_GUILESS_MAIN(tst_ServerResolver)
+#include "tst_ServerResolver.moc"
