@@ -1,10 +1,10 @@
 #include "RadioDevice/Drivers.h"
+#include "RadioDevice/Watchdog.h"
 
 #include "support/FakeVendor.h"
 #include "support/LogCapture.h"
 
 #include <QMetaProperty>
-#include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -64,33 +64,6 @@ int reduced(const AbstractRadioDevice& device)
 {
     return written(*device.outBuffer(), device.outBuffer()->mutex);
 }
-
-/// The watchdog of a device that is started while this lives: the only timer of its kind on this thread. Its
-/// own ticks are swallowed, and it ticks by hand.
-class Watchdog : public QObject
-{
-public:
-    Watchdog() { QCoreApplication::instance()->installEventFilter(this); }
-
-    [[nodiscard]] bool isCaught() const { return !m_timer.isNull(); }
-    [[nodiscard]] bool isActive() const { return m_timer->isActive(); }
-    void tick() const { QMetaObject::invokeMethod(m_timer, "timeout"); }
-
-    bool eventFilter(QObject* object, QEvent* event) override
-    {
-        auto* timer = qobject_cast<QTimer*>(object);
-        if (event->type() != QEvent::Timer || timer == nullptr || timer->timerType() != Qt::VeryCoarseTimer) {
-            return false;
-        }
-        m_timer = timer;
-        return true;
-    }
-
-private:
-    QPointer<QTimer> m_timer;
-};
-
-constexpr std::chrono::milliseconds kAtOnce{0};
 
 Driver driver()
 {
@@ -299,7 +272,7 @@ void tst_DriverContract::refusedValuesLeaveARunningDeviceAsItWas()
 void tst_DriverContract::watchdogIsContentWithABlockBetweenTwoTicks()
 {
     const Watchdog watchdog;
-    const auto device = driver().device(kAtOnce);
+    const auto device = driver().device(Watchdog::kAtOnce);
     QSignalSpy noData(device.get(), &AbstractRadioDevice::noData);
     QVERIFY(device->start(false));
     QTRY_VERIFY(watchdog.isCaught());
@@ -315,7 +288,7 @@ void tst_DriverContract::watchdogIsContentWithABlockBetweenTwoTicks()
 void tst_DriverContract::watchdogTripsAtEachTickWithoutABlock()
 {
     const Watchdog watchdog;
-    const auto device = driver().device(kAtOnce);
+    const auto device = driver().device(Watchdog::kAtOnce);
     int trips = 0;
     device->setNoDataCallback([&trips] { ++trips; });
     QVERIFY(device->start(false));
@@ -335,7 +308,7 @@ void tst_DriverContract::watchdogTripsAtEachTickWithoutABlock()
 void tst_DriverContract::watchdogEndsWithTheStop()
 {
     const Watchdog watchdog;
-    const auto device = driver().device(kAtOnce);
+    const auto device = driver().device(Watchdog::kAtOnce);
     QVERIFY(device->start(false));
     QTRY_VERIFY(watchdog.isCaught());
     QVERIFY(watchdog.isActive());
@@ -347,7 +320,7 @@ void tst_DriverContract::callbackOfTheWatchdogMayStopTheDevice()
 {
     m_vendor.set(QStringLiteral("stall"), 1);
     const Watchdog watchdog;
-    const auto device = driver().device(kAtOnce);
+    const auto device = driver().device(Watchdog::kAtOnce);
     const LogCapture log;
     device->setNoDataCallback([&device] { device->stop(); });
     QVERIFY(device->start(false));

@@ -1,5 +1,6 @@
 #include "RspRig.h"
 
+#include "RadioDevice/Watchdog.h"
 #include "support/AllocationCounter.h"
 
 #include <QSignalSpy>
@@ -24,6 +25,7 @@ private slots:
     void packetOfTheRingsWholeLengthIsTaken();
     void emptyPacketsDoNotPassForData();
     void samplesGoOnAfterARestart();
+    void deviceStoppedWhileItStartsTakesNoSamples();
     void lateCallbackFindsNoDevice();
     void lateCallbackDoesNotReachTheNextDevice();
     void unpluggedReceiverIsNoticedByTheWatchdog_data();
@@ -178,12 +180,12 @@ void tst_RspSamples::packetThatCanBeNoBlockIsDropped()
     m_vendor.set(QStringLiteral("rsp.tell"), 1);
     m_vendor.set(QStringLiteral("buffers"), 2);
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("callback")).size(), 1);
+    QCOMPARE(rig.device->blockSize(), 1344);
     m_vendor.remove(key);
     m_vendor.set(QStringLiteral("buffers"), 3);
     QTRY_COMPARE(rig.written(), 2 * 1344);
     QCOMPARE(rig.samples(1345).back().re, counted(2 * 2 * 1344 + 1));
     QVERIFY(rig.device->running());
-    QCOMPARE(rig.device->blockSize(), 1344);
     QCOMPARE(rig.warnings(), QStringList());
 }
 
@@ -205,11 +207,18 @@ void tst_RspSamples::packetOfTheRingsWholeLengthIsTaken()
 void tst_RspSamples::emptyPacketsDoNotPassForData()
 {
     m_vendor.set(QStringLiteral("rsp.count"), 0);
-    RspRig rig(m_vendor, BoundedCall::kDeadline, kShort);
+    m_vendor.set(QStringLiteral("rsp.tell"), 1);
+    const Watchdog watchdog;
+    RspRig rig(m_vendor, BoundedCall::kDeadline, Watchdog::kAtOnce);
     QSignalSpy noData(rig.device.get(), &AbstractRadioDevice::noData);
     rig.open();
+    QTRY_VERIFY(watchdog.isCaught());
+    watchdog.tick();
+    QCOMPARE(noData.size(), 1);
     go();
-    QTRY_VERIFY(!noData.isEmpty());
+    QTRY_VERIFY(m_vendor.calls(QStringLiteral("callback")).size() > 3);
+    watchdog.tick();
+    QCOMPARE(noData.size(), 2);
 }
 
 void tst_RspSamples::samplesGoOnAfterARestart()
@@ -225,6 +234,23 @@ void tst_RspSamples::samplesGoOnAfterARestart()
         QCoreApplication::processEvents();
         QCOMPARE(rig.written(), stopped);
     }
+}
+
+void tst_RspSamples::deviceStoppedWhileItStartsTakesNoSamples()
+{
+    m_vendor.set(QStringLiteral("rsp.late"), 1);
+    go();
+    RspRig rig(m_vendor);
+    connect(rig.device.get(), &Worker::started, rig.device.get(), [&rig] { rig.device->stop(); });
+    rig.device->start(false);
+    QVERIFY(!rig.device->running());
+    rig.forget();
+    QTRY_VERIFY(m_vendor.calls(QStringLiteral("late callback")).size() > 3);
+    QCOMPARE(rig.written(), 0);
+    m_vendor.remove(QStringLiteral("rsp.late"));
+    rig.device.reset();
+    RspRig next(m_vendor);
+    next.open();
 }
 
 void tst_RspSamples::lateCallbackFindsNoDevice()
