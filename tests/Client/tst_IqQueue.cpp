@@ -1,0 +1,141 @@
+#include "Client/IqQueue.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+#include <thread>
+
+class tst_IqQueue : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void blocksComeOutInTheirOrder();
+    void theOldestGoWhenItIsFullAndTheListenerKnowsHowMuch();
+    void aBlockAboveTheCapacityIsKeptAlone();
+    void anEmptyQueueGivesNothingAfterTheWait();
+    void whoWaitsIsWokenByABlock();
+    void whoWaitsIsWokenByTheEnd();
+    void whatIsLeftAtTheEndIsStillTaken();
+    void availableIsToldOnceUntilItIsEmptyAgain();
+    void aSlowListenerOnAnotherThreadAccountsForEverySample();
+};
+
+namespace
+{
+
+IqBlock block(qint64 position, int size = 128)
+{
+    IqBlock result;
+    result.position = position;
+    result.samples.resize(size);
+    return result;
+}
+
+} // namespace
+
+void tst_IqQueue::blocksComeOutInTheirOrder()
+{
+    IqQueue queue(1000);
+    queue.push(block(0));
+    queue.push(block(128));
+    QCOMPARE(queue.take(0)->block.position, 0);
+    const auto second = queue.take(0);
+    QCOMPARE(second->block.position, 128);
+    QCOMPARE(second->dropped, 0);
+    QCOMPARE(queue.droppedSamples(), 0);
+}
+
+void tst_IqQueue::theOldestGoWhenItIsFullAndTheListenerKnowsHowMuch()
+{
+    IqQueue queue(256);
+    for (int i = 0; i < 5; ++i) {
+        queue.push(block(i * 128));
+    }
+    QCOMPARE(queue.droppedSamples(), 3 * 128);
+    const auto first = queue.take(0);
+    QCOMPARE(first->block.position, 3 * 128);
+    QCOMPARE(first->dropped, 3 * 128);
+    QCOMPARE(queue.take(0)->dropped, 0);
+    QCOMPARE(queue.droppedSamples(), 3 * 128);
+}
+
+void tst_IqQueue::aBlockAboveTheCapacityIsKeptAlone()
+{
+    IqQueue queue(100);
+    queue.push(block(0));
+    queue.push(block(128));
+    const auto taken = queue.take(0);
+    QCOMPARE(taken->block.position, 128);
+    QCOMPARE(taken->dropped, 128);
+}
+
+void tst_IqQueue::anEmptyQueueGivesNothingAfterTheWait()
+{
+    IqQueue queue(100);
+    QVERIFY(!queue.take(0));
+    QVERIFY(!queue.take(5));
+}
+
+void tst_IqQueue::whoWaitsIsWokenByABlock()
+{
+    IqQueue queue(1000);
+    std::thread listener([&queue] { QVERIFY(queue.take(30'000)); });
+    queue.push(block(0));
+    listener.join();
+}
+
+void tst_IqQueue::whoWaitsIsWokenByTheEnd()
+{
+    IqQueue queue(1000);
+    std::thread listener([&queue] { QVERIFY(!queue.take(30'000)); });
+    queue.close();
+    listener.join();
+    QVERIFY(queue.isClosed());
+}
+
+void tst_IqQueue::whatIsLeftAtTheEndIsStillTaken()
+{
+    IqQueue queue(1000);
+    queue.push(block(0));
+    queue.close();
+    queue.push(block(128));
+    QVERIFY(queue.take(0));
+    QVERIFY(!queue.take(0));
+}
+
+void tst_IqQueue::availableIsToldOnceUntilItIsEmptyAgain()
+{
+    IqQueue queue(1000);
+    const QSignalSpy available(&queue, &IqQueue::available);
+    queue.push(block(0));
+    queue.push(block(128));
+    QCOMPARE(available.size(), 1);
+    QVERIFY(queue.take(0) && queue.take(0));
+    queue.push(block(256));
+    QCOMPARE(available.size(), 2);
+}
+
+void tst_IqQueue::aSlowListenerOnAnotherThreadAccountsForEverySample()
+{
+    constexpr int kBlocks = 20'000;
+    IqQueue queue(10 * 128);
+    qint64 accounted = 0;
+    std::thread listener([&queue, &accounted] {
+        while (const auto taken = queue.take(30'000)) {
+            accounted += taken->dropped;
+            if (taken->block.position != accounted) {
+                break;
+            }
+            accounted += taken->block.samples.size();
+        }
+    });
+    for (int i = 0; i < kBlocks; ++i) {
+        queue.push(block(i * 128));
+    }
+    queue.close();
+    listener.join();
+    QCOMPARE(accounted, kBlocks * 128);
+}
+
+QTEST_APPLESS_MAIN(tst_IqQueue)
+#include "tst_IqQueue.moc"
