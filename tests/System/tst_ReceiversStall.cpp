@@ -85,7 +85,7 @@ void tst_ReceiversStall::watchEndsTheSession()
                           WireClient::greeting(station->served.which.identificator, 9))
                      .has_value(),
                  name);
-        QVERIFY2(clock.elapsed() < 4500, name);
+        QVERIFY2(clock.elapsed() < 6000, name);
     }
 }
 
@@ -105,14 +105,12 @@ void tst_ReceiversStall::nextClientIsServed()
 
 void tst_ReceiversStall::onlyWhatHangsIsLeftBehind()
 {
-    // The library of the Airspy HF+ never closes a stream whose transfers have overflown, and not always one
-    // whose transfers were refused.
+    // The library of the Airspy HF+ may never close a stream whose transfers have overflown or were refused.
     for (const auto& station : m_stations) {
-        const bool hf = station->served.which.overUsb && station->served.which.type == 6;
-        const int most = hf && station->fault != QStringLiteral("stall") ? 1 : 0;
-        const int least = hf && station->fault == QStringLiteral("usb.overflow") ? 1 : 0;
+        const bool mayHang = station->served.which.overUsb && station->served.which.type == 6 &&
+                             station->fault != QStringLiteral("stall");
         const int left = station->served.server.count(QStringLiteral("doesn't come back"));
-        QVERIFY2(left >= least && left <= most, station->name.constData());
+        QVERIFY2(left <= (mayHang ? 1 : 0), station->name.constData());
     }
 }
 

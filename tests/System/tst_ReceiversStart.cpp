@@ -2,9 +2,12 @@
 #include "System/Wait.h"
 #include "System/WireClient.h"
 
+#include <QElapsedTimer>
 #include <QTest>
+#include <memory>
+#include <vector>
 
-/// Sessions whose receiver can't be opened or started, through the real libraries.
+/// Sessions whose receiver can't be opened, started or closed, through the real libraries.
 class tst_ReceiversStart : public QObject
 {
     Q_OBJECT
@@ -12,6 +15,7 @@ class tst_ReceiversStart : public QObject
 private slots:
     void clientIsToldAndTheNextIsServed_data();
     void clientIsToldAndTheNextIsServed();
+    void closeThatHangsIsLeftBehind();
 };
 
 void tst_ReceiversStart::clientIsToldAndTheNextIsServed_data()
@@ -74,6 +78,70 @@ void tst_ReceiversStart::clientIsToldAndTheNextIsServed()
     QVERIFY(client.calls(QStringLiteral("error_happen")).isEmpty());
     QVERIFY(client.close());
     QVERIFY(served.server.quit());
+}
+
+void tst_ReceiversStart::closeThatHangsIsLeftBehind()
+{
+    struct Station
+    {
+        explicit Station(const Receiver& which)
+            : served(which)
+        {
+        }
+
+        ServedReceiver served;
+        std::unique_ptr<WireClient> client;
+        QElapsedTimer leaving;
+    };
+    const QString hang = QStringLiteral("hang.libusb_release_interface");
+    std::vector<std::unique_ptr<Station>> stations;
+    for (const Receiver& which : allReceivers()) {
+        if (which.overUsb) {
+            stations.push_back(std::make_unique<Station>(which));
+        }
+    }
+    for (const auto& station : stations) {
+        QVERIFY(station->served.server.serve());
+        station->client = std::make_unique<WireClient>(station->served.server);
+        QVERIFY(station->client->open(station->served.which.identificator));
+        QVERIFY(station->client->waitForSamples(1000));
+        station->served.fake.set(hang, 1);
+    }
+    // All at once, and none waits for its answer yet.
+    for (const auto& station : stations) {
+        station->leaving.start();
+        station->client->call(station->client->sessionId(), QStringLiteral("disconnect_from_host"));
+    }
+    for (const auto& station : stations) {
+        const char* const name = station->served.which.name;
+        QVERIFY2(station->served.server.waitForLine(QStringLiteral("doesn't come back")), name);
+        // The call still hangs, and the server answers.
+        WireClient stranger(station->served.server);
+        QVERIFY2(stranger
+                     .ask(stranger.serverId(), QStringLiteral("connect_to_host"),
+                          WireClient::greeting(station->served.which.identificator, 9))
+                     .has_value(),
+                 name);
+        QVERIFY2(station->leaving.elapsed() < 6000, name);
+    }
+    for (const auto& station : stations) {
+        const char* const name = station->served.which.name;
+        station->client->forgetSamples();
+        QVERIFY2(station->client->open(station->served.which.identificator), name);
+        QVERIFY2(station->client->waitForSamples(1000), name);
+        // What was left behind comes back, in the middle of another session.
+        const int closed = station->served.fake.calls(QStringLiteral("libusb_close(")).size();
+        station->served.fake.remove(hang);
+        QVERIFY2(waitUntil([&station, closed] {
+                     return station->served.fake.calls(QStringLiteral("libusb_close(")).size() > closed;
+                 }),
+                 name);
+        station->client->forgetSamples();
+        QVERIFY2(station->client->waitForSamples(1000), name);
+        QVERIFY2(station->client->close(), name);
+        QCOMPARE(station->served.server.count(QStringLiteral("doesn't come back")), 1);
+        QVERIFY2(station->served.server.quit(), name);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_ReceiversStart)
