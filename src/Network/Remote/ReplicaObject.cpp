@@ -24,7 +24,8 @@ const QString kNameKey = QStringLiteral("n");
 const QString kValueKey = QStringLiteral("v");
 const QString kChecksumKey = QStringLiteral("crc");
 
-constexpr qint64 kValueSize = 32; // bytes that any value takes at the least, about
+constexpr qint64 kValueSize = 32;    // bytes that any value takes at the least, about
+constexpr qint64 kCharacterSize = 2; // bytes
 
 // What a value that came as JSON takes, about. The parser bounds the depth.
 qint64 sizeOf(const QVariant& value)
@@ -32,7 +33,7 @@ qint64 sizeOf(const QVariant& value)
     qint64 size = kValueSize;
     switch (static_cast<QMetaType::Type>(value.type())) {
     case QMetaType::QString:
-        size += value.toString().size() * 2;
+        size += kCharacterSize * value.toString().size();
         break;
     case QMetaType::QVariantList: {
         const QVariantList list = value.toList();
@@ -44,7 +45,7 @@ qint64 sizeOf(const QVariant& value)
     case QMetaType::QVariantMap: {
         const QVariantMap map = value.toMap();
         for (auto element = map.constBegin(); element != map.constEnd(); ++element) {
-            size += element.key().size() * 2 + sizeOf(element.value());
+            size += kCharacterSize * element.key().size() + sizeOf(element.value());
         }
         break;
     }
@@ -56,7 +57,7 @@ qint64 sizeOf(const QVariant& value)
 
 qint64 sizeOf(const QString& name, const QVariant& value)
 {
-    return kValueSize + name.size() * 2 + sizeOf(value);
+    return kValueSize + kCharacterSize * name.size() + sizeOf(value);
 }
 
 } // namespace
@@ -110,11 +111,14 @@ void ReplicaObject::clone()
     m_cloning = true;
     askForSet();
     m_retryTimer->start(m_retryInterval);
-    QTimer::singleShot(m_patience, this, [this] {
-        if (!m_synchronized) {
-            emit failSync();
-        }
-    });
+    QTimer::singleShot(m_patience, this, &ReplicaObject::onPatienceOver);
+}
+
+void ReplicaObject::onPatienceOver()
+{
+    if (!m_synchronized) {
+        emit failSync();
+    }
 }
 
 void ReplicaObject::onTimeout()

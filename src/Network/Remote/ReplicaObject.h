@@ -25,7 +25,7 @@ class ReplicaObject : public QObject
 
 public:
     /// Bytes, of names and values as they are counted here; far above any set that is published.
-    static constexpr qint64 kMaximumSize = 4 * 1024 * 1024;
+    static constexpr qint64 kMaximumSize = 4'194'304;
 
     /// `retryMs` between two rounds, `patienceMs` until failSync.
     ReplicaObject(const QString& name, const NodeInfo& source, QSharedPointer<RpcSocket> rpc, QObject* parent,
@@ -59,6 +59,7 @@ private:
     void onPropertyChanged(const QJsonObject& request);
     void onInitProperty(const QJsonObject& request);
     void onChecksum(const QJsonObject& request);
+    void onPatienceOver();
     void warnOfSize();
 
     bool m_cloning = false;
