@@ -7,7 +7,11 @@ namespace
 
 int160 renew(const QString& key)
 {
+    // One in 256 counts as null, and would be replaced at the next start: an address has to last.
     int160 id = int160::random();
+    while (id.isNull()) {
+        id = int160::random();
+    }
     Settings::privateWrite(key, id.toString());
     return id;
 }
