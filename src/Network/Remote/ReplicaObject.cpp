@@ -111,7 +111,11 @@ void ReplicaObject::clone()
     m_cloning = true;
     askForSet();
     m_retryTimer->start(m_retryInterval);
-    QTimer::singleShot(m_patience, this, &ReplicaObject::onPatienceOver);
+    auto* const patience = new QTimer(this);
+    patience->setSingleShot(true);
+    connect(patience, &QTimer::timeout, this, &ReplicaObject::onPatienceOver);
+    connect(patience, &QTimer::timeout, patience, &QObject::deleteLater);
+    patience->start(m_patience);
 }
 
 void ReplicaObject::onPatienceOver()
