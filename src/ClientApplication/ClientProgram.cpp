@@ -10,6 +10,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QTimer>
 #include <algorithm>
 
 namespace
@@ -88,7 +89,10 @@ int runCommand(const CommandEntry& entry, const QStringList& arguments)
     QObject::connect(command.get(), &Command::finished, command.get(),
                      [](ExitCode code) { QCoreApplication::exit(toInt(code)); });
     // From within the event loop, which an exit needs.
-    QMetaObject::invokeMethod(command.get(), &Command::start, Qt::QueuedConnection);
+    QTimer beginning;
+    beginning.setSingleShot(true);
+    QObject::connect(&beginning, &QTimer::timeout, command.get(), &Command::start);
+    beginning.start(0);
     return QCoreApplication::exec();
 }
 

@@ -99,12 +99,15 @@ void ServerResolver::onListened()
 
 void ServerResolver::lookUp()
 {
-    QHostInfo::lookupHost(m_server.host, this, [this](const QHostInfo& info) {
-        if (info.addresses().isEmpty()) {
-            emit failed(ExitCode::NotFound, QStringLiteral("the host %1 is not known: %2")
-                                                .arg(Text::foreign(m_server.host), info.errorString()));
-            return;
-        }
-        emit found({m_server.id, info.addresses().constFirst(), m_server.port, m_identificator});
-    });
+    QHostInfo::lookupHost(m_server.host, this, SLOT(onLookedUp(QHostInfo)));
+}
+
+void ServerResolver::onLookedUp(const QHostInfo& info)
+{
+    if (info.addresses().isEmpty()) {
+        emit failed(ExitCode::NotFound, QStringLiteral("the host %1 is not known: %2")
+                                            .arg(Text::foreign(m_server.host), info.errorString()));
+        return;
+    }
+    emit found({m_server.id, info.addresses().constFirst(), m_server.port, m_identificator});
 }

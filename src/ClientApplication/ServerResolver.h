@@ -7,6 +7,7 @@
 
 #include <QObject>
 
+class QHostInfo;
 class QTimer;
 
 /// Finds out where a server is and what its receiver is called: listens on the local network for one named by
@@ -25,6 +26,9 @@ public:
 signals:
     void found(const ClientSession::Target& target);
     void failed(ExitCode code, const QString& error);
+
+private slots:
+    void onLookedUp(const QHostInfo& info); // found by name
 
 private:
     void listen(int listenMs);

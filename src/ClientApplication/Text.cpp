@@ -85,7 +85,7 @@ QString Text::bytes(double value)
 QString Text::duration(double seconds)
 {
     const auto whole = static_cast<qint64>(std::max(0.0, seconds));
-    const QString minutesAndSeconds =
+    QString minutesAndSeconds =
         QStringLiteral("%1:%2").arg(whole / 60 % 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
     if (whole < 3600) {
         return minutesAndSeconds;

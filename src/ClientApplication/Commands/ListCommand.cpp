@@ -50,7 +50,7 @@ void ListCommand::describe(QCommandLineParser& parser) const
 QString ListCommand::read(const QCommandLineParser& parser)
 {
     std::optional<double> seconds;
-    const QString error =
+    QString error =
         Options::number(parser, Options::listenTime(), Text::toSeconds, QStringLiteral("5"), seconds);
     m_timer->setInterval(std::min(static_cast<int>(1e3 * seconds.value_or(kListenTime)), 3'600'000));
     m_isJson = parser.isSet(Options::json());

@@ -48,8 +48,7 @@ QString ListenCommand::read(const QCommandLineParser& parser)
 {
     const std::optional<Demodulator::Mode> mode = Demodulator::modeOf(parser.value(modeOption()).toLower());
     std::optional<double> rate;
-    const QString error =
-        Options::number(parser, audioRateOption(), Text::toHertz, QStringLiteral("48000"), rate);
+    QString error = Options::number(parser, audioRateOption(), Text::toHertz, QStringLiteral("48000"), rate);
     const QStringList arguments = parser.positionalArguments();
     m_path = arguments.value(1);
     if (!error.isEmpty()) {

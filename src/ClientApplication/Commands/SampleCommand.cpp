@@ -11,9 +11,9 @@
 namespace
 {
 
-constexpr qint64 kQueueCapacity = 4 * 1024 * 1024; // samples: 16 MB, a second or more of any receiver
-constexpr int kProgressInterval = 250;             // ms
-constexpr int kBar = 20;                           // characters
+constexpr qint64 kQueueCapacity = 4'000'000; // samples: 16 MB, a second or more of any receiver
+constexpr int kProgressInterval = 250;       // ms
+constexpr int kBar = 20;                     // characters
 
 QString bar(double share)
 {
@@ -41,7 +41,7 @@ void SampleCommand::describe(QCommandLineParser& parser) const
 QString SampleCommand::read(const QCommandLineParser& parser)
 {
     std::optional<double> seconds;
-    const QString error =
+    QString error =
         Options::number(parser, Options::seconds({}), Text::toSeconds, QStringLiteral("15m"), seconds);
     if (!error.isEmpty()) {
         return error;

@@ -89,7 +89,7 @@ QString SessionCommand::read(const QCommandLineParser& parser)
     m_server = *result.server;
     m_identificator = parser.value(Options::identificator());
     std::optional<double> seconds;
-    const QString error =
+    QString error =
         Options::number(parser, Options::listenTime(), Text::toSeconds, QStringLiteral("5"), seconds);
     m_listenTime = static_cast<int>(1e3 * std::min(seconds.value_or(kListenTime), 3600.0));
     return error;

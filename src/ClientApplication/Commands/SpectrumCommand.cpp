@@ -116,9 +116,10 @@ FrequencyAxis SpectrumCommand::axis()
 {
     const SpectrumRange shown = range();
     const double middle = centre() - offset();
+    const int middleBin = shown.fftSize / 2;
     const double binWidth = m_rate / shown.fftSize;
-    return {middle + (shown.startIndex - shown.fftSize / 2) * binWidth,
-            middle + (shown.stopIndex - shown.fftSize / 2) * binWidth};
+    return {middle + (shown.startIndex - middleBin) * binWidth,
+            middle + (shown.stopIndex - middleBin) * binWidth};
 }
 
 void SpectrumCommand::beginTuned(double /*sampleRate*/)

@@ -61,7 +61,9 @@ QPolygonF curve(const QVector<float>& decibels, const SpectrumScale::Range& rang
 
 void drawScales(QPainter& painter, const FrequencyAxis& axis, const SpectrumScale::Range& range)
 {
-    for (double level = range.lowest; level <= range.highest; level += kDecibelStep) {
+    const int steps = qRound((range.highest - range.lowest) / kDecibelStep);
+    for (int step = 0; step <= steps; ++step) {
+        const double level = range.lowest + step * kDecibelStep;
         const int y = kPlot.bottom() + 1 - qRound(range.place(level) * kPlot.height());
         painter.setPen(kGrid);
         painter.drawLine(kPlot.left(), y, kPlot.right(), y);
