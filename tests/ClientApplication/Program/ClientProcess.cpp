@@ -1,0 +1,76 @@
+#include "ClientApplication/Program/ClientProcess.h"
+
+#include "System/Wait.h"
+
+#include <sys/prctl.h>
+
+void ClientProcess::Process::setupChildProcess()
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // never outlives its test
+}
+
+ClientProcess::ClientProcess() = default;
+
+ClientProcess::~ClientProcess()
+{
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+}
+
+QStringList ClientProcess::at(const ServerProcess& server)
+{
+    return {QStringLiteral("%1@127.0.0.1:%2").arg(server.address()).arg(server.port()),
+            QStringLiteral("--identificator"), server.identificator()};
+}
+
+void ClientProcess::start(const QString& command, const ServerProcess& server, const QStringList& arguments)
+{
+    start(QStringList{command} + at(server) + arguments);
+}
+
+void ClientProcess::start(const QStringList& arguments)
+{
+    m_output.clear();
+    m_errors.clear();
+    m_process.start(QStringLiteral(ORVENLINK_CLIENT), arguments);
+}
+
+int ClientProcess::run(const QString& command, const ServerProcess& server, const QStringList& arguments)
+{
+    start(command, server, arguments);
+    return waitForExitCode();
+}
+
+int ClientProcess::run(const QStringList& arguments)
+{
+    start(arguments);
+    return waitForExitCode();
+}
+
+int ClientProcess::waitForExitCode()
+{
+    constexpr int kNone = -1000;
+    if (!waitUntil([this] { return m_process.state() == QProcess::NotRunning; })) {
+        return kNone;
+    }
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : kNone;
+}
+
+void ClientProcess::signal(int number) const
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), number);
+}
+
+QByteArray ClientProcess::output()
+{
+    m_output += m_process.readAllStandardOutput();
+    return m_output;
+}
+
+QStringList ClientProcess::errors()
+{
+    m_errors += m_process.readAllStandardError();
+    return QString::fromUtf8(m_errors).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
