@@ -137,11 +137,11 @@ void tst_ClientCommands::listShowsAFreeServer()
     Served served(recording({}));
     QVERIFY(served.server.serve());
     ClientProcess client;
-    QCOMPARE(client.run(words("list")), 0);
+    QCOMPARE(client.run(words("list --wait 1.5")), 0);
     const QStringList columns = client.text().simplified().split(QLatin1Char(' '));
     QCOMPARE(columns.value(0), served.server.address());
     QVERIFY(columns.value(1).endsWith(QStringLiteral(":%1").arg(served.server.port())));
-    QCOMPARE(client.run(words("list --json")), 0);
+    QCOMPARE(client.run(words("list --json --wait 1.5")), 0);
     const QJsonArray servers = client.json().array();
     QCOMPARE(servers.size(), 1);
     QCOMPARE(servers[0].toObject()[QStringLiteral("address")].toString(), served.server.address());
@@ -428,7 +428,7 @@ void tst_ClientCommands::spectrumInATerminal()
     terminal.setProcessEnvironment(environment);
     terminal.start(QStringLiteral("script"),
                    {QStringLiteral("-qefc"),
-                    QStringLiteral("stty cols %1 rows %2; '%3' spectrum %4 --seconds 2")
+                    QStringLiteral("stty cols %1 rows %2; '%3' spectrum %4 --seconds 1")
                         .arg(columns)
                         .arg(rows)
                         .arg(QStringLiteral(ORVENLINK_CLIENT), quoted.join(QLatin1Char(' '))),
