@@ -28,6 +28,8 @@ constexpr std::array<TypeName, 11> kTypes{{
     {9, "RSP"},
 }};
 
+constexpr int kMostBands = 10; // more than any receiver has, and still a line
+
 struct Property
 {
     const char* name;
@@ -99,7 +101,7 @@ QStringList DeviceText::bands(const RemoteDevice& device)
 {
     QStringList texts;
     const QVector<RemoteDevice::FrequencyRange> ranges = device.supportedFrequencies();
-    for (const RemoteDevice::FrequencyRange& range : ranges) {
+    for (const RemoteDevice::FrequencyRange& range : ranges.mid(0, kMostBands)) {
         texts.append(QStringLiteral("%1 to %2").arg(Text::hertz(range.lowest), Text::hertz(range.highest)));
     }
     return texts;

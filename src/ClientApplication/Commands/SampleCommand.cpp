@@ -128,6 +128,10 @@ void SampleCommand::showProgress()
                                                .arg(bar(seconds / m_seconds), Text::duration(seconds),
                                                     Text::duration(m_seconds))
                                          : Text::duration(seconds);
+    if (session().state() != ClientSession::State::Connected) {
+        Terminal::progress(QStringLiteral("%1  the session has broken off, coming back ...").arg(time));
+        return;
+    }
     Terminal::progress(QStringLiteral("%1  %2  %3/s  %4")
                            .arg(time, Text::bytes(static_cast<double>(m_pump->bytes())),
                                 Text::bytes(session().receiveSpeed() * 1024.0), losses()));

@@ -9,6 +9,7 @@ namespace
 {
 
 constexpr double kListenTime = 3.0; // s
+constexpr int kMostFailures = 4;    // to get the properties, of 5 s each
 
 QString refusalText(ClientSession::Refusal refusal, const QString& text)
 {
@@ -65,6 +66,8 @@ SessionCommand::SessionCommand()
     connect(&m_session, &ClientSession::deviceError, this,
             [this](const QString& text) { m_deviceError = text; });
     connect(&m_session.device(), &RemoteDevice::synchronized, this, &SessionCommand::onSynchronized);
+    connect(&m_session.device(), &RemoteDevice::synchronizationFailed, this,
+            &SessionCommand::onSynchronizationFailed);
 }
 
 void SessionCommand::describe(QCommandLineParser& parser) const
@@ -165,5 +168,14 @@ void SessionCommand::onSynchronized()
     if (!m_hasBegun && !m_isDone) {
         m_hasBegun = true;
         begin();
+    }
+}
+
+void SessionCommand::onSynchronizationFailed()
+{
+    if (!m_hasBegun && ++m_failures == kMostFailures) {
+        fail(ExitCode::SessionLost,
+             QStringLiteral("the server doesn't tell what its receiver is: too much gets lost "
+                            "on the way, try again later"));
     }
 }

@@ -44,6 +44,7 @@ private:
     void onRefused(ClientSession::Refusal refusal, const QString& text);
     void onEnded(ClientSession::End end);
     void onSynchronized();
+    void onSynchronizationFailed();
 
     ServerArgument m_server;
     QString m_identificator;
@@ -51,6 +52,7 @@ private:
     QString m_deviceError;
     ServerResolver m_resolver;
     ClientSession m_session;
+    int m_failures = 0; // to get the properties
     bool m_hasBegun = false;
     bool m_isDone = false;
 };

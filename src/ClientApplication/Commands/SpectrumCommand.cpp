@@ -104,7 +104,9 @@ SpectrumRange SpectrumCommand::range() const
         range.fftSize *= 2;
     }
     const double binWidth = m_rate / range.fftSize;
-    const int middle = range.fftSize / 2 + static_cast<int>(m_span ? std::lround(offset() / binWidth) : 0);
+    const double aside = m_span ? std::round(offset() / binWidth) : 0.0;
+    const int middle = range.fftSize / 2 +
+                       qBound(-range.fftSize, static_cast<int>(std::clamp(aside, -1e6, 1e6)), range.fftSize);
     const int half = std::max(1, static_cast<int>(std::lround(range.fftSize * share / 2)));
     range.startIndex = middle - half;
     range.stopIndex = middle + half;

@@ -78,14 +78,29 @@ void TunedCommand::begin()
                  .arg(Text::hertz(rate / 2)));
         return;
     }
+    connect(&device(), &RemoteDevice::synchronized, this, &TunedCommand::tuneAgain);
     tune();
+}
+
+// The player stands at the middle of its recording at first, whatever it says. With a correction its
+// frequency would move a step each time that it is written.
+bool TunedCommand::isPlayer()
+{
+    return device().type() == kFilePlayer && device().ppmCorrection() == 0;
+}
+
+// In a session that has come back.
+void TunedCommand::tuneAgain()
+{
+    const std::optional<double> wanted = m_frequency ? m_frequency : device().frequency();
+    if (isPlayer() && wanted) {
+        device().setFrequency(*wanted);
+    }
 }
 
 void TunedCommand::tune()
 {
-    // The player stands at the middle of its recording at first, whatever it says.
-    const bool isPlayer = device().type() == kFilePlayer && device().ppmCorrection() == 0;
-    const std::optional<double> wanted = m_frequency || !isPlayer ? m_frequency : device().frequency();
+    const std::optional<double> wanted = m_frequency || !isPlayer() ? m_frequency : device().frequency();
     if (!wanted) {
         settle();
         return;

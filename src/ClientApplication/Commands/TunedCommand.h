@@ -38,7 +38,9 @@ protected:
     [[nodiscard]] bool isReconnecting() const { return m_isReconnecting; }
 
 private:
+    [[nodiscard]] bool isPlayer();
     void tune();
+    void tuneAgain();
     void onFrequency(double hertz);
     void settle();
     void onSettled();

@@ -64,7 +64,7 @@ QByteArray WavFile::header() const
     append<quint16>(chunks, kPcm);
     append(chunks, static_cast<quint16>(m_format.channels));
     append(chunks, static_cast<quint32>(m_format.sampleRate));
-    append(chunks, static_cast<quint32>(m_format.sampleRate * frameSize));
+    append(chunks, static_cast<quint32>(m_format.sampleRate) * static_cast<quint32>(frameSize));
     append(chunks, static_cast<quint16>(frameSize));
     append<quint16>(chunks, 8 * kBytesPerValue);
     if (!m_format.auxi.isEmpty()) {
