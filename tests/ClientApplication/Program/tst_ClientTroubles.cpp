@@ -116,7 +116,8 @@ void tst_ClientTroubles::endOfTheServersReceiverIsToldInItsWords()
     QVERIFY(served.server.serve());
     QVERIFY(QFile::remove(served.file));
     ClientProcess client;
-    QCOMPARE(client.run(QStringLiteral("info"), served.server), 6);
+    const QTemporaryDir folder;
+    QCOMPARE(client.run(kRecord, served.server, {folder.path()}), 6);
     QCOMPARE(client.errors().size(), 1);
     QVERIFY2(client.errors()[0].contains(QLatin1String("Error open local file to start radio!")),
              qPrintable(client.errors()[0]));
