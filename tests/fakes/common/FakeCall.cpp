@@ -12,6 +12,7 @@
 namespace
 {
 
+// A slow or a dead library is what is played here: the time it takes is the behaviour, no wait for a fact.
 void hang(const std::string& name)
 {
     std::this_thread::sleep_for(std::chrono::milliseconds(FakeScript::number("delay." + name, 0)));

@@ -46,6 +46,7 @@ namespace
 
 constexpr std::size_t kStringSize = 256;
 constexpr std::uint32_t kDefaultLength = 262'144; // bytes
+// Between two looks at the script or at the delivery, which only another thread or process changes.
 constexpr std::chrono::milliseconds kPoll{1};
 
 /// Handles stay for good, so that one used after its end is seen in the log.
