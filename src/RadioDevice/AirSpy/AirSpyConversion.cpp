@@ -1,8 +1,8 @@
 #include "RadioDevice/AirSpy/AirSpyConversion.h"
 
 #include "Core/Log/Log.h"
+#include "Core/Worker/Kernels/FloatIq.h"
 
-#include <cstddef>
 #include <limits>
 
 namespace AirSpyConversion
@@ -11,15 +11,9 @@ namespace AirSpyConversion
 void convert(const float* samples, int count, Order order, DoubleComplex* block)
 {
     if (order == Order::QThenI) {
-        for (std::ptrdiff_t n = 0; n < count; ++n) {
-            block[n].re = static_cast<double>(samples[2 * n + 1]);
-            block[n].im = static_cast<double>(samples[2 * n]);
-        }
+        Kernels::widenSwapped(samples, count, block);
     } else {
-        for (std::ptrdiff_t n = 0; n < count; ++n) {
-            block[n].re = static_cast<double>(samples[2 * n]);
-            block[n].im = static_cast<double>(samples[2 * n + 1]);
-        }
+        Kernels::widen(samples, count, block);
     }
 }
 
