@@ -1,16 +1,16 @@
 #pragma once
 
+#include "Client/Connector.h"
 #include "Client/IqReceiver.h"
+#include "Client/OutputRate.h"
 #include "Client/RemoteDevice.h"
-#include "Client/SettingSender.h"
+#include "Client/SessionSettings.h"
 #include "Client/SpectrumReceiver.h"
 #include "Network/Data/NodeInfo.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QSharedPointer>
 #include <QString>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -20,12 +20,11 @@ class RpcSocket;
 class SessionSocket;
 class Socket;
 
-/// A session with one server: connecting, keep-alive, the device, both streams, and the way back in after the
-/// network has failed. May be used for one session after another.
+/// A session with one server: keep-alive, the device, both streams, and the way in and back in after the
+/// network has failed, with the settings as they were. May be used for one session after another.
 /// Thread:    the one that made it, which runs an event loop; all signals come there.
 /// The server's calls to the session and to the replica of its device go to the one id that the client has
-/// named in connect_to_host, so one RPC object serves both; each attempt to connect makes a new id, by which
-/// an earlier session's datagrams are told apart.
+/// named in connect_to_host, so one RPC object serves both.
 /// Ownership: owns its UDP port and the device and receivers that it hands out, which live as long as it
 /// does. Errors:    values and signals. Nothing that a server sends ends the process or grows without bound.
 class ClientSession : public QObject
@@ -33,15 +32,8 @@ class ClientSession : public QObject
     Q_OBJECT
 
 public:
-    /// Where to go. A server counts a client that names another identificator than its own as an
-    /// administrator, who drives out whoever is connected: so it has to be known, not guessed.
-    struct Target
-    {
-        int160 id;
-        QHostAddress address;
-        quint16 port = 0;
-        QString identificator;
-    };
+    using Target = Connector::Target;
+    using Refusal = Connector::Refusal;
 
     enum class State
     {
@@ -52,18 +44,6 @@ public:
     };
     Q_ENUM(State)
 
-    enum class Refusal
-    {
-        NoAnswer,           ///< Nothing came within the patience.
-        Busy,               ///< "Server busy!"
-        UnsupportedVersion, ///< "Unsupported version protocol!"
-        BadRequest,         ///< "Error get client packet values!"
-        NoDevice,           ///< "Error factory RadioDevice!"
-        Other,              ///< Another text of the server's.
-        BadAnswer,          ///< Neither a session id nor a refusal.
-    };
-    Q_ENUM(Refusal)
-
     enum class End
     {
         Closed,    ///< close() was called.
@@ -73,15 +53,10 @@ public:
     };
     Q_ENUM(End)
 
-    struct Timing
+    struct Timing : Connector::Timing
     {
-        int attempt = 2000;       ///< ms that one connect_to_host waits for its answer.
-        int patience = 6000;      ///< ms in all, after which the first connecting ends in NoAnswer.
-        int busyPatience = 15000; ///< ms in all that "Server busy!" is borne after an unanswered attempt,
-                                  ///< which may have made the very session that the server is busy with.
-        int pause = 1000;         ///< ms between two attempts.
-        int pingInterval = 1000;  ///< ms
-        std::function<qint64()> clock = &QDateTime::currentMSecsSinceEpoch; ///< ms since the epoch.
+        int pingInterval = 1000; ///< ms
+        int ratePatience = 1000; ///< ms that the server may take to tell the rate of its samples.
     };
 
     explicit ClientSession(QObject* parent = nullptr);
@@ -99,7 +74,7 @@ public:
     void setReconnecting(bool reconnecting);
 
     [[nodiscard]] State state() const { return m_state; }
-    [[nodiscard]] const Target& target() const { return m_target; }
+    [[nodiscard]] const Target& target() const { return m_connector.target(); }
 
     // The receiver and both streams; signals of theirs may be connected before open().
     [[nodiscard]] RemoteDevice& device() { return m_device; }
@@ -110,15 +85,18 @@ public:
     // them, and in every session that follows. False, and nothing is kept, for what is not finite or out of
     // range.
     /// Hz: the frequency within the received band that comes to 0 Hz, counted from the tuned one.
-    bool setOffset(double hertz);
+    bool setOffset(double hertz) { return m_settings.setOffset(hertz); }
     /// Hz, above 0: the bandwidth wanted, which decides the stream's rate, and the part of it to be free of
     /// aliases.
-    bool setBandwidth(double preferred, double aliasFree);
+    bool setBandwidth(double preferred, double aliasFree)
+    {
+        return m_settings.setBandwidth(preferred, aliasFree);
+    }
     /// False as well for an invalid range.
-    bool setSpectrumRange(const SpectrumRange& range);
+    bool setSpectrumRange(const SpectrumRange& range) { return m_settings.setSpectrumRange(range); }
 
     /// Hz, the rate of the IQ stream; nothing while the server has not told.
-    [[nodiscard]] std::optional<double> outSampleRate() const { return m_outSampleRate; }
+    [[nodiscard]] std::optional<double> outSampleRate() const { return m_rate.value(); }
     /// ms, of the last answered ping; 0 before the first.
     [[nodiscard]] qint64 roundTrip() const;
     /// Datagrams that the server has sent and that have not been accepted here, of every kind, between the
@@ -134,7 +112,7 @@ signals:
     void connected();
     /// The first connecting has failed, or the server refuses for good to let this client back in. `text` is
     /// the server's, cut to 200 characters and without control characters; empty if it gave none.
-    void refused(ClientSession::Refusal refusal, const QString& text);
+    void refused(Connector::Refusal refusal, const QString& text);
     /// The session is over. The state tells whether it is asked for again.
     void ended(ClientSession::End end);
     /// error_happen: the receiver has reported an error; the session goes on, or its end follows. `text` as
@@ -146,45 +124,30 @@ signals:
 private:
     void setState(State state);
     [[nodiscard]] bool makeSocket();
-    void attempt();
-    void tryAgain(int delayMs);
-    void dropConnector();
-    void onAnswer(const QJsonObject& reply, const NodeInfo& peer);
-    void onNoAnswer();
-    void onRefusal(const QString& text);
-    void giveUp(Refusal refusal, const QString& text);
-
-    void begin(const int160& sessionId, const NodeInfo& peer);
+    void begin(const Connector::Grant& grant);
+    void onRefused(Connector::Refusal refusal, const QString& text);
     void declareFunctions(RpcSocket& rpc);
     void attachStreams(const NodeInfo& peer);
     void leave();
     void onDisconnected();
     void onHeartbeat();
     void onOutSampleRate(const QJsonObject& request);
-    [[nodiscard]] qint64 waited() const;
 
     Timing m_timing;
     State m_state = State::Idle;
-    Target m_target;
     bool m_reconnecting = false;
     bool m_closing = false;
     bool m_takenOver = false;
     bool m_warnedOfRate = false;
-    bool m_unanswered = false;             // an attempt of this connecting has had no answer
-    qint64 m_connectingSince = 0;          // ms since the epoch
-    std::optional<double> m_outSampleRate; // Hz
-    SpectrumRange m_wantedRange;
     std::optional<qint64> m_lostAtFirstPing;
 
     QSharedPointer<Socket> m_socket;
-    QSharedPointer<RpcSocket> m_connector; // attached while connecting, under the client's id
-    QSharedPointer<SessionSocket> m_user;  // attached while in session, under the same id
+    QSharedPointer<SessionSocket> m_user; // attached while in session, under the client's id
     QVector<QSharedPointer<InterfaceSocket>> m_streams;
-    QTimer* m_retry;
     QTimer* m_heartbeat;
-    SettingSender m_offset;
-    SettingSender m_bandwidth;
-    SettingSender m_spectrumRange;
+    Connector m_connector;
+    SessionSettings m_settings;
+    OutputRate m_rate;
     RemoteDevice m_device;
     IqReceiver m_iq;
     SpectrumReceiver m_spectrum;

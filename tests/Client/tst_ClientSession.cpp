@@ -1,30 +1,16 @@
-#include "Client/ClientSession.h"
-
-#include "Client/ServerDouble.h"
-#include "support/LogCapture.h"
+#include "Client/SessionTest.h"
 
 #include <QSignalSpy>
 #include <QUdpSocket>
 #include <QtTest>
-#include <memory>
 
-class tst_ClientSession : public QObject
+class tst_ClientSession : public SessionTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void aTargetThatLacksSomethingIsNotOpened();
     void connectingNamesVersionAndIdentificatorAndOpensASession();
-    void refusalsAreValues_data();
-    void refusalsAreValues();
-    void anAnswerThatIsNoneEndsTheConnecting_data();
-    void anAnswerThatIsNoneEndsTheConnecting();
-    void noAnswerIsARefusalToo();
-    void busyAfterALostAnswerIsWaitedOut();
-    void closeWhileConnectingLeavesNothingBehind();
 
     void closeTellsTheServer();
     void aClosedSessionMayBeOpenedAgain();
@@ -50,97 +36,7 @@ private slots:
 
     void iqArrivesFromTheServerAlone();
     void spectrumArrivesOnceTheRangeIsTaken();
-
-    void aSilentServerEndsTheSessionAndItComesBackAsItWas();
-    void aBusyServerIsBorneWhileReconnecting();
-    void otherRefusalsEndTheReconnecting();
-    void closeEndsTheReconnecting();
-    void aTakeoverIsNotReconnected();
-
-private:
-    [[nodiscard]] ClientSession::Target target() const;
-    [[nodiscard]] bool openAndWait();
-
-    std::unique_ptr<ServerDouble> m_server;
-    std::unique_ptr<ClientSession> m_session;
-    std::unique_ptr<LogCapture> m_log;
-    QVector<ClientSession::End> m_ends;
-    QVector<ClientSession::Refusal> m_refusals;
-    QStringList m_texts;
-    int m_connected = 0;
 };
-
-namespace
-{
-
-using Refusal = ClientSession::Refusal;
-using End = ClientSession::End;
-using State = ClientSession::State;
-
-// Quick, and by a clock that runs four times as fast.
-ClientSession::Timing quick()
-{
-    ClientSession::Timing timing;
-    timing.attempt = 500;
-    timing.patience = 30'000;
-    timing.busyPatience = 60'000;
-    timing.pause = 50;
-    timing.clock = [start = QDateTime::currentMSecsSinceEpoch()] {
-        return start + 4 * (QDateTime::currentMSecsSinceEpoch() - start);
-    };
-    return timing;
-}
-
-QString text(const char* latin)
-{
-    return QString::fromLatin1(latin);
-}
-
-} // namespace
-
-void tst_ClientSession::init()
-{
-    m_log = std::make_unique<LogCapture>();
-    m_server = std::make_unique<ServerDouble>();
-    m_session = std::make_unique<ClientSession>(quick(), nullptr);
-    m_ends.clear();
-    m_refusals.clear();
-    m_texts.clear();
-    m_connected = 0;
-    connect(m_session.get(), &ClientSession::connected, this, [this] { ++m_connected; });
-    connect(m_session.get(), &ClientSession::ended, this, [this](End end) { m_ends.append(end); });
-    connect(m_session.get(), &ClientSession::refused, this, [this](Refusal refusal, const QString& why) {
-        m_refusals.append(refusal);
-        m_texts.append(why);
-    });
-}
-
-void tst_ClientSession::cleanup()
-{
-    m_session.reset();
-    m_server.reset();
-    QStringList warnings = m_log->texts(QtWarningMsg) + m_log->texts(QtCriticalMsg);
-    // The server's, where its session ends as soon as it has begun.
-    const QStringList late = warnings.filter(text("\"it_ra_rrd\" - command name not found!")) +
-                             warnings.filter(text("lines left out")); // of all these sessions' ends
-    for (const QString& line : late) {
-        warnings.removeAll(line);
-    }
-    m_log.reset();
-    QVERIFY2(warnings.isEmpty(), qPrintable(warnings.join(QLatin1Char(10))));
-}
-
-ClientSession::Target tst_ClientSession::target() const
-{
-    const NodeInfo info = m_server->info();
-    return {info.id, info.address, info.port, m_server->identificator()};
-}
-
-bool tst_ClientSession::openAndWait()
-{
-    const int before = m_connected;
-    return m_session->open(target()) && QTest::qWaitFor([this, before] { return m_connected > before; });
-}
 
 void tst_ClientSession::aTargetThatLacksSomethingIsNotOpened()
 {
@@ -172,97 +68,6 @@ void tst_ClientSession::connectingNamesVersionAndIdentificatorAndOpensASession()
                                                  {text("identificator"), text("receiver 1")}}));
     QVERIFY(!m_server->client().id.isNull());
     QCOMPARE(m_session->target().identificator, text("receiver 1"));
-}
-
-void tst_ClientSession::refusalsAreValues_data()
-{
-    QTest::addColumn<QString>("err");
-    QTest::addColumn<Refusal>("refusal");
-    QTest::addColumn<QString>("shown");
-    const auto row = [](const char* err, Refusal refusal) {
-        QTest::newRow(err) << text(err) << refusal << text(err);
-    };
-    row("Server busy!", Refusal::Busy);
-    row("Unsupported version protocol!", Refusal::UnsupportedVersion);
-    row("Error get client packet values!", Refusal::BadRequest);
-    row("Error factory RadioDevice!", Refusal::NoDevice);
-    row("Not today", Refusal::Other);
-    row("", Refusal::Other);
-    QTest::newRow("endless") << QString(60'000, QLatin1Char('x')) << Refusal::Other
-                             << QString(200, QLatin1Char('x'));
-    QTest::newRow("for a terminal") << QStringLiteral("a\u001b[2Jb\nc") << Refusal::Other << text("a [2Jb c");
-}
-
-void tst_ClientSession::refusalsAreValues()
-{
-    QFETCH(QString, err);
-    QFETCH(Refusal, refusal);
-    QFETCH(QString, shown);
-    m_server->setAnswer({{text("err"), err}});
-    QVERIFY(m_session->open(target()));
-    QTRY_COMPARE(m_refusals, QVector<Refusal>{refusal});
-    QCOMPARE(m_texts, QStringList{shown});
-    QCOMPARE(m_session->state(), State::Idle);
-    QCOMPARE(m_server->connects(), 1);
-    QVERIFY(m_ends.isEmpty());
-}
-
-void tst_ClientSession::anAnswerThatIsNoneEndsTheConnecting_data()
-{
-    QTest::addColumn<QJsonObject>("answer");
-    QTest::newRow("neither") << QJsonObject{{text("hello"), 1}};
-    QTest::newRow("no id") << QJsonObject{{text("session_id"), text("1234")}};
-    QTest::newRow("id of another type") << QJsonObject{{text("session_id"), 5}};
-    QTest::newRow("refusal of another type") << QJsonObject{{text("err"), 5}};
-}
-
-void tst_ClientSession::anAnswerThatIsNoneEndsTheConnecting()
-{
-    QFETCH(QJsonObject, answer);
-    m_server->setAnswer(answer);
-    QVERIFY(m_session->open(target()));
-    QTRY_COMPARE(m_refusals, QVector<Refusal>{Refusal::BadAnswer});
-    QCOMPARE(m_session->state(), State::Idle);
-}
-
-void tst_ClientSession::noAnswerIsARefusalToo()
-{
-    m_server->setDeaf(true);
-    ClientSession::Timing timing = quick();
-    timing.patience = 1000;
-    ClientSession session(timing, nullptr);
-    QSignalSpy refused(&session, &ClientSession::refused);
-    QVERIFY(session.open(target()));
-    QTRY_COMPARE(refused.size(), 1);
-    QCOMPARE(refused.at(0).at(0).value<Refusal>(), Refusal::NoAnswer);
-    QCOMPARE(refused.at(0).at(1).toString(), QString());
-    QCOMPARE(session.state(), State::Idle);
-}
-
-void tst_ClientSession::busyAfterALostAnswerIsWaitedOut()
-{
-    m_server->setDeaf(true);
-    QVERIFY(m_session->open(target()));
-    QTRY_VERIFY(m_log->texts().filter(text("Function timeout ... name: connect_to_host")).size() >= 1);
-    m_server->setAnswer({{text("err"), text("Server busy!")}});
-    m_server->setDeaf(false);
-    QTRY_VERIFY(m_server->connects() >= 2);
-    QVERIFY(m_refusals.isEmpty());
-    m_server->setAnswer({});
-    QTRY_COMPARE(m_connected, 1);
-}
-
-void tst_ClientSession::closeWhileConnectingLeavesNothingBehind()
-{
-    QVERIFY(m_session->open(target()));
-    m_session->close();
-    QCOMPARE(m_session->state(), State::Idle);
-    m_server->setDeaf(true);
-    QVERIFY(m_session->open(target()));
-    QTRY_VERIFY(m_session->state() == State::Connecting);
-    m_session->close();
-    QCOMPARE(m_session->state(), State::Idle);
-    QVERIFY(m_ends.isEmpty() && m_refusals.isEmpty());
 }
 
 void tst_ClientSession::closeTellsTheServer()
@@ -339,7 +144,7 @@ void tst_ClientSession::theServersPingIsAnsweredAndCountsLosses()
     QTRY_VERIFY(m_log->texts(QtWarningMsg).isEmpty());
     QCOMPARE(m_session->datagramsLost(), 0);
     // The first count is taken at a heartbeat; then forty datagrams leave that nobody accepts.
-    QSignalSpy beats(m_session->findChildren<QTimer*>().last(), &QTimer::timeout);
+    QSignalSpy beats(m_session->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly), &QTimer::timeout);
     QTRY_VERIFY_WITH_TIMEOUT(beats.size() >= 2, 5000);
     for (int i = 0; i < 40; ++i) {
         m_server->sendRaw(QByteArray(10, '\x01'));
@@ -580,80 +385,6 @@ void tst_ClientSession::spectrumArrivesOnceTheRangeIsTaken()
     QCOMPARE(frames.first().decibels.size(), 300);
     QCOMPARE(frames.first().decibels.last(), -50.0F);
     QCOMPARE(m_session->spectrum().droppedFrames(), 0);
-}
-
-void tst_ClientSession::aSilentServerEndsTheSessionAndItComesBackAsItWas()
-{
-    m_session->setReconnecting(true);
-    QVERIFY(m_session->setOffset(3000));
-    QVERIFY(openAndWait());
-    QTRY_VERIFY(m_session->device().isSynchronized());
-    QVERIFY(m_session->device().setFrequency(14'100'000));
-    QVERIFY(m_session->device().setPpmCorrection(5));
-    QTRY_COMPARE(m_server->device.ppm, 5);
-    QTRY_COMPARE(m_server->calls(text("setIF")).size(), 1);
-    const int160 firstId = m_server->client().id;
-
-    m_server->setDeaf(true);
-    QTRY_COMPARE_WITH_TIMEOUT(m_ends, QVector<End>{End::Silent}, 15'000);
-    QCOMPARE(m_session->state(), State::Reconnecting);
-    QVERIFY(!m_session->device().setFrequency(14'200'000));
-    m_server->setDeaf(false);
-    m_server->forgetSession();
-    m_server->device.frequency = 14'333'000; // somebody else has been there
-    m_server->device.ppm = 0;
-
-    QTRY_COMPARE_WITH_TIMEOUT(m_connected, 2, 10'000);
-    QTRY_COMPARE(m_server->device.frequency, 14'100'000.0);
-    QTRY_COMPARE(m_server->device.ppm, 5);
-    QTRY_COMPARE(m_server->calls(text("setIF")).size(), 2);
-    QVERIFY(m_server->client().id != firstId);
-    QVERIFY(m_refusals.isEmpty());
-}
-
-void tst_ClientSession::aBusyServerIsBorneWhileReconnecting()
-{
-    m_session->setReconnecting(true);
-    QVERIFY(openAndWait());
-    m_server->setAnswer({{text("err"), text("Server busy!")}});
-    m_server->session().disconnectFromHost();
-    QTRY_COMPARE(m_ends, QVector<End>{End::ByServer});
-    QTRY_VERIFY(m_server->connects() >= 4);
-    QCOMPARE(m_session->state(), State::Reconnecting);
-    QVERIFY(m_refusals.isEmpty());
-    m_server->setAnswer({});
-    QTRY_COMPARE(m_connected, 2);
-}
-
-void tst_ClientSession::otherRefusalsEndTheReconnecting()
-{
-    m_session->setReconnecting(true);
-    QVERIFY(openAndWait());
-    m_server->setAnswer({{text("err"), text("Unsupported version protocol!")}});
-    m_server->session().disconnectFromHost();
-    QTRY_COMPARE(m_refusals, QVector<Refusal>{Refusal::UnsupportedVersion});
-    QCOMPARE(m_session->state(), State::Idle);
-}
-
-void tst_ClientSession::closeEndsTheReconnecting()
-{
-    m_session->setReconnecting(true);
-    QVERIFY(openAndWait());
-    m_server->setDeaf(true);
-    m_server->session().disconnectFromHost();
-    QTRY_COMPARE(m_session->state(), State::Reconnecting);
-    m_session->close();
-    QCOMPARE(m_session->state(), State::Idle);
-    QCOMPARE(m_ends, QVector<End>{End::ByServer});
-}
-
-void tst_ClientSession::aTakeoverIsNotReconnected()
-{
-    m_session->setReconnecting(true);
-    QVERIFY(openAndWait());
-    m_server->takeOver();
-    QTRY_COMPARE(m_ends, QVector<End>{End::TakenOver});
-    QCOMPARE(m_session->state(), State::Idle);
 }
 
 QTEST_GUILESS_MAIN(tst_ClientSession)

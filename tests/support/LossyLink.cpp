@@ -35,15 +35,23 @@ int LossyLink::below(int limit)
 void LossyLink::onReadyRead(size_t from)
 {
     QUdpSocket& socket = m_ends.at(from).socket;
+    quint16 sender = 0;
     while (socket.hasPendingDatagrams()) {
         QByteArray datagram(static_cast<int>(socket.pendingDatagramSize()), '\0');
-        socket.readDatagram(datagram.data(), datagram.size());
+        socket.readDatagram(datagram.data(), datagram.size(), nullptr, &sender);
+        if (m_ends.at(from).port == 0) {
+            m_ends.at(from).port = sender;
+        }
         onDatagram(1 - from, datagram);
     }
 }
 
 void LossyLink::onDatagram(size_t to, const QByteArray& datagram)
 {
+    if (m_isLost && m_isLost(datagram)) {
+        ++m_lost;
+        return;
+    }
     int fate = below(100);
     const auto meets = [&fate](int chance) {
         fate -= chance;

@@ -6,6 +6,7 @@
 #include <QUdpSocket>
 #include <QVector>
 #include <array>
+#include <functional>
 #include <random>
 
 /// A link between two ports of loopback that loses, repeats, swaps and delays datagrams as a seed has it.
@@ -26,8 +27,10 @@ public:
 
     explicit LossyLink(unsigned seed, QObject* parent = nullptr);
 
-    /// The ports that the two ends listen on.
+    /// The ports that the two ends listen on; 0 for one that is learnt from what it sends.
     void join(quint16 first, quint16 second);
+    /// Datagrams that get lost in any case.
+    void setLoss(std::function<bool(const QByteArray& datagram)> isLost) { m_isLost = std::move(isLost); }
     void setFates(const Fates& fates) { m_fates = fates; }
     /// The port that stands for the second end, for the first one to send to; and the other way round.
     [[nodiscard]] quint16 portForFirst() const { return m_ends[0].socket.localPort(); }
@@ -58,6 +61,7 @@ private:
     std::array<End, 2> m_ends;
     std::mt19937 m_random;
     Fates m_fates;
+    std::function<bool(const QByteArray& datagram)> m_isLost;
     QTimer m_timer; // for those behind which nothing comes
     int m_passed = 0;
     int m_lost = 0;
