@@ -1,0 +1,13 @@
+#pragma once
+
+class Table;
+
+// Each measures one concern and adds its rows.
+
+void fftRows(Table& table);
+void chainRows(Table& table);
+void stageRows(Table& table);
+void ringRows(Table& table);
+void pointRows(Table& table);
+void datagramRows(Table& table);
+void sessionRows(Table& table);
