@@ -1,0 +1,1 @@
+// Here for its precompiled headers alone.
