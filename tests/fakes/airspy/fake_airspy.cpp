@@ -172,10 +172,12 @@ int airspy_start_rx(airspy_device* device, airspy_sample_block_cb_fn callback, v
     device->delivery.start(device->rate, kTransfer,
                            [device, callback, rx_ctx, floats = std::vector<float>()](
                                FakeSource& source, int samples, double rate) mutable {
-                               floats.clear();
-                               for (const FakeSource::Sample& sample : source.next(samples, rate)) {
-                                   floats.push_back(static_cast<float>(sample.i));
-                                   floats.push_back(static_cast<float>(sample.q));
+                               if (floats.empty() || !FakeScript::flag("steady")) {
+                                   floats.clear();
+                                   for (const FakeSource::Sample& sample : source.next(samples, rate)) {
+                                       floats.push_back(static_cast<float>(sample.i));
+                                       floats.push_back(static_cast<float>(sample.q));
+                                   }
                                }
                                const std::string null = FakeScript::text("airspy.null", "");
                                airspy_transfer transfer{};

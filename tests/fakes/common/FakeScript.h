@@ -16,13 +16,16 @@
 ///   devices          how many receivers there are
 ///   unplug           1: the receivers are gone: none is listed, the delivery ends as the library ends it
 ///   stall            1: nothing is delivered, and nothing is said
-///   source           counter, tone or silence (FakeSource)
+///   source           counter, tone, noise or silence (FakeSource)
 ///   tone.hz          of the tone, relative to the middle
-///   tone.level       of the tone, 0 to 1
+///   tone.level       of the tone or the noise, 0 to 1
 ///   rate             samples a second; without it the rate that was set by the library's call
 ///   buffer           samples a buffer; without it the library's own count
 ///   buffers          buffers that a start delivers, then it stalls; without it no limit
 ///   pace             real: a buffer takes as long as its samples last; fast: 1 ms
+///   steady           1: the script stays as it is at the first question, and the RTL's and the Airspy's
+///   first
+///                    buffer comes again and again, so that next to nothing of the processor goes to the fake
 /// A fake names its own keys in its own file.
 class FakeScript
 {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <random>
 #include <vector>
 
 /// The samples that a fake receives on its air, by the script's key `source`:
 ///   counter   the values 0, 1, 2, ... one after the other, I of sample n is 2 n and Q is 2 n + 1, for a fake
 ///             to cut to the width of its own format; this is the default
 ///   tone      a carrier `tone.hz` above the middle (I the cosine, Q the sine) of `tone.level`, 0 to 1
+///   noise     white, of `tone.level`
 ///   silence   zeros
 class FakeSource
 {
@@ -27,4 +29,5 @@ private:
     bool m_counter = true;
     long long m_position = 0; // samples given
     double m_phase = 0.0;     // turns
+    std::mt19937 m_generator;
 };

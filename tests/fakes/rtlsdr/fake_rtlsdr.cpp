@@ -195,10 +195,12 @@ int rtlsdr_read_async(rtlsdr_dev_t* dev, rtlsdr_read_async_cb_t cb, void* ctx, s
     }
     std::vector<unsigned char> bytes;
     const auto deliver = [&](FakeSource& source, int samples, double rate) {
-        bytes.clear();
-        for (const FakeSource::Sample& sample : source.next(samples, rate)) {
-            bytes.push_back(toByte(sample.i, source.isCounter()));
-            bytes.push_back(toByte(sample.q, source.isCounter()));
+        if (bytes.empty() || !FakeScript::flag("steady")) {
+            bytes.clear();
+            for (const FakeSource::Sample& sample : source.next(samples, rate)) {
+                bytes.push_back(toByte(sample.i, source.isCounter()));
+                bytes.push_back(toByte(sample.q, source.isCounter()));
+            }
         }
         const auto length = FakeScript::number("rtlsdr.length", static_cast<long long>(bytes.size()));
         cb(FakeScript::flag("rtlsdr.null") ? nullptr : bytes.data(), static_cast<std::uint32_t>(length), ctx);
