@@ -1,58 +1,82 @@
 #include "Core/Worker/DspH/CHalfBand11TapDecimateBy2.h"
 
+#include "Core/Worker/Kernels/HalfBandDecimation.h"
+#include "Core/Worker/Kernels/Phases.h"
+
 #include <algorithm>
 #include <cstddef>
 
 namespace
 {
 
-// Inputs that the head reaches: its last output ends at the history and this many samples of the block.
+// The first outputs, which reach back into the history, and the inputs they reach.
+constexpr int kHead = 9;
 constexpr int kHeadReach = 17;
-// The first output behind the head starts here in the block.
-constexpr int kLoopStart = 8;
+constexpr int kChunk = 256; // outputs that are computed at once, to stay in the nearest cache
+
+int outputsOf(int bufLen)
+{
+    return std::clamp(bufLen, 0, kHead) + std::max((bufLen - kHeadReach) / 2, 0);
+}
 
 } // namespace
 
 CHalfBand11TapDecimateBy2::CHalfBand11TapDecimateBy2(int bufLen, const double* coefficients)
-    : m_loopCount((bufLen - kHeadReach) / 2)
-    , m_headInputs(std::clamp(bufLen, 0, kHeadReach))
-    , m_headOutputs(std::clamp(bufLen, 0, kHead))
-    , m_h0(coefficients[0])
-    , m_h2(coefficients[2])
-    , m_h4(coefficients[4])
-    , m_h5(coefficients[5])
-    , m_h6(coefficients[6])
-    , m_h8(coefficients[8])
-    , m_h10(coefficients[10])
+    : m_bufLen(bufLen)
+    , m_outputs(outputsOf(bufLen))
+    , m_buffer(kHistory / 2, kChunk)
 {
-}
-
-DoubleComplex CHalfBand11TapDecimateBy2::filter(const DoubleComplex* x) const
-{
-    return {m_h0 * x[0].re + m_h2 * x[2].re + m_h4 * x[4].re + m_h5 * x[5].re + m_h6 * x[6].re +
-                m_h8 * x[8].re + m_h10 * x[10].re,
-            m_h0 * x[0].im + m_h2 * x[2].im + m_h4 * x[4].im + m_h5 * x[5].im + m_h6 * x[6].im +
-                m_h8 * x[8].im + m_h10 * x[10].im};
+    std::copy_n(coefficients, kTaps, m_coefficients.begin());
 }
 
 int CHalfBand11TapDecimateBy2::decimate(int count, DoubleComplex* in, DoubleComplex* out)
 {
-    std::array<DoubleComplex, kHistory + kHeadReach> x{};
-    std::copy(m_history.begin(), m_history.end(), x.begin());
-    std::copy_n(in, m_headInputs, x.begin() + kHistory);
-    std::array<DoubleComplex, kHead> head{};
-    for (std::size_t i = 0; i < head.size(); ++i) {
-        head[i] = filter(x.data() + 2 * i);
-    }
-    for (std::ptrdiff_t i = 0; i < m_loopCount; ++i) {
-        out[kHead + i] = filter(in + kLoopStart + 2 * i);
-    }
-    std::copy_n(head.begin(), m_headOutputs, out);
-
-    const int historyStart = count - kHistory;
-    for (int k = 0; k < kHistory; ++k) {
-        m_history[static_cast<std::size_t>(k)] =
-            historyStart + k < 0 ? DoubleComplex{} : in[historyStart + k];
-    }
+    filter(in, out, 0, m_outputs);
+    keepHistory(count, in);
     return count / 2;
+}
+
+int CHalfBand11TapDecimateBy2::decimateShort(int count, DoubleComplex* samples, int overrun)
+{
+    const int needed = std::min(count, m_outputs);
+    const int last = std::max(count - overrun, 0);
+    // The outputs of the overrun read what stands where they come to stand twice over: it must still be
+    // there.
+    if (last >= count / 2 + kHistory) {
+        filter(samples, samples, 0, count / 2);
+        filter(samples, samples, last, needed);
+    } else {
+        filter(samples, samples, 0, needed);
+    }
+    keepHistory(count, samples);
+    return count / 2;
+}
+
+void CHalfBand11TapDecimateBy2::filter(const DoubleComplex* in, DoubleComplex* out, int first, int end)
+{
+    DoubleComplex* even = m_buffer.even() - kHistory / 2;
+    DoubleComplex* odd = m_buffer.odd() - kHistory / 2;
+    while (first < end) {
+        const int next = std::min(end - first, kChunk);
+        const int inputs = 2 * next - 1;
+        if (first == 0) {
+            for (std::size_t k = 0; k < kHistory / 2; ++k) {
+                even[k] = m_history[2 * k];
+                odd[k] = m_history[2 * k + 1];
+            }
+            m_buffer.fill(in, std::clamp(m_bufLen, 0, inputs));
+        } else {
+            Kernels::takeApart(in + 2 * first - kHistory, inputs + kHistory, even, odd);
+        }
+        Kernels::halfBand11(even, odd, m_coefficients.data(), next, out + first);
+        first += next;
+    }
+}
+
+void CHalfBand11TapDecimateBy2::keepHistory(int count, const DoubleComplex* in)
+{
+    const int start = count - kHistory;
+    for (int k = 0; k < kHistory; ++k) {
+        m_history[static_cast<std::size_t>(k)] = start + k < 0 ? DoubleComplex{} : in[start + k];
+    }
 }

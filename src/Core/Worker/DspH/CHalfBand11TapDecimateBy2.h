@@ -1,10 +1,11 @@
 #pragma once
 
 #include "Core/Worker/DspH/Dec2.h"
+#include "Core/Worker/DspH/PhaseBuffer.h"
 
 #include <array>
 
-/// Half-band FIR decimator of 11 taps that filters a block in place, without a copy of it.
+/// Half-band FIR decimator of 11 taps that filters a block in place.
 ///
 /// The number of outputs it computes follows from the block length of the whole chain and not from `count`.
 /// Behind another stage it therefore runs on past its data, inside the work array of `bufLen` samples, and
@@ -12,6 +13,9 @@
 class CHalfBand11TapDecimateBy2 : public Dec2
 {
 public:
+    static constexpr int kTaps = 11;
+    static constexpr int kHistory = kTaps - 1;
+
     /// `bufLen`: the block length of the whole chain, and the length of the array that `decimate` works in.
     /// Inputs beyond it count as zeros. `coefficients`: a table of 11 values, copied.
     CHalfBand11TapDecimateBy2(int bufLen, const double* coefficients);
@@ -20,22 +24,18 @@ public:
     /// than 10 samples counts as zeros in the history.
     int decimate(int count, DoubleComplex* in, DoubleComplex* out) override;
 
+    /// As `decimate` in place, with the same history after it, but of the overrun only the outputs at the
+    /// last `overrun` places before `count` are sure to be there: `kHistory` of them or more.
+    int decimateShort(int count, DoubleComplex* samples, int overrun);
+
 private:
-    static constexpr int kHistory = 10;
-    static constexpr int kHead = 9;
+    // The outputs from `first` to before `end`.
+    void filter(const DoubleComplex* in, DoubleComplex* out, int first, int end);
+    void keepHistory(int count, const DoubleComplex* in);
 
-    // The output of the 11 samples from `x` on.
-    [[nodiscard]] DoubleComplex filter(const DoubleComplex* x) const;
-
-    int m_loopCount;
-    int m_headInputs;  // inputs that the head's outputs may read
-    int m_headOutputs; // outputs of the head that fit the array
-    double m_h0;
-    double m_h2;
-    double m_h4;
-    double m_h5;
-    double m_h6;
-    double m_h8;
-    double m_h10;
+    int m_bufLen;
+    int m_outputs; // of a whole block, the overrun included
+    std::array<double, kTaps> m_coefficients{};
     std::array<DoubleComplex, kHistory> m_history{};
+    PhaseBuffer m_buffer;
 };

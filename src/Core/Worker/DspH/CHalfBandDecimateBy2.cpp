@@ -1,52 +1,53 @@
 #include "Core/Worker/DspH/CHalfBandDecimateBy2.h"
 
+#include "Core/Worker/Kernels/HalfBandDecimation.h"
+
 #include <algorithm>
-#include <cstddef>
 #include <limits>
 #include <new>
 
 namespace
 {
 
-// Room for two blocks; for a block and the history before it where the filter is the longer of the two.
-std::size_t bufferSize(int bufLen, int taps)
+constexpr int kChunk = 512; // samples that are filtered at once, to stay in the nearest cache
+
+int chunkLength(int bufLen)
 {
     if (bufLen < 0 || bufLen > std::numeric_limits<int>::max() / 2) {
         throw std::bad_array_new_length();
     }
-    const auto block = static_cast<std::size_t>(bufLen);
-    return std::max(2 * block, block + static_cast<std::size_t>(taps));
+    return std::min(bufLen, kChunk);
 }
 
 } // namespace
 
 CHalfBandDecimateBy2::CHalfBandDecimateBy2(int bufLen, int taps, const double* coefficients)
-    : m_buffer(std::make_unique<DoubleComplex[]>(bufferSize(bufLen, taps)))
-    , m_taps(taps)
-    , m_center((taps - 1) / 2)
+    : m_taps(taps)
     , m_coefficients(coefficients)
+    , m_buffer((taps - 1) / 2, (chunkLength(bufLen) + 1) / 2)
 {
 }
 
 int CHalfBandDecimateBy2::decimate(int count, DoubleComplex* in, DoubleComplex* out)
 {
-    const int outputs = count > 0 ? (count - 1) / 2 + 1 : 0;
-    std::copy_n(in, count, m_buffer.get() + m_taps - 1);
-    const DoubleComplex* b = m_buffer.get();
-    for (int i = 0; i < outputs; ++i, b += 2) {
-        double re = m_coefficients[0] * b[0].re;
-        double im = m_coefficients[0] * b[0].im;
-        for (int k = 2; k < m_taps; k += 2) {
-            re += m_coefficients[k] * b[k].re;
-            im += m_coefficients[k] * b[k].im;
-        }
-        out[i].re = re + m_coefficients[m_center] * b[m_center].re;
-        out[i].im = im + m_coefficients[m_center] * b[m_center].im;
+    const int history = (m_taps - 1) / 2;
+    int outputs = 0;
+    for (int done = 0; done < count; done += kChunk) {
+        const int length = std::min(count - done, kChunk);
+        const int next = (length + 1) / 2;
+        m_buffer.fill(in + done, length);
+        Kernels::halfBand(m_buffer.even() - history, m_buffer.odd() - history, m_coefficients, m_taps, next,
+                          out + outputs);
+        m_buffer.keepBefore(length / 2);
+        outputs += next;
     }
 
+    // From the array: in place the outputs may stand there already.
     const int historyStart = count - m_taps + 1;
-    for (int k = 0; k < m_taps - 1; ++k) {
-        m_buffer[static_cast<std::size_t>(k)] = historyStart + k < 0 ? DoubleComplex{} : in[historyStart + k];
+    for (int k = 0; k < history; ++k) {
+        const int from = historyStart + 2 * k;
+        m_buffer.even()[k - history] = from < 0 ? DoubleComplex{} : in[from];
+        m_buffer.odd()[k - history] = from + 1 < 0 ? DoubleComplex{} : in[from + 1];
     }
     return outputs;
 }

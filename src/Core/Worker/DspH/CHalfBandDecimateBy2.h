@@ -1,8 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DspH/Dec2.h"
-
-#include <memory>
+#include "Core/Worker/DspH/PhaseBuffer.h"
 
 /// Half-band FIR decimator of any length 4k + 3. Every second coefficient but the centre is zero and skipped.
 class CHalfBandDecimateBy2 : public Dec2
@@ -19,9 +18,7 @@ public:
     int decimate(int count, DoubleComplex* in, DoubleComplex* out) override;
 
 private:
-    std::unique_ptr<DoubleComplex[]>
-        m_buffer; // the end of the block before, taps - 1 samples; then the block
     int m_taps;
-    int m_center;
     const double* m_coefficients;
+    PhaseBuffer m_buffer; // the end of the block before, taps - 1 samples; then a chunk of the block
 };

@@ -210,8 +210,7 @@ bool DspH::readBlock()
 void DspH::processBlock()
 {
     DoubleComplex* samples = m_workBuffer.data();
-    m_coarseMixer->process(samples, m_inBufLen);
-    m_outLen = m_downConvertor->process(m_inBufLen, samples);
+    m_outLen = m_downConvertor->process(*m_coarseMixer, m_inBufLen, samples);
     m_fineMixer->process(samples, m_outLen);
 }
 

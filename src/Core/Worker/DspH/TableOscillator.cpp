@@ -11,30 +11,30 @@ namespace
 constexpr int kDefaultLength = 512;
 constexpr int kLongLength = 1'024;
 constexpr double kTwoPi = 6.283185307179586;
-constexpr DoubleComplex kOne{1.0, 0.0};
 
 } // namespace
 
 TableOscillator::TableOscillator()
-    : m_tableLength(kDefaultLength)
-    , m_sampleRate(1.0)
-    , m_stepSize(1.0 / kDefaultLength)
-    , m_table(kDefaultLength, kOne)
+    : TableOscillator(kDefaultLength, 1.0, 1.0 / kDefaultLength)
 {
 }
 
 TableOscillator::TableOscillator(double sampleRate)
-    : m_tableLength(kLongLength)
-    , m_sampleRate(sampleRate)
-    , m_stepSize(sampleRate * 0.0009765625) // 1 / 1,024
-    , m_table(kLongLength, kOne)
+    : TableOscillator(kLongLength, sampleRate, sampleRate * 0.0009765625) // 1 / 1,024
+{
+}
+
+TableOscillator::TableOscillator(int tableLength, double sampleRate, double stepSize)
+    : m_sampleRate(sampleRate)
+    , m_stepSize(stepSize)
+    , m_table(tableLength)
 {
 }
 
 void TableOscillator::setSampleRate(double rate)
 {
     m_sampleRate = rate;
-    m_stepSize = rate / m_tableLength;
+    m_stepSize = rate / m_table.length();
     setFrequency(0.0);
 }
 
@@ -55,19 +55,26 @@ void TableOscillator::setFrequency(double frequency)
     m_residual = frequency - m_frequency;
     const double phaseStep = m_frequency * kTwoPi / m_sampleRate;
     double phase = 0.0;
-    for (DoubleComplex& entry : m_table) {
-        entry = {std::cos(phase), std::sin(phase)};
+    for (int i = 0; i < m_table.length(); ++i) {
+        m_table.set(i, {std::cos(phase), std::sin(phase)});
         phase += phaseStep;
     }
 }
 
+int TableOscillator::advance(int count)
+{
+    const int first = m_index + 1 < m_table.length() ? m_index + 1 : 0;
+    m_index = (m_index + count) % m_table.length();
+    return first;
+}
+
 void TableOscillator::process(DoubleComplex* samples, int count)
 {
-    for (int i = 0; i < count; ++i) {
-        m_index = m_index >= m_tableLength - 1 ? 0 : m_index + 1;
-        const DoubleComplex factor = m_table[static_cast<std::size_t>(m_index)];
-        const DoubleComplex sample = samples[i];
-        samples[i].re = sample.re * factor.re - sample.im * factor.im;
-        samples[i].im = factor.im * sample.re + sample.im * factor.re;
-    }
+    Kernels::mix(samples, count, m_table, advance(count));
+}
+
+void TableOscillator::processApart(const DoubleComplex* samples, int count, DoubleComplex* even,
+                                   DoubleComplex* odd)
+{
+    Kernels::mixApart(samples, count, m_table, advance(count), even, odd);
 }

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DoubleComplex.h"
-
-#include <vector>
+#include "Core/Worker/Kernels/TableMixing.h"
 
 /// Mixer at the full rate: shifts by the nearest multiple of `sampleRate` / `tableLength`, out of a table
 /// that holds a whole number of cycles, and leaves the rest of the wanted frequency as a residual. Thread:
@@ -31,12 +30,19 @@ public:
     /// Shifts the spectrum of `samples` up by the coarse frequency, in place.
     void process(DoubleComplex* samples, int count);
 
+    /// As `process`, but leaves `samples` and writes the results of even positions to `even`, the others to
+    /// `odd`. `count` is even; the arrays don't overlap.
+    void processApart(const DoubleComplex* samples, int count, DoubleComplex* even, DoubleComplex* odd);
+
 private:
-    int m_tableLength;
-    int m_index = 0;
+    explicit TableOscillator(int tableLength, double sampleRate, double stepSize);
+    // The entry of the next sample; moves on by `count`.
+    int advance(int count);
+
+    int m_index = 0; // of the last entry used
     double m_sampleRate;
     double m_stepSize; // hertz
     double m_frequency = 0.0;
     double m_residual = 0.0;
-    std::vector<DoubleComplex> m_table;
+    Kernels::MixerTable m_table;
 };
