@@ -161,8 +161,9 @@ QVector<RemoteDevice::FrequencyRange> RemoteDevice::supportedFrequencies() const
     const QVector<double> limits = toNumbers(value(QStringLiteral("supportFrequencies")));
     QVector<FrequencyRange> ranges;
     for (int i = 0; i + 1 < limits.size(); i += 2) {
-        if (limits.at(i) <= limits.at(i + 1)) {
-            ranges.append({limits.at(i) * kKilohertz, limits.at(i + 1) * kKilohertz});
+        const FrequencyRange range{limits.at(i) * kKilohertz, limits.at(i + 1) * kKilohertz};
+        if (range.lowest <= range.highest && std::isfinite(range.lowest) && std::isfinite(range.highest)) {
+            ranges.append(range);
         }
     }
     return ranges;

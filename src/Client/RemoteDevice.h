@@ -25,7 +25,7 @@ public:
     struct FrequencyRange
     {
         double lowest = 0.0;  ///< Hz
-        double highest = 0.0; ///< Hz, not below the lowest.
+        double highest = 0.0; ///< Hz, not below the lowest; both are finite.
     };
 
     explicit RemoteDevice(QObject* parent = nullptr);
