@@ -25,3 +25,9 @@ if(ORVENLINK_SANITIZE)
   # Q_ASSERT vanishes outside debug builds; here it is wanted.
   target_compile_definitions(orvenlink-options INTERFACE QT_FORCE_ASSERTS)
 endif()
+
+if(ORVENLINK_FUZZER)
+  # Coverage, by which libFuzzer finds its way; the targets themselves link its main.
+  target_compile_options(orvenlink-options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(orvenlink-options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -1,5 +1,6 @@
 #include "System/Served.h"
 #include "System/WireClient.h"
+#include "fuzz/Mutator.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -48,75 +49,24 @@ const char* const kProperties[] = {
     "sampleRate", "frequency", "ppmCorrection", "levelCorrection",    "swapIQ",
     "none",       "",          "_q_dynamic",
 };
-constexpr double kNumbers[] = {
-    0,
-    1,
-    -1,
-    2,
-    7,
-    8,
-    9,
-    252,
-    253,
-    255,
-    256,
-    512,
-    1000,
-    1024,
-    4096,
-    32'767,
-    32'768,
-    48'000,
-    65'535,
-    65'536,
-    65'537,
-    131'072,
-    262'144,
-    2'400'000,
-    14'250'000,
-    14'500'000,
-    1e9,
-    2'147'483'647,
-    -2'147'483'648.0,
-    4'294'967'295.0,
-    9.2e18,
-    -9.3e18,
-    1.8e19,
-    1e38,
-    1e300,
-    -1e300,
-    5e-324,
-    0.5,
-    -0.0,
-    1e-9,
-};
 
 /// Makes datagrams out of the valid ones, or out of nothing. The same seed makes the same ones.
-class Mutator
+class DatagramMaker
 {
 public:
-    Mutator(quint32 seed, QString identificator)
-        : m_random(seed)
+    DatagramMaker(quint32 seed, QString identificator)
+        : m_mutator(seed)
         , m_identificator(std::move(identificator))
     {
     }
 
-    int below(int bound) { return std::uniform_int_distribution<int>(0, bound - 1)(m_random); }
-
-    QByteArray bytes(int size)
-    {
-        QByteArray result(size, '\0');
-        for (char& byte : result) {
-            byte = static_cast<char>(below(256));
-        }
-        return result;
-    }
+    int below(int bound) { return m_mutator.below(bound); }
 
     QByteArray datagram(const WireClient& client)
     {
         QByteArray result = below(10) < 7 ? call(client) : stream();
         for (int mutations = below(3) == 0 ? 1 + below(6) : 0; mutations > 0; --mutations) {
-            mutate(result);
+            m_mutator.mutate(result, m_previous);
         }
         m_previous = result;
         return result;
@@ -129,7 +79,8 @@ private:
         return QString::fromLatin1(words[below(static_cast<int>(N))]);
     }
 
-    double number() { return kNumbers[below(static_cast<int>(std::size(kNumbers)))]; }
+    double number() { return m_mutator.number(); }
+    QByteArray bytes(int size) { return m_mutator.bytes(size); }
 
     QJsonValue value(int depth = 0)
     {
@@ -200,8 +151,7 @@ private:
         const bool toSession = below(2) == 0;
         const QByteArray target = foreign ? bytes(20) : toSession ? client.sessionId() : client.serverId();
         const QByteArray sender = below(4) == 0 ? bytes(20) : client.id();
-        const auto number =
-            static_cast<quint32>(below(4) == 0 ? m_random() : static_cast<unsigned>(below(200)));
+        const auto number = below(4) == 0 ? m_mutator.any() : static_cast<quint32>(below(200));
         return WireClient::packet(number, sender, target, command, arguments(command));
     }
 
@@ -212,52 +162,18 @@ private:
         if (below(2) == 0) {
             qToBigEndian<qint32>((block.size() - 4) / 2, block.data());
         } else if (below(2) == 0) {
-            qToBigEndian<qint32>(static_cast<qint32>(m_random()), block.data());
+            qToBigEndian<qint32>(static_cast<qint32>(m_mutator.any()), block.data());
         }
         if (below(2) == 0) {
             block = below(3) == 0 ? qCompress(QByteArray(below(3'000'000), '\0'), 1) : qCompress(block, 9);
             if (below(2) == 0) {
-                qToBigEndian<quint32>(static_cast<quint32>(m_random()), block.data());
+                qToBigEndian<quint32>(m_mutator.any(), block.data());
             }
         }
         return QByteArray(1, static_cast<char>(type)) + block;
     }
 
-    void mutate(QByteArray& data)
-    {
-        if (data.isEmpty()) {
-            data = bytes(5);
-        }
-        const int at = below(data.size());
-        switch (below(8)) {
-        case 0: // one bit
-            data[at] = static_cast<char>(data[at] ^ (1 << below(8)));
-            break;
-        case 1: // cut off
-            data.truncate(at);
-            break;
-        case 2: // more of anything
-            data.insert(at, bytes(1 + below(16)));
-            break;
-        case 3: // some of it again
-            data.insert(at, data.mid(below(data.size()), below(64)));
-            break;
-        case 4: // some of it gone
-            data.remove(at, 1 + below(16));
-            break;
-        case 5: // another type
-            data[0] = static_cast<char>(below(256));
-            break;
-        case 6: // a number written large
-            data.replace(at, 1, QByteArray::number(number(), 'g', 17));
-            break;
-        default: // the end of another
-            data = data.left(at) + m_previous.mid(below(m_previous.size() + 1));
-            break;
-        }
-    }
-
-    std::mt19937 m_random;
+    Mutator m_mutator;
     QString m_identificator;
     QByteArray m_previous;
 };
@@ -287,7 +203,7 @@ class Run
 {
 public:
     explicit Run(quint32 seed)
-        : m_mutator(seed, m_served.file)
+        : m_maker(seed, m_served.file)
     {
         m_served.server.setVariable(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("quarantine_size_mb=4"));
     }
@@ -327,12 +243,12 @@ private:
         }
         for (int batch = 0; batch < kBatchesPerSession; ++batch) {
             for (int i = 0; i < kBatch; ++i) {
-                const QByteArray datagram = m_mutator.datagram(client);
+                const QByteArray datagram = m_maker.datagram(client);
                 m_last.push_back(datagram);
                 if (m_last.size() > kRemembered) {
                     m_last.pop_front();
                 }
-                (m_mutator.below(2) == 0 ? client : stranger).send(datagram);
+                (m_maker.below(2) == 0 ? client : stranger).send(datagram);
                 ++m_sent;
             }
             // In step with the server; the question itself may be lost in the crowd.
@@ -372,7 +288,7 @@ private:
     }
 
     Served m_served{recording({{3000, 1000}})};
-    Mutator m_mutator;
+    DatagramMaker m_maker;
     std::deque<QByteArray> m_last;
     qint64 m_sent = 0;
 };
