@@ -78,8 +78,7 @@ private:
 
     void process()
     {
-        m_coarse.process(m_work.data(), m_work.size());
-        const int count = m_convertor.process(m_work.size(), m_work.data());
+        const int count = m_convertor.process(m_coarse, m_work.size(), m_work.data());
         m_fine.process(m_work.data(), count);
         use(m_work.constData());
     }

@@ -1,12 +1,14 @@
 #include "Core/Worker/DspH/CCicN3DecimateBy2.h"
 #include "Core/Worker/DspH/CHalfBand11TapDecimateBy2.h"
 #include "Core/Worker/DspH/CHalfBandDecimateBy2.h"
+#include "Core/Worker/DspH/HalfBandTables.h"
+#include "Core/Worker/DspH/PlainChain.h"
 #include "InstructionSets.h"
-#include "PlainStages.h"
 #include "Rounds.h"
 #include "Rows.h"
 #include "Table.h"
 
+#include <memory>
 #include <vector>
 
 namespace
@@ -39,13 +41,14 @@ Task inPlace(std::vector<DoubleComplex>& block, const std::function<void()>& run
             1};
 }
 
-template <class Plain>
-void addRow(Table& table, const QString& stage, const QString& set, Dec2& ours, Plain& plain)
+void addRow(Table& table, const QString& stage, const QString& set, Dec2& ours,
+            const HalfBandTables::Filter& filter)
 {
     std::vector<DoubleComplex> block(kBlock);
+    const std::unique_ptr<Plain::Stage> plain = Plain::makeStage(kBlock, filter);
     table.add({stage, set, QStringLiteral("the plain loop"), -1.0, Table::Unit::Nanoseconds, kBlock, kBlock},
               compare(inPlace(block, [&] { ours.decimate(kBlock, block.data(), block.data()); }),
-                      inPlace(block, [&] { plain.decimate(block); })));
+                      inPlace(block, [&] { plain->decimate(kBlock, block.data(), block.data()); })));
 }
 
 } // namespace
@@ -55,15 +58,13 @@ void stageRows(Table& table)
     InstructionSets::forEach([&table](std::int64_t set) {
         const QString name = InstructionSets::name(set);
         CCicN3DecimateBy2 cic;
-        PlainStages::Cic plainCic;
-        addRow(table, QStringLiteral("CIC stage"), name, cic, plainCic);
+        addRow(table, QStringLiteral("CIC stage"), name, cic, {0, nullptr});
+        CHalfBand11TapDecimateBy2 eleven(kBlock, filterOf(11).coefficients);
+        addRow(table, QStringLiteral("half-band stage of 11 taps"), name, eleven, filterOf(11));
         for (const int taps : {7, 55}) {
             CHalfBandDecimateBy2 halfBand(kBlock, taps, filterOf(taps).coefficients);
-            PlainStages::HalfBand plain(kBlock, filterOf(taps));
-            addRow(table, QStringLiteral("half-band stage of %1 taps").arg(taps), name, halfBand, plain);
+            addRow(table, QStringLiteral("half-band stage of %1 taps").arg(taps), name, halfBand,
+                   filterOf(taps));
         }
-        CHalfBand11TapDecimateBy2 eleven(kBlock, filterOf(11).coefficients);
-        PlainStages::HalfBand plainEleven(kBlock, filterOf(11));
-        addRow(table, QStringLiteral("half-band stage of 11 taps"), name, eleven, plainEleven);
     });
 }
