@@ -13,10 +13,12 @@ namespace
 {
 
 // A slow or a dead library is what is played here: the time it takes is the behaviour, no wait for a fact.
-void hang(const std::string& name)
+void hang(const std::string& name, int call)
 {
+    const std::string whole = "hang." + name;
+    const std::string numbered = whole + "." + std::to_string(call);
     std::this_thread::sleep_for(std::chrono::milliseconds(FakeScript::number("delay." + name, 0)));
-    while (FakeScript::flag("hang." + name)) {
+    while (FakeScript::flag(whole) || FakeScript::flag(numbered)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
 }
@@ -39,7 +41,7 @@ int FakeCall::count(const std::string& name)
 
 int FakeCall::result(int otherwise)
 {
-    hang(m_name);
+    hang(m_name, m_number);
     const long long always = FakeScript::number(m_name, otherwise);
     const auto value = static_cast<int>(FakeScript::number(m_name + "." + std::to_string(m_number), always));
     FakeLog::line(m_name + "(" + m_arguments + ") = " + std::to_string(value));
@@ -48,7 +50,7 @@ int FakeCall::result(int otherwise)
 
 void FakeCall::done()
 {
-    hang(m_name);
+    hang(m_name, m_number);
     FakeLog::line(m_name + "(" + m_arguments + ")");
 }
 

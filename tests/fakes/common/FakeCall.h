@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// One call of a fake library's function: looks its result up in the script, hangs if it is told to, and
-/// writes the call down.
+/// One call of a fake library's function: looks its result up in the script, hangs if it is told to
+/// (`hang.NAME`, or `hang.NAME.N` for the N-th alone), and writes the call down when it returns.
 ///
 ///     int rtlsdr_set_center_freq(rtlsdr_dev_t* dev, uint32_t freq)
 ///     {

@@ -3,10 +3,13 @@
 // those of streaming is written down; each can be given a result, as in "libusb_claim_interface = -6" (busy),
 // "libusb_open = -3" (no permission), "libusb_submit_transfer = -11" (no memory). Keys of its own, beside
 // those of FakeScript.h:
-//   usb.rtl, usb.airspy, usb.airspyhf     how many of each are in; 0 unless told otherwise
+//   usb.rtl, usb.airspy, usb.airspyhf
+//                     how many of each are in; 0 unless told otherwise
 //   usb.overflow      1: transfers end by OVERFLOW
-//   station           hertz, of the carrier on the air; without it the carrier is tone.hz above what is tuned
-//   to
+//   usb.deaf          1: nobody answers a request; it ends by TIMEOUT when the caller's time is up, and
+//                     without such a time when this is 0 again
+//   station           hertz, of the carrier on the air; without it the carrier is tone.hz above what is
+//                     tuned to
 // `unplug` ends all transfers by NO_DEVICE, and what was open stays gone. With `stall` none ends, unless it
 // is cancelled. `rate` sets the pace alone, not how the carrier sounds.
 
@@ -18,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 static std::string text(const libusb_device_handle* handle)
 {
@@ -49,6 +53,22 @@ std::string hexadecimal(std::uint16_t value)
     char digits[7];
     std::snprintf(digits, sizeof digits, "0x%04x", value);
     return digits;
+}
+
+// Of what libusb asks on its own account: 1 s, as there.
+constexpr unsigned kDescriptorTimeoutMs = 1000;
+
+/// True if nobody answers; 0 is no timeout. The time it takes is what is played here, no wait for a fact.
+bool isDeaf(unsigned timeoutMs)
+{
+    if (!FakeScript::flag("usb.deaf")) {
+        return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(timeoutMs));
+    while (timeoutMs == 0 && FakeScript::flag("usb.deaf")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
 }
 
 void release(libusb_device* device)
@@ -142,7 +162,8 @@ void libusb_close(libusb_device_handle* handle)
 int libusb_get_string_descriptor_ascii(libusb_device_handle* handle, std::uint8_t index, unsigned char* data,
                                        int length)
 {
-    const int result = FakeCall("libusb_get_string_descriptor_ascii", handle, index, length).result(0);
+    const int answered = isDeaf(kDescriptorTimeoutMs) ? LIBUSB_ERROR_TIMEOUT : 0;
+    const int result = FakeCall("libusb_get_string_descriptor_ascii", handle, index, length).result(answered);
     const auto& strings = handle->device->model->strings;
     if (result != 0 || index == 0 || index > strings.size()) {
         return result != 0 ? result : LIBUSB_ERROR_INVALID_PARAM;
@@ -205,9 +226,12 @@ int libusb_reset_device(libusb_device_handle* handle)
 
 int libusb_control_transfer(libusb_device_handle* handle, std::uint8_t type, std::uint8_t request,
                             std::uint16_t value, std::uint16_t index, unsigned char* data,
-                            std::uint16_t length, unsigned /*timeout*/)
+                            std::uint16_t length, unsigned timeout)
 {
-    const int moved = handle->device->context->control(*handle, {type, request, value, index, data, length});
+    const int moved =
+        isDeaf(timeout)
+            ? LIBUSB_ERROR_TIMEOUT
+            : handle->device->context->control(*handle, {type, request, value, index, data, length});
     const std::string bytes =
         (type & LIBUSB_ENDPOINT_IN) != 0 ? std::to_string(length) : hexadecimal(data, length);
     return FakeCall("libusb_control_transfer", handle, type, request, hexadecimal(value), hexadecimal(index),
