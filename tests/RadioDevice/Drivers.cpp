@@ -26,20 +26,22 @@ QSharedPointer<InfoRadioDevice> record(const QString& identificator)
     return info;
 }
 
-/// A device of one of the libraries, which gets its usual deadline.
+/// A device of one of the libraries.
 template <class Device>
 std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
-                                          std::chrono::milliseconds watchdogInterval)
+                                          std::chrono::milliseconds watchdogInterval,
+                                          std::chrono::milliseconds deadline)
 {
-    auto device = std::make_unique<Device>(record<Device>(identificator), nullptr, BoundedCall::kDeadline,
-                                           watchdogInterval);
+    auto device =
+        std::make_unique<Device>(record<Device>(identificator), nullptr, deadline, watchdogInterval);
     device->reset();
     return device;
 }
 
 template <>
 std::unique_ptr<AbstractRadioDevice> make<IQPlayerRadioDevice>(const QString& identificator,
-                                                               std::chrono::milliseconds watchdogInterval)
+                                                               std::chrono::milliseconds watchdogInterval,
+                                                               std::chrono::milliseconds /*deadline*/)
 {
     auto device = std::make_unique<IQPlayerRadioDevice>(record<IQPlayerRadioDevice>(identificator), nullptr,
                                                         watchdogInterval);

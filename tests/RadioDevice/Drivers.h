@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "RadioDevice/Vendor/BoundedCall.h"
 
 #include <QVariant>
 #include <QVector>
@@ -19,16 +20,18 @@ struct Driver
     QString name;
     /// As the factory leaves it, on a receiver that works.
     std::unique_ptr<AbstractRadioDevice> (*make)(const QString& identificator,
-                                                 std::chrono::milliseconds watchdogInterval);
+                                                 std::chrono::milliseconds watchdogInterval,
+                                                 std::chrono::milliseconds deadline);
     QString identificator;
     QVector<Property> properties; ///< Those that are saved, restored and reset, in their order.
     QString openCall;             ///< Of the library, empty without one.
     QString closeCall;            ///< What each success of it is owed.
 
     [[nodiscard]] std::unique_ptr<AbstractRadioDevice>
-    device(std::chrono::milliseconds watchdogInterval = IQSource::kWatchdogInterval) const
+    device(std::chrono::milliseconds watchdogInterval = IQSource::kWatchdogInterval,
+           std::chrono::milliseconds deadline = BoundedCall::kDeadline) const
     {
-        return make(identificator, watchdogInterval);
+        return make(identificator, watchdogInterval, deadline);
     }
 };
 

@@ -1,16 +1,21 @@
 #pragma once
 
-#include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
+#include "RadioDevice/AirSpy/AirSpyFamilyEnumerator.h"
 
-/// Offers each Airspy R2 or mini that its library lists, by serial number. Each is opened for a moment to ask
-/// for its version; one that fails in this ends the refresh.
-class AirSpyEnumerator : public AbstractEnumerator
+struct airspy_device;
+
+/// Offers each Airspy R2 or mini that its library lists.
+class AirSpyEnumerator : public AirSpyFamilyEnumerator<airspy_device>
 {
     Q_OBJECT
 
 public:
-    using AbstractEnumerator::AbstractEnumerator;
+    explicit AirSpyEnumerator(EnumeratorRadioDevice* owner,
+                              std::chrono::milliseconds deadline = BoundedCall::kDeadline);
 
     [[nodiscard]] DefRadioDevice::Type type() const override { return DefRadioDevice::AirSpy; }
     void refresh() override;
+
+private:
+    [[nodiscard]] QSharedPointer<InfoRadioDevice> makeRecord() const override;
 };

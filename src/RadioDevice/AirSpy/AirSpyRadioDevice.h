@@ -1,18 +1,16 @@
 #pragma once
 
-#include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "RadioDevice/AirSpy/AirSpyFamilyDevice.h"
 #include "RadioDevice/AirSpy/AirSpyGains.h"
-#include "RadioDevice/Vendor/BoundedCall.h"
-#include "RadioDevice/Vendor/DeliveryGate.h"
 
 struct airspy_device;
 
-/// An Airspy R2 or mini. Its library delivers floats on a thread of its own, through a gate.
-/// Errors: those of a start end it, those of retuning are logged, those of gains and bias tee say nothing.
+/// An Airspy R2 or mini.
+/// Errors: those of gains and bias tee say nothing.
 ///
 /// `biasTee` reaches the hardware by its setter alone: what was stored while closed stays stored. The rates
 /// are the library's from the first start on, and a start always takes the first of them.
-class AirSpyRadioDevice : public AbstractRadioDevice
+class AirSpyRadioDevice : public AirSpyFamilyDevice<airspy_device>
 {
     Q_OBJECT
     Q_PROPERTY(bool biasTee READ biasTee WRITE setBiasTee RESET resetBiasTee NOTIFY biasTeeChanged)
@@ -31,16 +29,14 @@ public:
         [[nodiscard]] int type() const override { return DefRadioDevice::AirSpy; }
     };
 
-    /// The library may take `deadline` to stop and close the receiver, then it is left alone with it.
+    static const Library& library();
+
     AirSpyRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
                       std::chrono::milliseconds deadline = BoundedCall::kDeadline,
                       std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~AirSpyRadioDevice() override;
 
-    /// No range is kept to, and the hardware gets the frequency as it is, without the correction.
-    void setFrequency(double hertz) override;
     void resetFrequency() override;
-    void setSampleRate(double rate) override;
 
     [[nodiscard]] bool biasTee() const { return m_biasTee; }
     void setBiasTee(bool on);
@@ -79,10 +75,6 @@ public:
     void setVgaGain(int gain);
     void resetVgaGain() { setVgaGain(5); }
 
-    /// Publishes `count` pairs of floats, I first. On the library's thread, while the gate is open. What can
-    /// be no block (null, none or absurdly many) is dropped.
-    void deliver(const float* samples, int count);
-
 signals:
     void biasTeeChanged(bool biasTee);
     void gainModeChanged(int gainMode);
@@ -93,25 +85,11 @@ signals:
     void mixerGainChanged(int mixerGain);
     void vgaGainChanged(int vgaGain);
 
-private slots:
-    void onStart() override;
-    void onStop() override;
-
 private:
-    using Gate = DeliveryGate<AirSpyRadioDevice>;
+    [[nodiscard]] bool prepare() override;
+    void applySettings() override { setGainMode(gainMode()); }
+    void applyGains(AirSpyGains::Setting changed);
 
-    [[nodiscard]] bool openReceiver();
-    [[nodiscard]] bool readSampleRates();
-    // True if the result is one of success; otherwise the start is over, and the receiver closed.
-    [[nodiscard]] bool proceed(int result, const QString& failure);
-    void report(const QString& text, int result);
-    void stopReceiver();
-    void closeReceiver();
-    void applyGains(AirSpyGains::Setting changed) const;
-
-    std::chrono::milliseconds m_deadline;
-    airspy_device* m_dev = nullptr; // null while closed
     bool m_biasTee = false;
     AirSpyGains m_gains;
-    std::shared_ptr<Gate> m_gate; // of the present or the last start
 };

@@ -1,16 +1,21 @@
 #pragma once
 
-#include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
+#include "RadioDevice/AirSpy/AirSpyFamilyEnumerator.h"
 
-/// Offers each Airspy HF+ that its library lists, by serial number. Each is opened for a moment to ask for
-/// its version; one that fails in this ends the refresh.
-class AirSpyHFEnumerator : public AbstractEnumerator
+struct airspyhf_device;
+
+/// Offers each Airspy HF+ that its library lists.
+class AirSpyHFEnumerator : public AirSpyFamilyEnumerator<airspyhf_device>
 {
     Q_OBJECT
 
 public:
-    using AbstractEnumerator::AbstractEnumerator;
+    explicit AirSpyHFEnumerator(EnumeratorRadioDevice* owner,
+                                std::chrono::milliseconds deadline = BoundedCall::kDeadline);
 
     [[nodiscard]] DefRadioDevice::Type type() const override { return DefRadioDevice::AirSpyHF; }
     void refresh() override;
+
+private:
+    [[nodiscard]] QSharedPointer<InfoRadioDevice> makeRecord() const override;
 };

@@ -48,7 +48,8 @@ using SetSyncUpdatePeriod = int RSP_CALL(unsigned samples);
 using SetSyncUpdateSampleNum = int RSP_CALL(unsigned samples);
 using AntennaControl = int RSP_CALL(int antenna);
 
-constexpr int kNotInstalled = -1; ///< No result of the library's own.
+constexpr int kNotInstalled = -1; ///< No result of the library's own, as the next.
+constexpr int kLost = -1;         ///< Of a call that doesn't come back.
 
 /// Stands where an operation would be if there were a library, and fails.
 template <class Function>

@@ -2,17 +2,18 @@
 
 #include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
 #include "RadioDevice/Rsp/RspLibrary.h"
-
-#include <array>
+#include "RadioDevice/Vendor/VendorCalls.h"
 
 /// Offers each RSP that its library lists, by its number alone: nothing else of it goes into the record.
-/// Where the library isn't installed there are none. One of another version is warned of and used.
+/// Where the library isn't installed there are none. One of another version is warned of and used, one that
+/// doesn't come back by the deadline fails.
 class RspEnumerator : public AbstractEnumerator
 {
     Q_OBJECT
 
 public:
-    explicit RspEnumerator(EnumeratorRadioDevice* owner);
+    explicit RspEnumerator(EnumeratorRadioDevice* owner,
+                           std::chrono::milliseconds deadline = BoundedCall::kDeadline);
 
     [[nodiscard]] DefRadioDevice::Type type() const override { return DefRadioDevice::Rsp; }
     void refresh() override;
@@ -23,5 +24,5 @@ private:
     RspLibrary m_library;
     float m_apiVersion = 0.0F; // as the library reports it
     qint32 m_lastError = 0;    // the library's last result
-    std::array<RspApi::Device, RspApi::kMaxDevices> m_devices{};
+    VendorCalls m_calls;
 };

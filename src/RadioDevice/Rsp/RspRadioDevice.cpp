@@ -58,7 +58,7 @@ RspRadioDevice::RspRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* pa
     : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
     , m_library(RspLibrary::load())
     , m_ant(kAntennaA)
-    , m_deadline(deadline)
+    , m_calls(deadline)
 {
     m_supportSampleRates = QStringList{QStringLiteral("2048000")};
     m_sampleRate = kSampleRate;
@@ -78,21 +78,33 @@ RspRadioDevice::~RspRadioDevice()
 
 void RspRadioDevice::onStart()
 {
+    const VendorCalls::Operation operation(m_calls);
+    if (!libraryLoaded()) {
+        m_library = RspLibrary::load();
+    }
     m_streaming = true;
-    m_library.setDeviceIdx(m_info->identificator.toUInt());
-    m_library.debugEnable(1);
-    m_library.dcOffsetIqImbalanceControl(1, 0);
+    ask("mir_sdr_SetDeviceIdx", [index = m_info->identificator.toUInt()](const RspLibrary& library) {
+        return library.setDeviceIdx(index);
+    });
+    ask("mir_sdr_DebugEnable", [](const RspLibrary& library) { return library.debugEnable(1); });
+    ask("mir_sdr_DCoffsetIQimbalanceControl",
+        [](const RspLibrary& library) { return library.dcOffsetIqImbalanceControl(1, 0); });
     int samplesPerPacket = 0;
     m_lastError = initStream(samplesPerPacket);
     if (m_lastError != 0) {
-        const QString text = QStringLiteral("Error start RSP device ...") + QString::number(m_lastError);
-        emit errorHappen(text);
-        LOG_LIMITED(LOG_WARNING()) << text;
-        onStop();
+        failStart();
         return;
     }
-    m_library.setSyncUpdatePeriod(kSyncUpdatePeriod);
-    m_library.setSyncUpdateSampleNum(static_cast<unsigned>(samplesPerPacket));
+    ask("mir_sdr_SetSyncUpdatePeriod",
+        [](const RspLibrary& library) { return library.setSyncUpdatePeriod(kSyncUpdatePeriod); });
+    ask("mir_sdr_SetSyncUpdateSampleNum", [samplesPerPacket](const RspLibrary& library) {
+        return library.setSyncUpdateSampleNum(static_cast<unsigned>(samplesPerPacket));
+    });
+    if (!libraryLoaded()) {
+        m_lastError = RspApi::kLost;
+        failStart();
+        return;
+    }
     AbstractRadioDevice::onStart();
     // The block is the library's thread's from here on, unless someone has stopped the device already.
     if (running()) {
@@ -100,13 +112,55 @@ void RspRadioDevice::onStart()
     }
 }
 
+qint32 RspRadioDevice::ask(const char* what, std::function<int(const RspLibrary&)> question)
+{
+    if (!libraryLoaded()) {
+        return RspApi::kNotInstalled;
+    }
+    std::function<void()> late;
+    if (m_streaming) {
+        // What came of it is nobody's any more, unless another start has taken the library over since.
+        late = [library = m_library, stream = m_stream, index = m_info->identificator.toUInt()] {
+            if (!stream.isSuperseded()) {
+                library.streamUninit();
+                library.releaseDeviceIdx(index);
+            }
+        };
+    }
+    const auto result = m_calls.run(
+        QLatin1String(what),
+        [question = std::move(question), library = m_library] { return question(library); }, std::move(late));
+    if (!result) {
+        m_library = {};
+        m_stream.close();
+    }
+    return result.value_or(RspApi::kLost);
+}
+
+void RspRadioDevice::failStart()
+{
+    const QString text = QStringLiteral("Error start RSP device ...") + QString::number(m_lastError);
+    emit errorHappen(text);
+    LOG_LIMITED(LOG_WARNING()) << text;
+    onStop();
+}
+
 qint32 RspRadioDevice::initStream(int& samplesPerPacket)
 {
-    int reductionDb = kGainReductionDb;
-    int systemReductionDb = kGainReductionDb;
-    return m_library.streamInit(&reductionDb, sampleRate() / kPerMega, frequency() / kPerMega, kBandwidthType,
-                                kIfType, kLnaState, &systemReductionDb, kGainMode, &samplesPerPacket,
-                                &onSamples, &onGain, m_stream.begin());
+    const auto samples = std::make_shared<int>(0);
+    void* const context = m_stream.begin();
+    const qint32 result = ask("mir_sdr_StreamInit", [samples, context, rate = sampleRate() / kPerMega,
+                                                     hertz =
+                                                         frequency() / kPerMega](const RspLibrary& library) {
+        int reductionDb = kGainReductionDb;
+        int systemReductionDb = kGainReductionDb;
+        return library.streamInit(&reductionDb, rate, hertz, kBandwidthType, kIfType, kLnaState,
+                                  &systemReductionDb, kGainMode, samples.get(), &onSamples, &onGain, context);
+    });
+    if (result == 0) {
+        samplesPerPacket = *samples;
+    }
+    return result;
 }
 
 void RspRadioDevice::onStop()
@@ -118,15 +172,19 @@ void RspRadioDevice::onStop()
 void RspRadioDevice::endStream()
 {
     m_stream.close();
-    // Nothing follows from its not coming back: there is no handle to give up.
-    (void)BoundedCall::run(
-        QStringLiteral("mir_sdr_StreamUninit, mir_sdr_ReleaseDeviceIdx"),
-        [library = m_library, index = m_info->identificator.toUInt()] {
-            library.streamUninit();
-            library.releaseDeviceIdx(index);
-        },
-        m_deadline);
     m_streaming = false;
+    if (!libraryLoaded()) {
+        return;
+    }
+    const auto ended = m_calls.run(QStringLiteral("mir_sdr_StreamUninit, mir_sdr_ReleaseDeviceIdx"),
+                                   [library = m_library, index = m_info->identificator.toUInt()] {
+                                       library.streamUninit();
+                                       library.releaseDeviceIdx(index);
+                                       return 0;
+                                   });
+    if (!ended) {
+        m_library = {};
+    }
 }
 
 void RspRadioDevice::deliver(const short* xi, const short* xq, unsigned count)
@@ -138,8 +196,9 @@ void RspRadioDevice::deliver(const short* xi, const short* xq, unsigned count)
     if (samples != blockSize()) {
         setBlockSize(samples);
     }
-    convertRsp(xi, xq, samples, m_block.data());
-    write(0, false);
+    writeMade(samples, [xi, xq](DoubleComplex* made, int first, int n) {
+        convertRsp(xi + first, xq + first, n, made);
+    });
 }
 
 void RspRadioDevice::setFrequency(double hertz)
@@ -154,24 +213,29 @@ void RspRadioDevice::setFrequency(double hertz)
     AbstractRadioDevice::setFrequency(hertz);
 }
 
-qint32 RspRadioDevice::retune(double hertz) const
+qint32 RspRadioDevice::retune(double hertz)
 {
     if (band(hertz) == band(frequency())) {
-        return m_library.setRf(hertz, kAbsolute, kNotSynchronous);
+        return ask("mir_sdr_SetRf", [hertz](const RspLibrary& library) {
+            return library.setRf(hertz, kAbsolute, kNotSynchronous);
+        });
     }
-    int reductionDb = kGainReductionDb;
-    int systemReductionDb = 0;
-    int samplesPerPacket = 0;
-    return m_library.reinit(&reductionDb, kSampleRate / kPerMega, hertz / kPerMega, kBandwidthType, kIfType,
-                            kLoMode, kLnaState, &systemReductionDb, kGainMode, &samplesPerPacket,
-                            kFrequencyChanged);
+    return ask("mir_sdr_Reinit", [hertz](const RspLibrary& library) {
+        int reductionDb = kGainReductionDb;
+        int systemReductionDb = 0;
+        int samplesPerPacket = 0;
+        return library.reinit(&reductionDb, kSampleRate / kPerMega, hertz / kPerMega, kBandwidthType, kIfType,
+                              kLoMode, kLnaState, &systemReductionDb, kGainMode, &samplesPerPacket,
+                              kFrequencyChanged);
+    });
 }
 
 void RspRadioDevice::setAnt(int ant)
 {
     m_ant = ant == kAntennaA || ant == kAntennaB ? ant : kAntennaA;
     emit antChanged(m_ant);
-    m_lastError = m_library.antennaControl(m_ant);
+    m_lastError = ask("mir_sdr_RSPII_AntennaControl",
+                      [ant = m_ant](const RspLibrary& library) { return library.antennaControl(ant); });
     if (m_lastError != 0) {
         const QString text = QStringLiteral("Error select antenna port ...") + QString::number(m_lastError);
         emit errorHappen(text);

@@ -3,7 +3,7 @@
 #include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "RadioDevice/Rsp/RspLibrary.h"
 #include "RadioDevice/Rsp/RspStream.h"
-#include "RadioDevice/Vendor/BoundedCall.h"
+#include "RadioDevice/Vendor/VendorCalls.h"
 
 /// An RSP: one sample rate, a fixed gain reduction, a choice of antenna. Its library delivers 16-bit samples
 /// on a thread of its own.
@@ -24,7 +24,8 @@ public:
         [[nodiscard]] int type() const override { return DefRadioDevice::Rsp; }
     };
 
-    /// The library may take `deadline` to end its stream, then it is left alone with it.
+    /// The library may take `deadline` for a start, a setter or a stop, then it is left alone with it: a
+    /// start or a setter fails, no more samples come, and the watch for them ends the session.
     RspRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
                    std::chrono::milliseconds deadline = BoundedCall::kDeadline,
                    std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
@@ -48,8 +49,11 @@ private slots:
     void onStop() override;
 
 private:
+    // A call that is left behind fails, and until the next start nothing more is asked of the library.
+    qint32 ask(const char* what, std::function<int(const RspLibrary&)> question);
     [[nodiscard]] qint32 initStream(int& samplesPerPacket);
-    [[nodiscard]] qint32 retune(double hertz) const;
+    [[nodiscard]] qint32 retune(double hertz);
+    void failStart();
     void endStream();
     // On the library's thread. What can be no block (null, none or absurdly many) is dropped.
     void deliver(const short* xi, const short* xq, unsigned count);
@@ -57,7 +61,7 @@ private:
     RspLibrary m_library;
     qint32 m_lastError = 0; // the library's last result
     qint32 m_ant;
-    std::chrono::milliseconds m_deadline;
+    VendorCalls m_calls;
     RspStream m_stream;
     bool m_streaming = false; // between the beginning of a start and the end of its stop
 };

@@ -21,6 +21,9 @@ public:
     /// When this returns the receiver is not being called, nor will it be.
     void close();
 
+    /// True while another stream has begun and isn't closed yet: the library is that one's.
+    [[nodiscard]] bool isSuperseded() const;
+
     static void deliver(const void* context, const short* xi, const short* xq, unsigned count);
 
 private:

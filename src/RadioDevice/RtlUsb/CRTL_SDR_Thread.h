@@ -21,6 +21,9 @@ public:
     /// `dev` stays open until the thread has finished. `bufferLength` is in bytes.
     CRTL_SDR_Thread(rtlsdr_dev* dev, std::shared_ptr<Gate> gate, quint32 bufferLength);
 
+    /// Ends the read, waits for the thread's end, however long, and gives the dongle back. Any other thread.
+    void close() const;
+
     /// What the library calls with each buffer; `context` is the gate.
     static void onRead(unsigned char* buffer, quint32 length, void* context);
 

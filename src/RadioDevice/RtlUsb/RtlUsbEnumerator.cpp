@@ -23,24 +23,58 @@ QString toText(const UsbString& bytes)
     return QString::fromUtf8(bytes.data(), static_cast<int>(end - bytes.cbegin()));
 }
 
+struct Dongle
+{
+    QByteArray name;
+    UsbString manufacturer{};
+    UsbString product{};
+    UsbString serial{};
+};
+
 } // namespace
+
+RtlUsbEnumerator::RtlUsbEnumerator(EnumeratorRadioDevice* owner, std::chrono::milliseconds deadline)
+    : AbstractEnumerator(owner)
+    , m_calls(deadline)
+{
+}
+
+quint32 RtlUsbEnumerator::count()
+{
+    const auto found = std::make_shared<quint32>(0);
+    const auto counted = m_calls.run(QStringLiteral("rtlsdr_get_device_count"), [found] {
+        *found = rtlsdr_get_device_count();
+        return 0;
+    });
+    return counted ? std::min(*found, kMaxDevices) : 0;
+}
 
 void RtlUsbEnumerator::refresh()
 {
-    const quint32 count = std::min(rtlsdr_get_device_count(), kMaxDevices);
-    for (quint32 index = 0; index < count; ++index) {
-        const QString name = QString::fromUtf8(rtlsdr_get_device_name(index));
-        UsbString manufacturer{};
-        UsbString product{};
-        UsbString serial{};
-        if (rtlsdr_get_device_usb_strings(index, manufacturer.data(), product.data(), serial.data()) != 0) {
+    const quint32 dongles = count();
+    for (quint32 index = 0; index < dongles; ++index) {
+        const VendorCalls::Operation operation(m_calls);
+        const auto dongle = std::make_shared<Dongle>();
+        const auto named = m_calls.run(QStringLiteral("rtlsdr_get_device_name"), [dongle, index] {
+            dongle->name = rtlsdr_get_device_name(index);
+            return 0;
+        });
+        const QString name = named ? QString::fromUtf8(dongle->name) : QString();
+        const auto read = named ? m_calls.run(QStringLiteral("rtlsdr_get_device_usb_strings"),
+                                              [dongle, index] {
+                                                  return rtlsdr_get_device_usb_strings(
+                                                      index, dongle->manufacturer.data(),
+                                                      dongle->product.data(), dongle->serial.data());
+                                              })
+                                : std::nullopt;
+        if (read != 0) {
             LOG_WARNING() << "Unable to access rtlusb device #" << index << name;
             continue;
         }
         auto info = QSharedPointer<RtlUsbRadioDevice::DeviceInfo>::create();
         info->title = QStringLiteral("RTL-SDR");
-        info->description = toText(manufacturer) + QLatin1Char(' ') + toText(product) +
-                            QStringLiteral(" S/N: ") + toText(serial);
+        info->description = toText(dongle->manufacturer) + QLatin1Char(' ') + toText(dongle->product) +
+                            QStringLiteral(" S/N: ") + toText(dongle->serial);
         info->identificator = QString::number(index);
         m_owner->add(info);
     }

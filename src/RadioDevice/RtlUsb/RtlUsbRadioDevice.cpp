@@ -8,7 +8,6 @@
 #include <array>
 #include <limits>
 #include <rtl-sdr.h>
-#include <thread>
 #include <utility>
 
 namespace
@@ -29,9 +28,6 @@ constexpr const char* kUnknownMinFrequencyKhz = "50000"; // of kUnknownMinFreque
 constexpr int kBlockSize = 32'768; // samples of a buffer
 constexpr int kBytesPerSample = 2;
 
-constexpr std::chrono::microseconds kPoll{100};
-constexpr std::chrono::milliseconds kPollLeftBehind{100}; // once nobody waits any more
-
 // Truncated, and held to what the library's calls take.
 quint32 toHertz(double hertz)
 {
@@ -43,30 +39,21 @@ QString sampleRateError(double rate)
     return QStringLiteral("Error set sampleRate! ") + QString::number(rate, 'g', 6);
 }
 
-// Ends the read and gives the dongle back.
-void close(rtlsdr_dev* dev, const CRTL_SDR_Thread& thread)
+// What a call that didn't come back has for a result: a failure, as each that isn't 0 is.
+constexpr int kLost = -1;
+
+void closeDongle(rtlsdr_dev* dev)
 {
-    const auto deadline = std::chrono::steady_clock::now() + BoundedCall::kDeadline;
-    // Before the thread has entered the read there is nothing to cancel, and the wish is lost.
-    bool cancelled = rtlsdr_cancel_async(dev) == 0;
-    while (!thread.isFinished()) {
-        if (std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(kPoll);
-        } else {
-            std::this_thread::sleep_for(kPollLeftBehind);
-        }
-        cancelled = cancelled || rtlsdr_cancel_async(dev) == 0;
-    }
     rtlsdr_close(dev);
 }
 
 } // namespace
 
 RtlUsbRadioDevice::RtlUsbRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                     std::chrono::milliseconds stopDeadline,
+                                     std::chrono::milliseconds deadline,
                                      std::chrono::milliseconds watchdogInterval)
     : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
-    , m_stopDeadline(stopDeadline)
+    , m_receiver(deadline, kLost, [this] { leaveReading(); })
 {
     initDsp();
     for (const char* rate : {"3200000", "2880000", "2400000", "2048000", "1800000", "1600000", "1152000",
@@ -88,15 +75,18 @@ RtlUsbRadioDevice::~RtlUsbRadioDevice()
 void RtlUsbRadioDevice::onStart()
 {
     LOG_DEBUG() << "Start rtlsdr dongle #" << m_info->identificator << "...";
-    if (rtlsdr_open(&m_dev, static_cast<quint32>(m_info->identificator.toInt())) != 0) {
+    const auto operation = m_receiver.operation();
+    if (m_receiver.open("rtlsdr_open", &rtlsdr_open, static_cast<quint32>(m_info->identificator.toInt()),
+                        &closeDongle) != 0) {
         failStart(QStringLiteral("Error open device #") + m_info->identificator);
         return;
     }
-    if (rtlsdr_set_sample_rate(m_dev, toHertz(sampleRate())) != 0) {
+    if (setReceiverRate(sampleRate()) != 0) {
         failStart(sampleRateError(sampleRate()));
         return;
     }
-    m_tunerType = rtlsdr_get_tuner_type(m_dev);
+    m_tunerType = m_receiver.ask("rtlsdr_get_tuner_type",
+                                 [](rtlsdr_dev* dev) { return int{rtlsdr_get_tuner_type(dev)}; });
     LOG_DEBUG() << "rtl type " << m_tunerType;
     if (isTunerKnown()) {
         LOG_DEBUG() << "min freq:" << kTunerMinFrequency.at(static_cast<std::size_t>(m_tunerType));
@@ -107,10 +97,16 @@ void RtlUsbRadioDevice::onStart()
     setRtlAgc(m_rtlAgc);
     setTunerAgc(m_tunerAgc);
     setTunerGain(m_tunerGain);
-    rtlsdr_reset_buffer(m_dev);
+    m_receiver.call("rtlsdr_reset_buffer", &rtlsdr_reset_buffer);
+    if (!m_receiver) {
+        failStart(QStringLiteral("Error open device #") + m_info->identificator);
+        return;
+    }
     setBlockSize(kBlockSize);
     m_gate = std::make_shared<CRTL_SDR_Thread::Gate>(this);
-    m_readThread = std::make_shared<CRTL_SDR_Thread>(m_dev, m_gate, kBytesPerSample * kBlockSize);
+    m_readThread =
+        std::make_shared<CRTL_SDR_Thread>(m_receiver.handle(), m_gate, kBytesPerSample * kBlockSize);
+    m_receiver.setRelease([thread = m_readThread](rtlsdr_dev* /*dev*/) { thread->close(); });
     AbstractRadioDevice::onStart();
     m_gate->open();
 }
@@ -129,14 +125,22 @@ void RtlUsbRadioDevice::stopReading()
     if (m_readThread == nullptr) {
         return;
     }
+    const auto operation = m_receiver.operation();
     m_gate->close();
     // A read that doesn't return is left behind with all that it uses, and the handle with it.
-    std::ignore = BoundedCall::run(
-        QStringLiteral("rtlsdr_cancel_async, rtlsdr_close"),
-        [dev = m_dev, thread = m_readThread, gate = m_gate] { close(dev, *thread); }, m_stopDeadline);
+    m_receiver.finish("rtlsdr_cancel_async, rtlsdr_close",
+                      [thread = m_readThread](rtlsdr_dev* /*dev*/) { thread->close(); });
+    m_receiver.forget();
+    leaveReading();
+}
+
+void RtlUsbRadioDevice::leaveReading()
+{
+    if (m_gate != nullptr) {
+        m_gate->close();
+    }
     m_readThread.reset();
     m_gate.reset();
-    m_dev = nullptr;
 }
 
 void RtlUsbRadioDevice::failStart(const QString& text)
@@ -158,19 +162,22 @@ void RtlUsbRadioDevice::onRead(const unsigned char* buffer, quint32 length)
     if (!running()) {
         return;
     }
-    convertRtlUsb(buffer, samples, m_swapIQ, m_block.data());
-    write(0, false);
+    writeMade(samples, [buffer, swapped = swapIQ()](DoubleComplex* made, int first, int count) {
+        convertRtlUsb(buffer + kBytesPerSample * first, count, swapped, made);
+    });
 }
 
 void RtlUsbRadioDevice::setSampleRate(double rate)
 {
     AbstractRadioDevice::setSampleRate(rate);
-    if (!isUsable(rate) || !running() || m_dev == nullptr) {
-        return;
-    }
-    if (rtlsdr_set_sample_rate(m_dev, toHertz(rate)) != 0) {
+    if (isUsable(rate) && running() && m_receiver && setReceiverRate(rate) != 0) {
         reportSetter(sampleRateError(rate));
     }
+}
+
+int RtlUsbRadioDevice::setReceiverRate(double rate)
+{
+    return m_receiver.call("rtlsdr_set_sample_rate", &rtlsdr_set_sample_rate, toHertz(rate));
 }
 
 void RtlUsbRadioDevice::resetSampleRate()
@@ -188,7 +195,8 @@ void RtlUsbRadioDevice::setFrequency(double hertz)
         AbstractRadioDevice::setFrequency(m_loFrequency);
         return;
     }
-    if (m_dev != nullptr && rtlsdr_set_center_freq(m_dev, toHertz(hertz)) != 0) {
+    if (m_receiver &&
+        m_receiver.call("rtlsdr_set_center_freq", &rtlsdr_set_center_freq, toHertz(hertz)) != 0) {
         LOG_LIMITED(LOG_WARNING()) << "Error set RTLSDR LO " << hertz;
         AbstractRadioDevice::setFrequency(m_loFrequency);
         return;
@@ -209,10 +217,11 @@ bool RtlUsbRadioDevice::isTunerKnown() const
 void RtlUsbRadioDevice::setSamplingMode(int mode)
 {
     m_samplingMode = mode;
-    if (m_dev == nullptr) {
+    if (!m_receiver) {
         return;
     }
-    if (rtlsdr_set_direct_sampling(m_dev, mode) != 0) {
+    const auto operation = m_receiver.operation();
+    if (m_receiver.call("rtlsdr_set_direct_sampling", &rtlsdr_set_direct_sampling, mode) != 0) {
         reportSetter(QStringLiteral("Error set sampling mpde = %1!").arg(mode));
     }
     qint32 lowest = kUnknownMinFrequency;
@@ -230,7 +239,7 @@ void RtlUsbRadioDevice::setSamplingMode(int mode)
 void RtlUsbRadioDevice::setRtlPpm(int ppm)
 {
     m_rtlPpm = ppm != 0;
-    if (m_dev != nullptr && rtlsdr_set_freq_correction(m_dev, ppm) != 0) {
+    if (m_receiver && m_receiver.call("rtlsdr_set_freq_correction", &rtlsdr_set_freq_correction, ppm) != 0) {
         reportSetter(QStringLiteral("Error set correction ppm = %1!").arg(ppm));
     }
 }
@@ -238,7 +247,8 @@ void RtlUsbRadioDevice::setRtlPpm(int ppm)
 void RtlUsbRadioDevice::setOffsetTuning(bool offsetTuning)
 {
     m_offsetTuning = offsetTuning;
-    if (m_dev != nullptr && rtlsdr_set_offset_tuning(m_dev, offsetTuning ? 1 : 0) != 0) {
+    if (m_receiver &&
+        m_receiver.call("rtlsdr_set_offset_tuning", &rtlsdr_set_offset_tuning, offsetTuning ? 1 : 0) != 0) {
         reportSetter(QStringLiteral("Error set offset tuning = %1!").arg(offsetTuning ? 1 : 0));
     }
 }
@@ -246,7 +256,7 @@ void RtlUsbRadioDevice::setOffsetTuning(bool offsetTuning)
 void RtlUsbRadioDevice::setRtlAgc(bool rtlAgc)
 {
     m_rtlAgc = rtlAgc;
-    if (m_dev != nullptr && rtlsdr_set_agc_mode(m_dev, rtlAgc ? 1 : 0) != 0) {
+    if (m_receiver && m_receiver.call("rtlsdr_set_agc_mode", &rtlsdr_set_agc_mode, rtlAgc ? 1 : 0) != 0) {
         reportSetter(QStringLiteral("Error RTLUSB set agc rtl2832!"));
     }
 }
@@ -254,7 +264,8 @@ void RtlUsbRadioDevice::setRtlAgc(bool rtlAgc)
 void RtlUsbRadioDevice::setTunerAgc(bool tunerAgc)
 {
     m_tunerAgc = tunerAgc;
-    if (m_dev != nullptr && rtlsdr_set_tuner_gain_mode(m_dev, tunerAgc ? 1 : 0) != 0) {
+    if (m_receiver &&
+        m_receiver.call("rtlsdr_set_tuner_gain_mode", &rtlsdr_set_tuner_gain_mode, tunerAgc ? 1 : 0) != 0) {
         reportSetter(QStringLiteral("Error RTLUSB set agc tuner!"));
     }
 }
@@ -262,11 +273,11 @@ void RtlUsbRadioDevice::setTunerAgc(bool tunerAgc)
 void RtlUsbRadioDevice::setTunerGain(int tunerGain)
 {
     m_tunerGain = tunerGain;
-    if (m_tunerAgc || m_dev == nullptr) {
+    if (m_tunerAgc || !m_receiver) {
         return;
     }
     LOG_LIMITED(LOG_DEBUG()) << "set tuner gain" << tunerGain;
-    if (rtlsdr_set_tuner_gain(m_dev, tunerGain) != 0) {
+    if (m_receiver.call("rtlsdr_set_tuner_gain", &rtlsdr_set_tuner_gain, tunerGain) != 0) {
         reportSetter(QStringLiteral("Error set tuner gain = %1!").arg(tunerGain));
     }
 }

@@ -2,14 +2,15 @@
 
 #include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "RadioDevice/RtlUsb/CRTL_SDR_Thread.h"
-#include "RadioDevice/Vendor/BoundedCall.h"
+#include "RadioDevice/Vendor/VendorHandle.h"
 
 /// An RTL2832U dongle through librtlsdr.
 /// Thread:    the device's own, but for `onRead`, which the reading thread calls through the gate.
 /// Ownership: of the library's handle from a start to the stop of the running device. A start that fails
 ///            behind the opening leaves the dongle open.
 /// Errors:    a setter stores first and reports what the library refuses by errorHappen and a warning; what
-///            was stored stays.
+///            was stored stays. A call that doesn't come back fails and gives the dongle up (VendorHandle):
+///            in a start it fails that, later no more samples come, and the watch for them ends the session.
 ///
 /// The dongle is tuned to what is asked for, without `ppmCorrection`: the library has a correction of its
 /// own, `rtlPpm`. That one and `offsetTuning` reach an open dongle alone; a start doesn't repeat them.
@@ -32,8 +33,9 @@ public:
         [[nodiscard]] int type() const override { return DefRadioDevice::RtlUsb; }
     };
 
+    /// The library may take `deadline` for a start, a setter or a stop, then it is left alone with it.
     RtlUsbRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                      std::chrono::milliseconds stopDeadline = BoundedCall::kDeadline,
+                      std::chrono::milliseconds deadline = BoundedCall::kDeadline,
                       std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~RtlUsbRadioDevice() override;
 
@@ -90,7 +92,9 @@ private:
     void failStart(const QString& text);
     void reportSetter(const QString& text);
     [[nodiscard]] bool isTunerKnown() const;
+    [[nodiscard]] int setReceiverRate(double rate);
     void stopReading();
+    void leaveReading();
 
     bool m_biasTee = false;
     bool m_rtlPpm = false;
@@ -99,9 +103,8 @@ private:
     bool m_tunerAgc = false;
     int m_tunerGain = 0;    // 0.1 dB
     int m_samplingMode = 0; // as the library numbers it
-    rtlsdr_dev* m_dev = nullptr;
-    int m_tunerType = 0; // as the library numbers it
+    int m_tunerType = 0;    // as the library numbers it
     std::shared_ptr<CRTL_SDR_Thread> m_readThread;
     std::shared_ptr<CRTL_SDR_Thread::Gate> m_gate;
-    std::chrono::milliseconds m_stopDeadline;
+    VendorHandle<rtlsdr_dev> m_receiver;
 };

@@ -16,20 +16,29 @@ struct Completion
     std::mutex mutex;
     std::condition_variable changed;
     bool done = false;
+    bool leftBehind = false;
 };
 
 } // namespace
 
-bool BoundedCall::run(const QString& what, std::function<void()> call, std::chrono::milliseconds deadline)
+bool BoundedCall::run(const QString& what, std::function<void()> call, std::chrono::milliseconds deadline,
+                      std::function<void()> late)
 {
     auto completion = std::make_shared<Completion>();
-    std::thread thread([completion, call = std::move(call)]() mutable {
+    std::thread thread([completion, call = std::move(call), late = std::move(late)]() mutable {
         call();
         // What the call owns goes before anyone hears of its end.
         call = nullptr;
-        const std::lock_guard lock(completion->mutex);
-        completion->done = true;
-        completion->changed.notify_one();
+        std::unique_lock lock(completion->mutex);
+        if (!completion->leftBehind) {
+            completion->done = true;
+            completion->changed.notify_one();
+            return;
+        }
+        lock.unlock();
+        if (late) {
+            late();
+        }
     });
     std::unique_lock lock(completion->mutex);
     if (completion->changed.wait_for(lock, deadline, [&completion] { return completion->done; })) {
@@ -37,6 +46,7 @@ bool BoundedCall::run(const QString& what, std::function<void()> call, std::chro
         thread.join();
         return true;
     }
+    completion->leftBehind = true;
     thread.detach();
     LOG_WARNING() << "The receiver's library doesn't come back, it is left behind:" << what;
     return false;

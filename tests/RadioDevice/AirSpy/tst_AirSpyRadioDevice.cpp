@@ -480,7 +480,7 @@ void tst_AirSpyRadioDevice::stopThatHangsIsLeftBehind_data()
 void tst_AirSpyRadioDevice::stopThatHangsIsLeftBehind()
 {
     QFETCH(QString, call);
-    auto receiver = m_rig.started(50ms);
+    auto receiver = m_rig.started(300ms);
     m_vendor.set(QStringLiteral("hang.") + call, 1);
     QElapsedTimer elapsed;
     elapsed.start();
@@ -506,7 +506,7 @@ void tst_AirSpyRadioDevice::failedStartWhoseCloseHangsIsLeftBehind()
 {
     m_vendor.set(QStringLiteral("airspy_start_rx"), -1);
     m_vendor.set(QStringLiteral("hang.airspy_close"), 1);
-    auto receiver = m_rig.make(QStringLiteral("7"), 50ms);
+    auto receiver = m_rig.make(QStringLiteral("7"), 300ms);
     {
         const LogCapture log;
         QVERIFY(receiver->start(false));

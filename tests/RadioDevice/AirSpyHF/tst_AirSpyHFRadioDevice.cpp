@@ -478,7 +478,7 @@ void tst_AirSpyHFRadioDevice::stopThatHangsIsLeftBehind_data()
 void tst_AirSpyHFRadioDevice::stopThatHangsIsLeftBehind()
 {
     QFETCH(QString, call);
-    auto receiver = m_rig.started(50ms);
+    auto receiver = m_rig.started(300ms);
     m_vendor.set(QStringLiteral("hang.") + call, 1);
     QElapsedTimer elapsed;
     elapsed.start();
@@ -502,7 +502,7 @@ void tst_AirSpyHFRadioDevice::stopThatHangsIsLeftBehind()
 
 void tst_AirSpyHFRadioDevice::closeThatNeverReturnsAfterAnUnplugHoldsNobody()
 {
-    auto receiver = m_rig.started(50ms);
+    auto receiver = m_rig.started(300ms);
     QTRY_VERIFY(m_rig.written(*receiver) > 0);
     m_vendor.set(QStringLiteral("hang.airspyhf_close"), 1);
     m_vendor.set(QStringLiteral("unplug"), 1);

@@ -301,7 +301,7 @@ void tst_RspRadioDevice::stopThatNeverComesBackIsLeftBehind_data()
 void tst_RspRadioDevice::stopThatNeverComesBackIsLeftBehind()
 {
     QFETCH(QString, call);
-    RspRig rig(m_vendor, std::chrono::milliseconds(20));
+    RspRig rig(m_vendor, std::chrono::milliseconds(300));
     rig.open();
     m_vendor.set(QStringLiteral("hang.") + call, 1);
     rig.device->stop();

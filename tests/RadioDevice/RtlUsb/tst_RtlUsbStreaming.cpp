@@ -218,7 +218,7 @@ void tst_RtlUsbStreaming::stopBehindAStartCancelsUntilTheReadHears()
 void tst_RtlUsbStreaming::readThatNeverReturnsIsLeftBehind()
 {
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
-    RtlUsbRig rig(m_vendor, 50ms);
+    RtlUsbRig rig(m_vendor, 300ms);
     QSignalSpy stopped(rig.device.get(), &Worker::stopped);
     QVERIFY(rig.device->start(false));
     QTRY_VERIFY(rig.written() > 0);
@@ -245,7 +245,7 @@ void tst_RtlUsbStreaming::readThatNeverReturnsIsLeftBehind()
 void tst_RtlUsbStreaming::closeThatNeverReturnsIsLeftBehind()
 {
     m_vendor.set(QStringLiteral("hang.rtlsdr_close"), 1);
-    RtlUsbRig rig(m_vendor, 50ms);
+    RtlUsbRig rig(m_vendor, 300ms);
     QVERIFY(rig.device->start(false));
     QTRY_VERIFY(rig.written() > 0);
     rig.device->stop();
@@ -258,7 +258,7 @@ void tst_RtlUsbStreaming::closeThatNeverReturnsIsLeftBehind()
 void tst_RtlUsbStreaming::deviceStartsAgainBesideWhatWasLeftBehind()
 {
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
-    RtlUsbRig rig(m_vendor, 20ms);
+    RtlUsbRig rig(m_vendor, 300ms);
     QVERIFY(rig.device->start(false));
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_read_async(dev1")).size(), 1);
     rig.device->stop();
@@ -278,7 +278,7 @@ void tst_RtlUsbStreaming::deviceMayGoBeforeWhatItLeftBehind()
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
     m_vendor.set(QStringLiteral("rtlsdr.late"), 20);
     {
-        RtlUsbRig rig(m_vendor, 20ms);
+        RtlUsbRig rig(m_vendor, 300ms);
         QVERIFY(rig.device->start(false));
         QTRY_VERIFY(rig.written() > 0);
         rig.device->stop();

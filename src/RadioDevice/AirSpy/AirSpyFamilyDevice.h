@@ -1,0 +1,63 @@
+#pragma once
+
+#include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "RadioDevice/AirSpy/AirSpyLibrary.h"
+#include "RadioDevice/Vendor/DeliveryGate.h"
+#include "RadioDevice/Vendor/VendorHandle.h"
+
+/// What the drivers of the Airspy receivers have in common: a library that opens by serial number, names its
+/// rates, and delivers floats on a thread of its own, through a gate. `Handle` is that of the library.
+/// Errors: those of a start end it, those of retuning are logged. A call that doesn't come back gives the
+///         receiver up (VendorHandle): in a start it fails that, later no more samples come, and the watch
+///         for them ends the session.
+template <class Handle>
+class AirSpyFamilyDevice : public AbstractRadioDevice
+{
+public:
+    using Library = AirSpyLibrary<Handle>;
+
+    ~AirSpyFamilyDevice() override;
+
+    /// No range is kept to, and the hardware gets the frequency as it is, without the correction.
+    void setFrequency(double hertz) override;
+    void setSampleRate(double rate) override;
+
+    /// Publishes `count` pairs of floats, I first. On the library's thread, while the gate is open. What can
+    /// be no block (null, none or absurdly many) is dropped.
+    void deliver(const float* samples, int count);
+
+    /// What a library's callback does with the gate that it was started with.
+    static void deliverThrough(void* gate, const float* samples, int count);
+
+protected:
+    /// The library may take `deadline` for a start, a setter or a stop, then it is left alone with it.
+    AirSpyFamilyDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent, const Library& library,
+                       std::chrono::milliseconds deadline, std::chrono::milliseconds watchdogInterval);
+
+    void onStart() override;
+    void onStop() override;
+
+    /// Of a start: between setting the rate and starting. False if that ended the start, by `proceed`.
+    [[nodiscard]] virtual bool prepare() { return true; }
+    /// Of a start: behind the tuning.
+    virtual void applySettings() = 0;
+
+    /// True if the result is one of success; otherwise the start is over, and the receiver closed.
+    [[nodiscard]] bool proceed(int result, const char* failure);
+
+    VendorHandle<Handle> m_receiver; // null while closed; a stop that failed may leave it set
+
+private:
+    using Gate = DeliveryGate<AirSpyFamilyDevice>;
+
+    [[nodiscard]] bool openReceiver();
+    [[nodiscard]] bool readSampleRates();
+    [[nodiscard]] int setReceiverFrequency(double hertz);
+    [[nodiscard]] int setReceiverRate(double rate);
+    void report(const char* text, int result);
+    void stopReceiver();
+    void closeReceiver();
+
+    const Library& m_library;
+    std::shared_ptr<Gate> m_gate; // of the present or the last start
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
+#include "Core/RadioDevice/InfoRadioDevice.h"
+#include "RadioDevice/AirSpy/AirSpyConversion.h"
+#include "RadioDevice/AirSpy/AirSpyLibrary.h"
+#include "RadioDevice/Vendor/VendorHandle.h"
+
+/// Offers each receiver of an Airspy family that its library lists, by serial number. Each is opened for a
+/// moment to ask for its version; one that fails in this ends the refresh, as does a library that hasn't come
+/// back by the deadline, which a refresh has once.
+template <class Handle>
+class AirSpyFamilyEnumerator : public AbstractEnumerator
+{
+protected:
+    AirSpyFamilyEnumerator(EnumeratorRadioDevice* owner, const AirSpyLibrary<Handle>& library,
+                           std::chrono::milliseconds deadline);
+
+    /// What a refresh does. False if there is no list at all.
+    [[nodiscard]] bool addAll();
+
+    /// With its title.
+    [[nodiscard]] virtual QSharedPointer<InfoRadioDevice> makeRecord() const = 0;
+
+private:
+    [[nodiscard]] bool list(AirSpyConversion::Serials& serials);
+    [[nodiscard]] bool readVersion(quint64 serial, AirSpyConversion::Version& version);
+    [[nodiscard]] bool close();
+
+    const AirSpyLibrary<Handle>& m_library;
+    VendorHandle<Handle> m_receiver;
+};
