@@ -16,6 +16,8 @@
 namespace
 {
 
+constexpr int kHelpWidth = 79; // columns, as the options below it
+
 int toInt(ExitCode code)
 {
     return static_cast<int>(code);
@@ -42,7 +44,8 @@ int help()
             "Exit codes: 0 done, 1 failed here, 2 wrong usage, 3 not found, 4 no answer, 5 refused,"),
         QStringLiteral("6 session lost, 7 not taken by the receiver, 130 interrupted."),
     };
-    return toInt(Terminal::print(lines.join(QLatin1Char('\n'))) ? ExitCode::Done : ExitCode::Failed);
+    Terminal::print(lines.join(QLatin1Char('\n')));
+    return toInt(Terminal::outputCode());
 }
 
 int usageError(const QString& line)
@@ -67,17 +70,20 @@ int runCommand(const CommandEntry& entry, const QStringList& arguments)
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Log to standard error what goes on below."));
     QCommandLineParser parser;
-    parser.setApplicationDescription(QLatin1String(entry.details));
+    parser.setApplicationDescription(Text::wrapped(QLatin1String(entry.details), kHelpWidth));
     command->describe(parser);
     parser.addOptions({helpOption, verbose});
     QStringList own = arguments;
     own.removeAt(1);
     if (!parser.parse(own)) {
-        return usageError(parser.errorText().section(QLatin1Char('\n'), 0, 0));
+        QString what = parser.errorText().section(QLatin1Char('\n'), 0, 0);
+        what.chop(what.endsWith(QLatin1Char('.')) ? 1 : 0);
+        return usageError(QStringLiteral("%1: \"orvenlink-client %2 --help\" lists what there is")
+                              .arg(Text::foreign(what), entry.name));
     }
     if (parser.isSet(helpOption)) {
-        return toInt(Terminal::write(commandHelp(entry, parser).toLocal8Bit()) ? ExitCode::Done
-                                                                               : ExitCode::Failed);
+        Terminal::write(commandHelp(entry, parser).toLocal8Bit());
+        return toInt(Terminal::outputCode());
     }
     ClientLog::setVerbose(parser.isSet(verbose));
     const QString error = command->read(parser);
@@ -102,9 +108,8 @@ int ClientProgram::run(const QStringList& arguments)
 {
     const QString name = arguments.value(1);
     if (name == QLatin1String("--version") || name == QLatin1String("-v")) {
-        return toInt(Terminal::print(QStringLiteral("orvenlink-client ") + Version::text())
-                         ? ExitCode::Done
-                         : ExitCode::Failed);
+        Terminal::print(QStringLiteral("orvenlink-client ") + Version::text());
+        return toInt(Terminal::outputCode());
     }
     if (name == QLatin1String("--help") || name == QLatin1String("-h") || name == QLatin1String("help")) {
         return help();

@@ -105,7 +105,8 @@ void ServerResolver::lookUp()
 void ServerResolver::onLookedUp(const QHostInfo& info)
 {
     if (info.addresses().isEmpty()) {
-        emit failed(ExitCode::NotFound, QStringLiteral("the host %1 is not known: %2")
+        emit failed(ExitCode::NotFound, QStringLiteral("the host %1 is not known, %2: check the name and the "
+                                                       "network of this machine")
                                             .arg(Text::foreign(m_server.host), info.errorString()));
         return;
     }

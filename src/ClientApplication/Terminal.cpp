@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@ namespace
 {
 
 bool isProgressShown = false;
+int outputError = 0; // as errno numbers it, of the first write that failed
 
 bool writeAll(int descriptor, const QByteArray& bytes)
 {
@@ -28,6 +30,20 @@ bool writeAll(int descriptor, const QByteArray& bytes)
 QByteArray toBytes(const QString& text)
 {
     return text.toLocal8Bit();
+}
+
+bool writeOut(const QByteArray& bytes)
+{
+    if (writeAll(STDOUT_FILENO, bytes)) {
+        return true;
+    }
+    const bool isFirst = outputError == 0;
+    outputError = errno;
+    if (isFirst && outputError != EPIPE) {
+        Terminal::error(QStringLiteral("can't write to standard output: %1; send it elsewhere")
+                            .arg(QString::fromLocal8Bit(std::strerror(outputError))));
+    }
+    return false;
 }
 
 } // namespace
@@ -63,12 +79,17 @@ bool Terminal::isUnicode()
 
 bool Terminal::print(const QString& line)
 {
-    return writeAll(STDOUT_FILENO, toBytes(line) + '\n');
+    return writeOut(toBytes(line) + '\n');
 }
 
 bool Terminal::write(const QByteArray& bytes)
 {
-    return writeAll(STDOUT_FILENO, bytes);
+    return writeOut(bytes);
+}
+
+ExitCode Terminal::outputCode()
+{
+    return outputError == 0 || outputError == EPIPE ? ExitCode::Done : ExitCode::Failed;
 }
 
 void Terminal::error(const QString& line)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ClientApplication/ExitCode.h"
+
 #include <QByteArray>
 #include <QSize>
 #include <QString>
@@ -24,10 +26,13 @@ enum class Colours
 /// True if characters beyond ASCII can be shown.
 [[nodiscard]] bool isUnicode();
 
-/// One line to standard output. False if nobody reads any more or the disk is full.
+/// One line to standard output. False if nobody reads any more, or if it can't be written, of which the first
+/// time is told as an error.
 bool print(const QString& line);
 /// Bytes to standard output as they are.
 bool write(const QByteArray& bytes);
+/// Done, or Failed if standard output has not taken all of it; a reader who has gone is no failure.
+[[nodiscard]] ExitCode outputCode();
 /// One line to standard error, with the program's name in front of it; takes the place of a progress line.
 void error(const QString& line);
 /// A line to standard error as it is.

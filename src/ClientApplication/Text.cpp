@@ -116,3 +116,21 @@ QString Text::foreign(const QString& text)
 {
     return foreignText(text, kMaximumLength);
 }
+
+QString Text::wrapped(const QString& text, int width)
+{
+    QStringList lines;
+    const QStringList paragraphs = text.split(QLatin1Char('\n'));
+    for (QString rest : paragraphs) {
+        while (rest.size() > width) {
+            const int blank = rest.lastIndexOf(QLatin1Char(' '), width);
+            if (blank <= 0) {
+                break;
+            }
+            lines.append(rest.left(blank));
+            rest.remove(0, blank + 1);
+        }
+        lines.append(rest);
+    }
+    return lines.join(QLatin1Char('\n'));
+}

@@ -25,5 +25,7 @@ QString duration(double seconds);
 QString value(const QVariant& value);
 /// `text` fit for one line of a terminal, cut to a length that a name or a title may have.
 QString foreign(const QString& text);
+/// `text` with its lines broken at blanks where they are longer than `width`.
+QString wrapped(const QString& text, int width);
 
 } // namespace Text

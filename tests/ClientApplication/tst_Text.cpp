@@ -14,6 +14,7 @@ private slots:
     void timesAreRead();
     void numbersAreWritten();
     void valuesOfAServerStayOnOneLine();
+    void longLinesAreBrokenAtBlanks();
     void valueTakesTheTypeOfThePresentOne_data();
     void valueTakesTheTypeOfThePresentOne();
 };
@@ -115,6 +116,19 @@ void tst_Text::valuesOfAServerStayOnOneLine()
         many.append(QString(1'000, QLatin1Char('x')));
     }
     QVERIFY(Text::value(many).size() < 21'000);
+}
+
+void tst_Text::longLinesAreBrokenAtBlanks()
+{
+    const auto wrapped = [](const char* text, int width) {
+        return Text::wrapped(QString::fromLatin1(text), width);
+    };
+    QCOMPARE(wrapped("one two three", 20), QStringLiteral("one two three"));
+    QCOMPARE(wrapped("one two three", 7), QStringLiteral("one two\nthree"));
+    QCOMPARE(wrapped("one two three", 6), QStringLiteral("one\ntwo\nthree"));
+    QCOMPARE(wrapped("one two\nthree", 9), QStringLiteral("one two\nthree"));
+    QCOMPARE(wrapped("onetwothree four", 5), QStringLiteral("onetwothree four"));
+    QCOMPARE(wrapped("", 5), QString());
 }
 
 void tst_Text::valueTakesTheTypeOfThePresentOne_data()

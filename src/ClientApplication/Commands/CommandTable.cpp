@@ -57,14 +57,12 @@ const QVector<CommandEntry>& commandTable()
              "that is cut off can be read up to the cut."),
          &make<RecordCommand>},
         {QLatin1String("stream"), QLatin1String("IQ samples to standard output"),
-         QLatin1String(
-             "Writes raw samples for other programs, as in: orvenlink-client stream SERVER --format cf32 | "
-             "other-program"),
+         QLatin1String("Writes raw samples for other programs, as in:\n"
+                       "  orvenlink-client stream SERVER --format cf32 | other-program"),
          &make<StreamCommand>},
         {QLatin1String("listen"), QLatin1String("hear a station"),
-         QLatin1String(
-             "Demodulates a station, as in: orvenlink-client listen SERVER --mode am --frequency 14238k | "
-             "aplay -r 48000 -f S16_LE"),
+         QLatin1String("Demodulates a station, as in:\n"
+                       "  orvenlink-client listen SERVER --mode am --offset -12k | aplay -r 48000 -f S16_LE"),
          &make<ListenCommand>},
     };
     return table;

@@ -61,22 +61,19 @@ void InfoCommand::begin()
         }
     }
     const QStringList names = m_names.isEmpty() ? device().names() : m_names;
-    const bool isPrinted = m_isJson ? printJson(names) : printText(names);
-    done(isPrinted ? ExitCode::Done : ExitCode::Failed);
+    m_isJson ? printJson(names) : printText(names);
+    done(Terminal::outputCode());
 }
 
-bool InfoCommand::printText(const QStringList& names)
+void InfoCommand::printText(const QStringList& names)
 {
     if (m_form == Form::ValuesAlone) {
-        bool isPrinted = true;
         for (const QString& name : names) {
             const QString value = Text::value(device().value(name));
-            isPrinted =
-                isPrinted && Terminal::print(m_names.size() == 1
-                                                 ? value
-                                                 : QStringLiteral("%1 %2").arg(Text::foreign(name), value));
+            Terminal::print(m_names.size() == 1 ? value
+                                                : QStringLiteral("%1 %2").arg(Text::foreign(name), value));
         }
-        return isPrinted;
+        return;
     }
     QStringList lines{
         QStringLiteral("Receiver       %1").arg(DeviceText::typeName(device().type().value_or(-1))),
@@ -98,10 +95,10 @@ bool InfoCommand::printText(const QStringList& names)
                          .arg(DeviceText::meaning(name))
                          .trimmed());
     }
-    return Terminal::print(lines.join(QLatin1Char('\n')));
+    Terminal::print(lines.join(QLatin1Char('\n')));
 }
 
-bool InfoCommand::printJson(const QStringList& names)
+void InfoCommand::printJson(const QStringList& names)
 {
     QJsonObject values;
     for (const QString& name : names) {
@@ -130,5 +127,5 @@ bool InfoCommand::printJson(const QStringList& names)
             {QStringLiteral("properties"), values},
         };
     }
-    return Terminal::print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
+    Terminal::print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
 }

@@ -22,8 +22,8 @@ protected:
     void begin() override;
 
 private:
-    [[nodiscard]] bool printText(const QStringList& names);
-    [[nodiscard]] bool printJson(const QStringList& names);
+    void printText(const QStringList& names);
+    void printJson(const QStringList& names);
 
     Form m_form;
     QStringList m_names;

@@ -60,7 +60,8 @@ QString ListCommand::read(const QCommandLineParser& parser)
 void ListCommand::start()
 {
     if (!m_finder.listen()) {
-        Terminal::error(QStringLiteral("can't listen for servers: %1").arg(m_finder.errorString()));
+        Terminal::error(QStringLiteral("can't listen for servers, %1: see what else uses UDP port 45433")
+                            .arg(m_finder.errorString()));
         emit finished(ExitCode::Failed);
         return;
     }
@@ -76,7 +77,7 @@ void ListCommand::interrupt()
 void ListCommand::show()
 {
     if (!print()) {
-        emit finished(ExitCode::Failed);
+        emit finished(Terminal::outputCode());
     } else if (m_finder.servers().isEmpty()) {
         Terminal::error(
             QStringLiteral("no server is heard: start one on this network, or name one elsewhere as "

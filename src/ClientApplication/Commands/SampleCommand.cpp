@@ -107,7 +107,7 @@ void SampleCommand::onEnded(IqSink::Outcome outcome, const QString& error)
         break;
     case IqSink::Outcome::Going:
     case IqSink::Outcome::ReaderGone:
-        done(m_isInterrupted && m_seconds > 0.0 ? ExitCode::Interrupted : ExitCode::Done);
+        done(m_isInterrupted && m_seconds > 0.0 ? ExitCode::Interrupted : Terminal::outputCode());
         break;
     }
 }

@@ -105,7 +105,8 @@ void SetCommand::compare()
     const QString shown = QStringLiteral("%1 %2").arg(Text::value(taken), DeviceText::unit(m_name)).trimmed();
     const bool isTuning = m_name == QLatin1String("frequency");
     if (isSame(m_wanted, taken, isTuning ? device().ppmCorrection().value_or(0) : 0)) {
-        done(Terminal::print(shown) ? ExitCode::Done : ExitCode::Failed);
+        Terminal::print(shown);
+        done(Terminal::outputCode());
     } else {
         fail(ExitCode::NotTaken,
              QStringLiteral("the receiver has not taken %1, %2 is %3: \"info\" shows what it can")

@@ -4,6 +4,9 @@
 #include "ClientApplication/Terminal.h"
 #include "ClientApplication/Text.h"
 
+#include <QBuffer>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -158,7 +161,7 @@ void SpectrumCommand::onFrame(const SpectrumFrame& frame)
     ++m_frames;
     if (m_isJson && m_png.isEmpty()) {
         if (!printFrame(frame)) {
-            done(ExitCode::Done); // the reader has gone
+            done(Terminal::outputCode());
         }
     } else if (m_picture) {
         m_picture->add(frame.decibels, static_cast<double>(m_elapsed.elapsed()) / 1e3);
@@ -207,7 +210,7 @@ void SpectrumCommand::drawScreen()
     const QString all =
         QStringLiteral("\x1b[H") + lines.join(QStringLiteral("\x1b[K\r\n")) + QStringLiteral("\x1b[K");
     if (!Terminal::write(all.toLocal8Bit())) {
-        done(ExitCode::Done);
+        done(Terminal::outputCode());
     }
 }
 
@@ -247,7 +250,8 @@ void SpectrumCommand::finish()
                          .arg(hertz, 0, 'f', 1)
                          .arg(10.0 * std::log10(m_powers.at(n) / m_frames), 0, 'f', 2);
         }
-        done(Terminal::write(table.toLatin1()) ? ExitCode::Done : ExitCode::Failed);
+        Terminal::write(table.toLatin1());
+        done(Terminal::outputCode());
     } else {
         done(ExitCode::Done);
     }
@@ -259,9 +263,9 @@ void SpectrumCommand::finishPicture()
         QStringLiteral("%1, %2, %3 UTC")
             .arg(title(), Text::hertz(centre()),
                  QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
-    if (!m_picture->draw(text).save(m_png, "PNG")) {
-        fail(ExitCode::Failed,
-             QStringLiteral("can't write %1: name a file in a folder that you may write to").arg(m_png));
+    QString error;
+    if (!savePicture(m_picture->draw(text), error)) {
+        fail(ExitCode::Failed, QStringLiteral("can't write %1: %2; name a file elsewhere").arg(m_png, error));
         return;
     }
     const SpectrumReceiver& spectrum = session().spectrum();
@@ -269,5 +273,21 @@ void SpectrumCommand::finishPicture()
                         .arg(m_png)
                         .arg(spectrum.receivedFrames())
                         .arg(spectrum.droppedFrames()));
-    done(ExitCode::Done);
+    done(Terminal::outputCode());
+}
+
+// Part of a picture is none: nothing is left of it.
+bool SpectrumCommand::savePicture(const QImage& picture, QString& error) const
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    QFile file(m_png);
+    const bool isWritten = buffer.open(QIODevice::WriteOnly) && picture.save(&buffer, "PNG") &&
+                           file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
+                           file.flush();
+    error = file.errorString();
+    if (!isWritten && file.isOpen() && QFileInfo(m_png).isFile()) {
+        file.remove();
+    }
+    return isWritten;
 }

@@ -35,6 +35,7 @@ private:
     [[nodiscard]] bool printFrame(const SpectrumFrame& frame);
     void finish();
     void finishPicture();
+    [[nodiscard]] bool savePicture(const QImage& picture, QString& error) const;
 
     QString m_png;
     std::optional<double> m_seconds;

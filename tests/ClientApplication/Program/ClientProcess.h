@@ -25,7 +25,8 @@ public:
     [[nodiscard]] int waitForExitCode();
 
     void signal(int number) const;
-    void closeOutput() { m_process.closeReadChannel(QProcess::StandardOutput); }
+    /// Instead of `output`.
+    void setOutputFile(const QString& path) { m_process.setStandardOutputFile(path); }
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
 
     /// All of it so far.

@@ -48,6 +48,11 @@ private slots:
     void secondClientIsToldBusy();
     void withoutAnIdentificatorNobodyIsDrivenOut();
     void whereNobodyAnswersIsCode4();
+    void outputThatCanNotBeWrittenIsOneLineAndCode1_data();
+    void outputThatCanNotBeWrittenIsOneLineAndCode1();
+    void aReaderWhoHasGoneIsNoError_data();
+    void aReaderWhoHasGoneIsNoError();
+    void aPictureThatCanNotBeWrittenIsOneLineAndCode1();
     void takeoverEndsTheSessionInOneLine();
     void sessionIsLeftPolitely();
 
@@ -88,6 +93,10 @@ void tst_ClientCommands::eachCommandHasItsHelp()
     QCOMPARE(client.run({usage.section(QLatin1Char(' '), 0, 0), QStringLiteral("--help")}), 0);
     QCOMPARE(client.text().section(QLatin1Char('\n'), 0, 0).trimmed(),
              QStringLiteral("Usage: orvenlink-client ") + usage);
+    const QStringList lines = client.text().split(QLatin1Char('\n'));
+    for (const QString& line : lines) {
+        QVERIFY2(line.size() <= 84, qPrintable(line)); // an example of a command is not broken
+    }
 }
 
 void tst_ClientCommands::wrongUsageIsOneLineAndCode2_data()
@@ -291,6 +300,78 @@ void tst_ClientCommands::whereNobodyAnswersIsCode4()
     ClientProcess client;
     QCOMPARE(client.run(QStringList{kInfo} + server), 4);
     QCOMPARE(client.errors().size(), 1);
+}
+
+void tst_ClientCommands::outputThatCanNotBeWrittenIsOneLineAndCode1_data()
+{
+    QTest::addColumn<QString>("arguments");
+    for (const char* arguments :
+         {"--help", "record --help", "list --json", "info SERVER", "get SERVER", "get SERVER --json",
+          "set SERVER swapIQ off", "spectrum SERVER --seconds 0.3", "spectrum SERVER --json"}) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+    }
+}
+
+void tst_ClientCommands::outputThatCanNotBeWrittenIsOneLineAndCode1()
+{
+    QFETCH(QString, arguments);
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    QStringList words = arguments.split(QLatin1Char(' '));
+    if (const int at = words.indexOf(QStringLiteral("SERVER")); at >= 0) {
+        words = words.mid(0, at) + ClientProcess::at(served.server) + words.mid(at + 1);
+    }
+    ClientProcess client;
+    client.setOutputFile(QStringLiteral("/dev/full"));
+    QCOMPARE(client.run(words), 1);
+    QCOMPARE(client.errors(),
+             QStringList{QStringLiteral("orvenlink-client: can't write to standard output: No "
+                                        "space left on device; send it elsewhere")});
+    QVERIFY(served.server.quit());
+}
+
+void tst_ClientCommands::aReaderWhoHasGoneIsNoError_data()
+{
+    QTest::addColumn<QString>("command");
+    for (const char* command : {"info", "get", "spectrum", "spectrum --json"}) {
+        QTest::newRow(command) << QString::fromLatin1(command);
+    }
+}
+
+void tst_ClientCommands::aReaderWhoHasGoneIsNoError()
+{
+    QFETCH(QString, command);
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    QStringList words = command.split(QLatin1Char(' '));
+    words = words.mid(0, 1) + ClientProcess::at(served.server) + words.mid(1);
+    QProcess shell;
+    shell.start(QStringLiteral("sh"),
+                QStringList{QStringLiteral("-c"), QStringLiteral("{ \"$0\" \"$@\"; echo $? >&2; } | true"),
+                            QStringLiteral(ORVENLINK_CLIENT)} +
+                    words);
+    QVERIFY(waitUntil([&] { return shell.state() == QProcess::NotRunning; }));
+    QCOMPARE(shell.readAllStandardError(), QByteArray("0\n"));
+    QVERIFY(served.server.quit());
+}
+
+void tst_ClientCommands::aPictureThatCanNotBeWrittenIsOneLineAndCode1()
+{
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    const QTemporaryDir folder;
+    QVERIFY(QFile::link(QStringLiteral("/dev/full"), folder.filePath(QStringLiteral("full.png"))));
+    ClientProcess client;
+    for (const char* name : {"full.png", "none/a.png"}) {
+        const QString path = folder.filePath(QString::fromLatin1(name));
+        QCOMPARE(client.run(QStringLiteral("spectrum"), served.server,
+                            {QStringLiteral("--png"), path, kSeconds, QStringLiteral("0.3")}),
+                 1);
+        QVERIFY2(client.errors().size() == 1, qPrintable(client.errors().join(QLatin1Char('\n'))));
+        QVERIFY(client.errors()[0].startsWith(QStringLiteral("orvenlink-client: can't write ") + path));
+    }
+    QVERIFY(QFile::exists(QStringLiteral("/dev/full")));
+    QVERIFY(served.server.quit());
 }
 
 void tst_ClientCommands::takeoverEndsTheSessionInOneLine()
