@@ -1,7 +1,5 @@
 #include "RadioDevice/Rsp/RspConversion.h"
 
-#include "Core/Worker/Kernels/IntegerIq.h"
-
 namespace
 {
 
@@ -11,5 +9,8 @@ constexpr double kScale = 9.765625e-06; // 1 / 102,400
 
 void convertRsp(const short* xi, const short* xq, int count, DoubleComplex* block)
 {
-    Kernels::scaleParts(xq, xi, count, kScale, block);
+    for (int i = 0; i < count; ++i) {
+        block[i].re = xq[i] * kScale;
+        block[i].im = xi[i] * kScale;
+    }
 }

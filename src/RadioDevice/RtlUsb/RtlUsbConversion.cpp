@@ -1,13 +1,20 @@
 #include "RadioDevice/RtlUsb/RtlUsbConversion.h"
 
-#include "Core/Worker/Kernels/IntegerIq.h"
+namespace
+{
+
+double toValue(unsigned char byte)
+{
+    return static_cast<signed char>(byte) * kRtlUsbScale;
+}
+
+} // namespace
 
 void convertRtlUsb(const unsigned char* bytes, int count, bool swapIQ, DoubleComplex* out)
 {
-    const auto* const values = reinterpret_cast<const std::int8_t*>(bytes);
-    if (swapIQ) {
-        Kernels::scalePairs(values, count, kRtlUsbScale, out);
-    } else {
-        Kernels::scaleSwappedPairs(values, count, kRtlUsbScale, out);
+    const int re = swapIQ ? 0 : 1;
+    const int im = 1 - re;
+    for (int i = 0; i < count; ++i, bytes += 2) {
+        out[i] = {toValue(bytes[re]), toValue(bytes[im])};
     }
 }
