@@ -1,9 +1,9 @@
 #include "Client/Announcement.h"
 
 #include "Client/ForeignText.h"
+#include "Network/Data/JsonText.h"
 #include "Network/Data/ProtocolVersion.h"
 
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <cmath>
 #include <limits>
@@ -47,7 +47,7 @@ std::optional<Announcement> Announcement::decode(const QByteArray& datagram)
     }
     constexpr int kLowest = std::numeric_limits<int>::min();
     constexpr int kHighest = std::numeric_limits<int>::max();
-    const QJsonObject object = QJsonDocument::fromJson(datagram).object();
+    const QJsonObject object = JsonText::parse(datagram).object();
     const auto id = readText(object, QStringLiteral("id"));
     const auto major = readInteger(object, QStringLiteral("vma"), 0, kHighest);
     const auto minor = readInteger(object, QStringLiteral("vmi"), 0, kHighest);

@@ -2,8 +2,8 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
+#include "Network/Data/JsonText.h"
 
-#include <QJsonDocument>
 #include <algorithm>
 
 namespace
@@ -117,7 +117,7 @@ bool Json::containsAll(const QJsonObject& object, const QStringList& keys)
 bool Json::fromByteArray(const QByteArray& data, QJsonObject& object, const QStringList& keys)
 {
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
+    const QJsonDocument document = JsonText::parse(data, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
         LOG_LIMITED(LOG_WARNING()) << QStringLiteral("Error convert QByteArray to QJsonDocument!")
                                    << error.errorString();
