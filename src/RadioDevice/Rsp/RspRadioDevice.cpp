@@ -196,9 +196,8 @@ void RspRadioDevice::deliver(const short* xi, const short* xq, unsigned count)
     if (samples != blockSize()) {
         setBlockSize(samples);
     }
-    writeMade(samples, [xi, xq](DoubleComplex* made, int first, int n) {
-        convertRsp(xi + first, xq + first, n, made);
-    });
+    convertRsp(xi, xq, samples, m_block.data());
+    write(0, false);
 }
 
 void RspRadioDevice::setFrequency(double hertz)

@@ -162,9 +162,8 @@ void RtlUsbRadioDevice::onRead(const unsigned char* buffer, quint32 length)
     if (!running()) {
         return;
     }
-    writeMade(samples, [buffer, swapped = swapIQ()](DoubleComplex* made, int first, int count) {
-        convertRtlUsb(buffer + kBytesPerSample * first, count, swapped, made);
-    });
+    convertRtlUsb(buffer, samples, m_swapIQ, m_block.data());
+    write(0, false);
 }
 
 void RtlUsbRadioDevice::setSampleRate(double rate)
