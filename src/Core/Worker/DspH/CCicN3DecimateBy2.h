@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DspH/Dec2.h"
+#include "Core/Worker/Kernels/CicDecimation.h"
 
 /// Third-order CIC decimator by 2 (Hogenauer 1981), which comes down to the FIR (1, 3, 3, 1) / 8. Cheap, and
 /// good where the band of interest is a small part of the rate.
@@ -10,14 +11,9 @@ public:
     /// Gives `count` / 2 outputs; the last sample of an odd `count` is dropped and leaves no trace.
     int decimate(int count, DoubleComplex* in, DoubleComplex* out) override;
 
-    /// As `decimate`, of the 2 * `outputs` samples whose even and odd positions stand apart; writes one place
-    /// before them. `out` is an array of its own.
-    void decimateApart(DoubleComplex* even, DoubleComplex* odd, int outputs, DoubleComplex* out);
-    /// The same, and the outputs come apart as well. `outputs` is even.
-    void decimateApart(DoubleComplex* even, DoubleComplex* odd, int outputs, DoubleComplex* outEven,
-                       DoubleComplex* outOdd);
+    /// For a kernel that runs the stage on its own.
+    [[nodiscard]] Kernels::CicHistory* history() { return &m_history; }
 
 private:
-    DoubleComplex m_previousOdd{};
-    DoubleComplex m_previousEven{};
+    Kernels::CicHistory m_history;
 };

@@ -1,33 +1,28 @@
 #include "Core/Worker/DspH/MixedCics.h"
 
-#include <cstddef>
+#include <algorithm>
 
-void MixedCics::clear()
+Kernels::CicStages MixedCics::stagesFrom(int first) const
 {
-    m_stages.clear();
-    m_inputs.clear();
-}
-
-void MixedCics::append(CCicN3DecimateBy2* stage)
-{
-    m_inputs.emplace_back(1, kChunk >> (size() + 1));
-    m_stages.push_back(stage);
+    return {m_histories.data() + first, std::min(size() - first, Kernels::CicStages::kMaxStages)};
 }
 
 int MixedCics::process(TableOscillator& mixer, int count, DoubleComplex* samples)
 {
-    const std::size_t last = m_stages.size() - 1;
     DoubleComplex* out = samples;
     for (int done = 0; done < count; done += kChunk) {
-        mixer.processApart(samples + done, kChunk, m_inputs[0].even(), m_inputs[0].odd());
-        int outputs = kChunk / 2;
-        for (std::size_t s = 0; s < last; ++s) {
-            m_stages[s]->decimateApart(m_inputs[s].even(), m_inputs[s].odd(), outputs, m_inputs[s + 1].even(),
-                                       m_inputs[s + 1].odd());
-            outputs /= 2;
+        int run = stagesFrom(0).count;
+        int left = kChunk >> run;
+        const auto target = [&] { return run < size() ? m_chunk.data() : out; };
+        const int entry = mixer.advance(kChunk);
+        Kernels::mixAndCics(samples + done, left, mixer.table(), entry, stagesFrom(0), target());
+        while (run < size()) {
+            const Kernels::CicStages stages = stagesFrom(run);
+            run += stages.count;
+            left >>= stages.count;
+            Kernels::cics(m_chunk.data(), left, stages, target());
         }
-        m_stages[last]->decimateApart(m_inputs[last].even(), m_inputs[last].odd(), outputs, out);
-        out += outputs;
+        out += left;
     }
     return static_cast<int>(out - samples);
 }

@@ -3,25 +3,24 @@
 #include "Core/Worker/Kernels/Phases.h"
 
 #include <algorithm>
-#include <cstddef>
 
 namespace
 {
 
-constexpr int kLine = 4; // samples
-
-int lines(int samples)
+// To whole lines of the cache.
+int rounded(int samples)
 {
-    return (samples + kLine - 1) / kLine;
+    constexpr int kLine = AlignedSamples::kLine;
+    return (samples + kLine - 1) / kLine * kLine;
 }
 
 } // namespace
 
 PhaseBuffer::PhaseBuffer(int history, int samples)
     : m_history(history)
-    , m_lines(std::make_unique<Line[]>(2 * static_cast<std::size_t>(lines(history) + lines(samples))))
-    , m_even(m_lines[static_cast<std::size_t>(lines(history))].samples)
-    , m_odd(m_lines[static_cast<std::size_t>(2 * lines(history) + lines(samples))].samples)
+    , m_samples(2 * (rounded(history) + rounded(samples)))
+    , m_even(m_samples.data() + rounded(history))
+    , m_odd(m_even + rounded(samples) + rounded(history))
 {
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DoubleComplex.h"
-
-#include <memory>
+#include "Core/Worker/Kernels/AlignedSamples.h"
 
 /// Samples with even and odd positions apart, so that vectors of successive outputs of a stage that halves
 /// the rate lie side by side. Both arrays begin with the history, what a filter needs of the block before.
@@ -11,6 +10,8 @@ class PhaseBuffer
 public:
     /// Room for `history` samples and `samples` behind them in each of the two arrays, all zero.
     PhaseBuffer(int history, int samples);
+    PhaseBuffer(const PhaseBuffer&) = delete;
+    PhaseBuffer& operator=(const PhaseBuffer&) = delete;
 
     /// The first sample behind the history; `history` samples stand before it.
     [[nodiscard]] DoubleComplex* even() const { return m_even; }
@@ -22,14 +23,8 @@ public:
     void keepBefore(int end);
 
 private:
-    // A line of the cache: vectors that don't cross its end are quicker to load.
-    struct alignas(64) Line
-    {
-        DoubleComplex samples[4];
-    };
-
     int m_history;
-    std::unique_ptr<Line[]> m_lines;
+    AlignedSamples m_samples;
     DoubleComplex* m_even;
     DoubleComplex* m_odd;
 };

@@ -31,13 +31,18 @@ void RotatingOscillator::setFrequencyAndRate(double frequency, double rate)
 
 void RotatingOscillator::process(DoubleComplex* samples, int count)
 {
+    // Kept here meanwhile: each turn waits for the one before, and mustn't wait for the memory as well.
+    DoubleComplex phasor = m_phasor;
+    const double stepCos = m_stepCos;
+    const double stepSin = m_stepSin;
     for (int i = 0; i < count; ++i) {
-        const double a = m_phasor.re * m_stepCos - m_phasor.im * m_stepSin;
-        const double b = m_stepCos * m_phasor.im + m_stepSin * m_phasor.re;
+        const double a = phasor.re * stepCos - phasor.im * stepSin;
+        const double b = stepCos * phasor.im + stepSin * phasor.re;
         // 1.95 and not 2: the magnitude settles where its square is 0.95.
-        const double gain = 1.95 - (m_phasor.re * m_phasor.re + m_phasor.im * m_phasor.im);
-        m_phasor = {a * gain, b * gain};
+        const double gain = 1.95 - (phasor.re * phasor.re + phasor.im * phasor.im);
+        phasor = {a * gain, b * gain};
         const DoubleComplex sample = samples[i];
         samples[i] = {a * sample.re - b * sample.im, b * sample.re + a * sample.im};
     }
+    m_phasor = phasor;
 }

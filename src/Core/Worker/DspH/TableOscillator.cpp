@@ -2,6 +2,7 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
+#include "Core/Worker/Kernels/TableMixing.h"
 
 #include <cmath>
 
@@ -71,10 +72,4 @@ int TableOscillator::advance(int count)
 void TableOscillator::process(DoubleComplex* samples, int count)
 {
     Kernels::mix(samples, count, m_table, advance(count));
-}
-
-void TableOscillator::processApart(const DoubleComplex* samples, int count, DoubleComplex* even,
-                                   DoubleComplex* odd)
-{
-    Kernels::mixApart(samples, count, m_table, advance(count), even, odd);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DoubleComplex.h"
-#include "Core/Worker/Kernels/TableMixing.h"
+#include "Core/Worker/Kernels/MixerTable.h"
 
 /// Mixer at the full rate: shifts by the nearest multiple of `sampleRate` / `tableLength`, out of a table
 /// that holds a whole number of cycles, and leaves the rest of the wanted frequency as a residual. Thread:
@@ -30,15 +30,13 @@ public:
     /// Shifts the spectrum of `samples` up by the coarse frequency, in place.
     void process(DoubleComplex* samples, int count);
 
-    /// As `process`, but leaves `samples` and writes the results of even positions to `even`, the others to
-    /// `odd`. `count` is even; the arrays don't overlap.
-    void processApart(const DoubleComplex* samples, int count, DoubleComplex* even, DoubleComplex* odd);
-
-private:
-    explicit TableOscillator(int tableLength, double sampleRate, double stepSize);
-    // The entry of the next sample; moves on by `count`.
+    /// For a kernel that mixes on its own: the table, and the entry of the next sample, after which `count`
+    /// samples count as processed.
+    [[nodiscard]] const Kernels::MixerTable& table() const { return m_table; }
     int advance(int count);
 
+private:
+    TableOscillator(int tableLength, double sampleRate, double stepSize);
     int m_index = 0; // of the last entry used
     double m_sampleRate;
     double m_stepSize; // hertz

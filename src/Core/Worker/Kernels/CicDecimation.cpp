@@ -1,5 +1,6 @@
 #include "Core/Worker/Kernels/CicDecimation.h"
 
+#include <array>
 #include <cstddef>
 
 #undef HWY_TARGET_INCLUDE
@@ -7,58 +8,127 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-#include "Core/Worker/Kernels/ComplexVectors-inl.h"
+#include "Core/Worker/Kernels/Products-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Kernels::HWY_NAMESPACE
 {
 
-#if ORVENLINK_VECTORS
-HWY_INLINE Vector outputs(const double* even, const double* odd)
+// Successive samples of an array.
+struct Loads
 {
-    const Doubles d;
-    const Vector inner = hn::Add(hn::LoadU(d, odd - 2), hn::LoadU(d, even));
-    const Vector sum = hn::Add(hn::Mul(inner, hn::Set(d, 3.0)), hn::LoadU(d, even - 2));
-    return hn::Mul(hn::Add(sum, hn::LoadU(d, odd)), hn::Set(d, 0.125));
-}
-#endif
+    const double* samples;
 
-HWY_INLINE double output(const double* even, const double* odd)
+    template <class V>
+    HWY_INLINE V take()
+    {
+        const V sample = V::load(samples);
+        samples += 2 * V::kSamples;
+        return sample;
+    }
+    HWY_INLINE void wrap() {}
+};
+
+// A stage and those before it. A history holds the last even sample, then the last odd one.
+template <class V, int stages>
+class Cics
 {
-    return ((odd[-2] + even[0]) * 3.0 + even[-2] + odd[0]) * 0.125;
+public:
+    HWY_INLINE explicit Cics(double* const* histories)
+        : m_before(histories)
+        , m_even(V::filled(histories[stages - 1]))
+        , m_odd(V::filled(histories[stages - 1] + 2))
+    {
+    }
+
+    template <class Source>
+    HWY_INLINE V next(Source& source)
+    {
+        const V first = m_before.next(source);
+        const V second = m_before.next(source);
+        const V even = V::evens(first, second);
+        const V odd = V::odds(first, second);
+        const V inner = V::before(odd, m_odd) + even;
+        const V sum = inner * 3.0 + V::before(even, m_even) + odd;
+        m_even = even;
+        m_odd = odd;
+        return sum * 0.125;
+    }
+
+    HWY_INLINE void keep(double* const* histories) const
+    {
+        m_before.keep(histories);
+        m_even.storeLast(histories[stages - 1]);
+        m_odd.storeLast(histories[stages - 1] + 2);
+    }
+
+private:
+    Cics<V, stages - 1> m_before;
+    V m_even;
+    V m_odd;
+};
+
+template <class V>
+class Cics<V, 0>
+{
+public:
+    HWY_INLINE explicit Cics(double* const* /*histories*/) {}
+    template <class Source>
+    HWY_INLINE V next(Source& source)
+    {
+        return source.template take<V>();
+    }
+    HWY_INLINE void keep(double* const* /*histories*/) const {}
+};
+
+// As many outputs as make whole vectors; returns how many.
+template <class V, int stages, class Source>
+HWY_INLINE std::size_t runVectors(Source& source, std::size_t outputs, double* const* histories, double* out)
+{
+    Cics<V, stages> cics(histories);
+    std::size_t n = 0;
+    for (; n + V::kSamples <= outputs; n += V::kSamples) {
+        cics.next(source).store(out + 2 * n);
+        source.wrap();
+    }
+    cics.keep(histories);
+    return n;
 }
 
-void cic(const double* HWY_RESTRICT even, const double* HWY_RESTRICT odd, std::size_t values,
-         double* HWY_RESTRICT out)
+template <int stages, class Source>
+HWY_INLINE void run(Source& source, std::size_t outputs, double* const* histories, double* out)
 {
     std::size_t n = 0;
 #if ORVENLINK_VECTORS
-    for (; n + 2 * kSamples <= values; n += 2 * kSamples) {
-        hn::StoreU(outputs(even + n, odd + n), Doubles(), out + n);
-    }
+    n = outputs < VectorSamples::kSamples
+            ? 0
+            : runVectors<VectorSamples, stages>(source, outputs, histories, out);
 #endif
-    for (; n < values; ++n) {
-        out[n] = output(even + n, odd + n);
+    if (n < outputs) {
+        runVectors<PlainSamples, stages>(source, outputs - n, histories, out + 2 * n);
     }
 }
 
-void cicApart(const double* HWY_RESTRICT even, const double* HWY_RESTRICT odd, std::size_t values,
-              double* HWY_RESTRICT outEven, double* HWY_RESTRICT outOdd)
+template <class Source>
+HWY_INLINE void runStages(Source source, std::size_t outputs, double* const* histories, int stages,
+                          double* out)
 {
-    std::size_t n = 0;
-#if ORVENLINK_VECTORS
-    constexpr std::size_t kStep = 2 * kSamples;
-    for (; n + 2 * kStep <= values; n += 2 * kStep) {
-        storeApart(outputs(even + n, odd + n), outputs(even + n + kStep, odd + n + kStep), outEven + n / 2,
-                   outOdd + n / 2);
+    if (stages == 1) {
+        run<1>(source, outputs, histories, out);
+    } else {
+        run<2>(source, outputs, histories, out);
     }
-#endif
-    for (; n < values; n += 4) {
-        outEven[n / 2] = output(even + n, odd + n);
-        outEven[n / 2 + 1] = output(even + n + 1, odd + n + 1);
-        outOdd[n / 2] = output(even + n + 2, odd + n + 2);
-        outOdd[n / 2 + 1] = output(even + n + 3, odd + n + 3);
-    }
+}
+
+void cics(const double* samples, std::size_t outputs, double* const* histories, int stages, double* out)
+{
+    runStages(Loads{samples}, outputs, histories, stages, out);
+}
+
+void mixAndCics(const double* samples, std::size_t outputs, const double* direct, const double* crossed,
+                std::size_t length, std::size_t first, double* const* histories, int stages, double* out)
+{
+    runStages(Products{samples, direct, crossed, length, first}, outputs, histories, stages, out);
 }
 
 } // namespace Kernels::HWY_NAMESPACE
@@ -68,23 +138,38 @@ HWY_AFTER_NAMESPACE();
 namespace Kernels
 {
 
-HWY_EXPORT(cic);
-HWY_EXPORT(cicApart);
+HWY_EXPORT(cics);
+HWY_EXPORT(mixAndCics);
 
-void cic(const DoubleComplex* even, const DoubleComplex* odd, int outputs, DoubleComplex* out)
+namespace
 {
-    HWY_DYNAMIC_DISPATCH(cic)
-    (reinterpret_cast<const double*>(even), reinterpret_cast<const double*>(odd),
-     2 * static_cast<std::size_t>(outputs), reinterpret_cast<double*>(out));
+
+std::array<double*, CicStages::kMaxStages> values(CicStages stages)
+{
+    std::array<double*, CicStages::kMaxStages> histories{};
+    for (int s = 0; s < stages.count; ++s) {
+        histories[static_cast<std::size_t>(s)] = reinterpret_cast<double*>(stages.histories[s]);
+    }
+    return histories;
 }
 
-void cicApart(const DoubleComplex* even, const DoubleComplex* odd, int outputs, DoubleComplex* outEven,
-              DoubleComplex* outOdd)
+} // namespace
+
+void cics(const DoubleComplex* samples, int outputs, CicStages stages, DoubleComplex* out)
 {
-    HWY_DYNAMIC_DISPATCH(cicApart)
-    (reinterpret_cast<const double*>(even), reinterpret_cast<const double*>(odd),
-     2 * static_cast<std::size_t>(outputs), reinterpret_cast<double*>(outEven),
-     reinterpret_cast<double*>(outOdd));
+    HWY_DYNAMIC_DISPATCH(cics)
+    (reinterpret_cast<const double*>(samples), static_cast<std::size_t>(outputs), values(stages).data(),
+     stages.count, reinterpret_cast<double*>(out));
+}
+
+void mixAndCics(const DoubleComplex* samples, int outputs, const MixerTable& table, int first,
+                CicStages stages, DoubleComplex* out)
+{
+    HWY_DYNAMIC_DISPATCH(mixAndCics)
+    (reinterpret_cast<const double*>(samples), static_cast<std::size_t>(outputs),
+     reinterpret_cast<const double*>(table.direct()), reinterpret_cast<const double*>(table.crossed()),
+     static_cast<std::size_t>(table.length()), static_cast<std::size_t>(first), values(stages).data(),
+     stages.count, reinterpret_cast<double*>(out));
 }
 
 } // namespace Kernels

@@ -1,18 +1,35 @@
 #pragma once
 
 #include "Core/Worker/DoubleComplex.h"
+#include "Core/Worker/Kernels/MixerTable.h"
 
 namespace Kernels
 {
 
-/// The third-order CIC filter by 2 of samples whose even and odd positions stand apart: output i is
-/// ((odd[i - 1] + even[i]) * 3 + even[i - 1] + odd[i]) / 8, added in this order, for i from 0 to `outputs`
-/// - 1. Shapes: `even` and `odd` `outputs` samples, and the one before them; `out` `outputs`. They don't
-/// overlap.
-void cic(const DoubleComplex* even, const DoubleComplex* odd, int outputs, DoubleComplex* out);
+/// The last samples of the block before, at an even and at an odd position.
+struct CicHistory
+{
+    DoubleComplex even{};
+    DoubleComplex odd{};
+};
 
-/// As `cic`, but the even and odd outputs come apart as well. `outputs` is even.
-void cicApart(const DoubleComplex* even, const DoubleComplex* odd, int outputs, DoubleComplex* outEven,
-              DoubleComplex* outOdd);
+/// Stages that run at once, one's outputs being the next one's samples, which are never stored: 1 or
+/// `kMaxStages` of them, each with its history.
+struct CicStages
+{
+    static constexpr int kMaxStages = 2;
+
+    CicHistory* const* histories;
+    int count;
+};
+
+/// The third-order CIC filter by 2: output i of a stage is ((x[2i - 1] + x[2i]) * 3 + x[2i - 2] + x[2i + 1])
+/// / 8 of its samples x, added in this order. The vectors lie across the outputs. Shapes: `samples` as many
+/// as make `outputs` of the last stage. `out` may be the same array or begin before it.
+void cics(const DoubleComplex* samples, int outputs, CicStages stages, DoubleComplex* out);
+
+/// As `mix` from entry `first` of the table and then `cics`, but the products are never stored.
+void mixAndCics(const DoubleComplex* samples, int outputs, const MixerTable& table, int first,
+                CicStages stages, DoubleComplex* out);
 
 } // namespace Kernels

@@ -1,4 +1,6 @@
-// Vectors of complex samples, for the kernels: what stands here is compiled once for each instruction set.
+// Complex samples as the kernels compute with them: `PlainSamples`, one sample in plain numbers, and
+// `VectorSamples`, a vector of them. Both have the same operations, so that a kernel is written once. What
+// stands here is compiled once for each instruction set.
 #if defined(ORVENLINK_COMPLEX_VECTORS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef ORVENLINK_COMPLEX_VECTORS_INL_H
 #undef ORVENLINK_COMPLEX_VECTORS_INL_H
@@ -7,48 +9,110 @@
 #endif
 
 #include <cstddef>
-#include <cstdint>
 #include <hwy/highway.h>
+
+// Without vector instructions the plain loops are faster than vectors made up of them.
+#undef ORVENLINK_VECTORS
+#if HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE
+#define ORVENLINK_VECTORS 0
+#else
+#define ORVENLINK_VECTORS 1
+#endif
 
 HWY_BEFORE_NAMESPACE();
 namespace Kernels::HWY_NAMESPACE
 {
 namespace hn = hwy::HWY_NAMESPACE;
 
-using Doubles = hn::CappedTag<double, 8>;
-using Vector = hn::Vec<Doubles>;
-
-// Samples in a vector. Without vector instructions the plain loops are faster than vectors made up of them.
-#undef ORVENLINK_VECTORS
-#if HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE
-#define ORVENLINK_VECTORS 0
-#else
-#define ORVENLINK_VECTORS 1
-constexpr std::size_t kSamples = hn::MaxLanes(Doubles()) / 2;
-
-// Writes the samples of two successive vectors, the first, third, ... to `even`, the others to `odd`: one
-// vector to each.
-HWY_INLINE void storeApart(Vector first, Vector second, double* HWY_RESTRICT even, double* HWY_RESTRICT odd)
+struct PlainSamples
 {
-    const Doubles d;
-#if HWY_MAX_BYTES >= 64
-    const hn::Half<Doubles> half;
-    alignas(64) static constexpr std::int64_t kOrder[8] = {0, 1, 4, 5, 2, 3, 6, 7};
-    const auto order = hn::SetTableIndices(d, kOrder);
-    first = hn::TableLookupLanes(first, order);
-    second = hn::TableLookupLanes(second, order);
-    hn::StoreU(hn::LowerHalf(half, first), half, even);
-    hn::StoreU(hn::UpperHalf(half, first), half, odd);
-    hn::StoreU(hn::LowerHalf(half, second), half, even + 4);
-    hn::StoreU(hn::UpperHalf(half, second), half, odd + 4);
-#elif HWY_MAX_BYTES >= 32
-    hn::StoreU(hn::ConcatLowerLower(d, second, first), d, even);
-    hn::StoreU(hn::ConcatUpperUpper(d, second, first), d, odd);
+    static constexpr std::size_t kSamples = 1;
+
+    double re;
+    double im;
+
+    static HWY_INLINE PlainSamples load(const double* samples) { return {samples[0], samples[1]}; }
+    /// The one sample in all places.
+    static HWY_INLINE PlainSamples filled(const double* sample) { return load(sample); }
+    HWY_INLINE void store(double* samples) const
+    {
+        samples[0] = re;
+        samples[1] = im;
+    }
+    HWY_INLINE void storeLast(double* sample) const { store(sample); }
+
+    /// Part by part.
+    HWY_INLINE PlainSamples operator+(PlainSamples other) const { return {re + other.re, im + other.im}; }
+    HWY_INLINE PlainSamples operator*(PlainSamples other) const { return {re * other.re, im * other.im}; }
+    HWY_INLINE PlainSamples operator*(double factor) const { return {re * factor, im * factor}; }
+    /// Imaginary parts in the place of real ones.
+    HWY_INLINE PlainSamples swapped() const { return {im, re}; }
+
+    /// The first, third, ... of two successive vectors; the others; and the samples one place before those of
+    /// `samples`, of which the first is the last of `previous`.
+    static HWY_INLINE PlainSamples evens(PlainSamples first, PlainSamples /*second*/) { return first; }
+    static HWY_INLINE PlainSamples odds(PlainSamples /*first*/, PlainSamples second) { return second; }
+    static HWY_INLINE PlainSamples before(PlainSamples /*samples*/, PlainSamples previous)
+    {
+        return previous;
+    }
+};
+
+#if ORVENLINK_VECTORS
+struct VectorSamples
+{
+    // One sample or two: longer vectors lose in moving samples between their parts what they gain.
+    using Tag = hn::CappedTag<double, 4>;
+    static constexpr std::size_t kSamples = hn::MaxLanes(Tag()) / 2;
+
+    hn::Vec<Tag> v;
+
+    static HWY_INLINE VectorSamples load(const double* samples) { return {hn::LoadU(Tag(), samples)}; }
+    static HWY_INLINE VectorSamples filled(const double* sample) { return {hn::LoadDup128(Tag(), sample)}; }
+    HWY_INLINE void store(double* samples) const { hn::StoreU(v, Tag(), samples); }
+
+    HWY_INLINE VectorSamples operator+(VectorSamples other) const { return {hn::Add(v, other.v)}; }
+    HWY_INLINE VectorSamples operator*(VectorSamples other) const { return {hn::Mul(v, other.v)}; }
+    HWY_INLINE VectorSamples operator*(double factor) const { return {hn::Mul(v, hn::Set(Tag(), factor))}; }
+    HWY_INLINE VectorSamples swapped() const { return {hn::Reverse2(Tag(), v)}; }
+
+#if HWY_MAX_BYTES >= 32
+    HWY_INLINE void storeLast(double* sample) const
+    {
+        const hn::Half<Tag> half;
+        hn::StoreU(hn::UpperHalf(half, v), half, sample);
+    }
+    static HWY_INLINE VectorSamples evens(VectorSamples first, VectorSamples second)
+    {
+        return {hn::ConcatLowerLower(Tag(), second.v, first.v)};
+    }
+    static HWY_INLINE VectorSamples odds(VectorSamples first, VectorSamples second)
+    {
+        return {hn::ConcatUpperUpper(Tag(), second.v, first.v)};
+    }
+    static HWY_INLINE VectorSamples before(VectorSamples samples, VectorSamples previous)
+    {
+        return {hn::ConcatLowerUpper(Tag(), samples.v, previous.v)};
+    }
 #else
-    hn::StoreU(first, d, even);
-    hn::StoreU(second, d, odd);
+    HWY_INLINE void storeLast(double* sample) const
+    {
+        store(sample);
+    }
+    static HWY_INLINE VectorSamples evens(VectorSamples first, VectorSamples /*second*/)
+    {
+        return first;
+    }
+    static HWY_INLINE VectorSamples odds(VectorSamples /*first*/, VectorSamples second)
+    {
+        return second;
+    }
+    static HWY_INLINE VectorSamples before(VectorSamples /*samples*/, VectorSamples previous)
+    {
+        return previous;
+    }
 #endif
-}
+};
 #endif
 
 } // namespace Kernels::HWY_NAMESPACE

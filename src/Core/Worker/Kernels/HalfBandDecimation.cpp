@@ -13,92 +13,98 @@ HWY_BEFORE_NAMESPACE();
 namespace Kernels::HWY_NAMESPACE
 {
 
-// The terms of the sum: `ascending` is the first even one, of a + 2k; the centre comes behind `before` of
-// them.
+// The order of a sum: `evens` terms of even positions, ascending, and behind `before` of them the centre.
 struct Terms
 {
     const double* h;
     std::size_t evens;
     std::size_t before;
-    std::size_t center; // position of the centre among all
+    std::size_t center; // position of the centre among all taps
 };
 
-HWY_INLINE double output(const double* even, const double* odd, const Terms& terms)
-{
-    double sum = terms.h[0] * even[0];
-    for (std::size_t k = 1; k < terms.before; ++k) {
-        sum += terms.h[2 * k] * even[2 * k];
-    }
-    sum += terms.h[terms.center] * odd[terms.center - 1];
-    for (std::size_t k = terms.before; k < terms.evens; ++k) {
-        sum += terms.h[2 * k] * even[2 * k];
-    }
-    return sum;
-}
-
 #if ORVENLINK_VECTORS
-// Vectors of outputs that are summed side by side, so that a coefficient is fetched once for all.
-template <std::size_t vectors>
-HWY_INLINE void outputs(const double* HWY_RESTRICT even, const double* HWY_RESTRICT odd, const Terms& terms,
-                        double* HWY_RESTRICT out)
+// Here the longest vectors: nothing moves between their parts.
+struct LongVectorSamples
 {
-    const Doubles d;
-    constexpr std::size_t kLanes = 2 * kSamples;
-    Vector sums[vectors];
-    const auto add = [&](std::size_t tap, const double* samples) HWY_ATTR {
-        const Vector h = hn::Set(d, terms.h[tap]);
-        for (std::size_t v = 0; v < vectors; ++v) {
-            sums[v] = hn::Add(sums[v], hn::Mul(h, hn::LoadU(d, samples + kLanes * v)));
-        }
-    };
-    const Vector first = hn::Set(d, terms.h[0]);
-    for (std::size_t v = 0; v < vectors; ++v) {
-        sums[v] = hn::Mul(first, hn::LoadU(d, even + kLanes * v));
+    using Tag = hn::CappedTag<double, 8>;
+    static constexpr std::size_t kSamples = hn::MaxLanes(Tag()) / 2;
+
+    hn::Vec<Tag> v;
+
+    static HWY_INLINE LongVectorSamples load(const double* samples) { return {hn::LoadU(Tag(), samples)}; }
+    HWY_INLINE void store(double* samples) const { hn::StoreU(v, Tag(), samples); }
+    HWY_INLINE LongVectorSamples operator+(LongVectorSamples other) const { return {hn::Add(v, other.v)}; }
+    HWY_INLINE LongVectorSamples operator*(double factor) const
+    {
+        return {hn::Mul(v, hn::Set(Tag(), factor))};
     }
-    for (std::size_t k = 1; k < terms.before; ++k) {
-        add(2 * k, even + 2 * k);
-    }
-    add(terms.center, odd + terms.center - 1);
-    for (std::size_t k = terms.before; k < terms.evens; ++k) {
-        add(2 * k, even + 2 * k);
-    }
-    for (std::size_t v = 0; v < vectors; ++v) {
-        hn::StoreU(sums[v], d, out + kLanes * v);
-    }
-}
+};
 #endif
 
-HWY_INLINE void filter(const double* HWY_RESTRICT even, const double* HWY_RESTRICT odd, const Terms& terms,
-                       std::size_t values, double* HWY_RESTRICT out)
+// Outputs of `vectors` vectors, summed side by side so that a coefficient is fetched once for all.
+template <class V, std::size_t vectors>
+HWY_INLINE void sums(const double* HWY_RESTRICT even, const double* HWY_RESTRICT odd, const Terms& terms,
+                     double* HWY_RESTRICT out)
+{
+    constexpr std::size_t kStep = 2 * V::kSamples; // doubles
+    V sum[vectors];
+    for (std::size_t v = 0; v < vectors; ++v) {
+        sum[v] = V::load(even + kStep * v) * terms.h[0];
+    }
+    for (std::size_t k = 1; k < terms.before; ++k) {
+        for (std::size_t v = 0; v < vectors; ++v) {
+            sum[v] = sum[v] + V::load(even + 2 * k + kStep * v) * terms.h[2 * k];
+        }
+    }
+    for (std::size_t v = 0; v < vectors; ++v) {
+        sum[v] = sum[v] + V::load(odd + terms.center - 1 + kStep * v) * terms.h[terms.center];
+    }
+    for (std::size_t k = terms.before; k < terms.evens; ++k) {
+        for (std::size_t v = 0; v < vectors; ++v) {
+            sum[v] = sum[v] + V::load(even + 2 * k + kStep * v) * terms.h[2 * k];
+        }
+    }
+    for (std::size_t v = 0; v < vectors; ++v) {
+        sum[v].store(out + kStep * v);
+    }
+}
+
+// As many outputs from `first` on as make whole vectors, so many at once; returns where they end.
+template <class V, std::size_t vectors>
+HWY_INLINE std::size_t run(const double* HWY_RESTRICT even, const double* HWY_RESTRICT odd,
+                           const Terms& terms, std::size_t first, std::size_t end, double* HWY_RESTRICT out)
+{
+    for (; first + vectors * V::kSamples <= end; first += vectors * V::kSamples) {
+        sums<V, vectors>(even + 2 * first, odd + 2 * first, terms, out + 2 * first);
+    }
+    return first;
+}
+
+HWY_INLINE void filter(const double* even, const double* odd, const Terms& terms, std::size_t outputs,
+                       double* out)
 {
     std::size_t n = 0;
 #if ORVENLINK_VECTORS
-    for (; n + 8 * kSamples <= values; n += 8 * kSamples) {
-        outputs<4>(even + n, odd + n, terms, out + n);
-    }
-    for (; n + 2 * kSamples <= values; n += 2 * kSamples) {
-        outputs<1>(even + n, odd + n, terms, out + n);
-    }
+    n = run<LongVectorSamples, 4>(even, odd, terms, n, outputs, out);
+    n = run<LongVectorSamples, 1>(even, odd, terms, n, outputs, out);
 #endif
-    for (; n < values; ++n) {
-        out[n] = output(even + n, odd + n, terms);
-    }
+    run<PlainSamples, 1>(even, odd, terms, n, outputs, out);
 }
 
-void halfBand(const double* even, const double* odd, const double* h, std::size_t taps, std::size_t values,
+void halfBand(const double* even, const double* odd, const double* h, std::size_t taps, std::size_t outputs,
               double* out)
 {
     const std::size_t evens = (taps + 1) / 2;
     if (taps == 7) {
-        filter(even, odd, {h, 4, 4, 3}, values, out);
+        filter(even, odd, {h, 4, 4, 3}, outputs, out);
     } else {
-        filter(even, odd, {h, evens, evens, (taps - 1) / 2}, values, out);
+        filter(even, odd, {h, evens, evens, (taps - 1) / 2}, outputs, out);
     }
 }
 
-void halfBand11(const double* even, const double* odd, const double* h, std::size_t values, double* out)
+void halfBand11(const double* even, const double* odd, const double* h, std::size_t outputs, double* out)
 {
-    filter(even, odd, {h, 6, 3, 5}, values, out);
+    filter(even, odd, {h, 6, 3, 5}, outputs, out);
 }
 
 } // namespace Kernels::HWY_NAMESPACE
@@ -116,7 +122,7 @@ void halfBand(const DoubleComplex* even, const DoubleComplex* odd, const double*
 {
     HWY_DYNAMIC_DISPATCH(halfBand)
     (reinterpret_cast<const double*>(even), reinterpret_cast<const double*>(odd), h,
-     static_cast<std::size_t>(taps), 2 * static_cast<std::size_t>(outputs), reinterpret_cast<double*>(out));
+     static_cast<std::size_t>(taps), static_cast<std::size_t>(outputs), reinterpret_cast<double*>(out));
 }
 
 void halfBand11(const DoubleComplex* even, const DoubleComplex* odd, const double* h, int outputs,
@@ -124,7 +130,7 @@ void halfBand11(const DoubleComplex* even, const DoubleComplex* odd, const doubl
 {
     HWY_DYNAMIC_DISPATCH(halfBand11)
     (reinterpret_cast<const double*>(even), reinterpret_cast<const double*>(odd), h,
-     2 * static_cast<std::size_t>(outputs), reinterpret_cast<double*>(out));
+     static_cast<std::size_t>(outputs), reinterpret_cast<double*>(out));
 }
 
 } // namespace Kernels

@@ -13,21 +13,30 @@ HWY_BEFORE_NAMESPACE();
 namespace Kernels::HWY_NAMESPACE
 {
 
-void takeApart(const double* HWY_RESTRICT samples, std::size_t count, double* HWY_RESTRICT even,
-               double* HWY_RESTRICT odd)
+// As many as make whole pairs of vectors; returns how many.
+template <class V>
+HWY_INLINE std::size_t takeVectorsApart(const double* HWY_RESTRICT samples, std::size_t count,
+                                        double* HWY_RESTRICT even, double* HWY_RESTRICT odd)
+{
+    std::size_t n = 0;
+    for (; n + 2 * V::kSamples <= count; n += 2 * V::kSamples) {
+        const V first = V::load(samples + 2 * n);
+        const V second = V::load(samples + 2 * (n + V::kSamples));
+        V::evens(first, second).store(even + n);
+        V::odds(first, second).store(odd + n);
+    }
+    return n;
+}
+
+void takeApart(const double* samples, std::size_t count, double* even, double* odd)
 {
     std::size_t n = 0;
 #if ORVENLINK_VECTORS
-    const Doubles d;
-    for (; n + 2 * kSamples <= count; n += 2 * kSamples) {
-        storeApart(hn::LoadU(d, samples + 2 * n), hn::LoadU(d, samples + 2 * (n + kSamples)), even + n,
-                   odd + n);
-    }
+    n = takeVectorsApart<VectorSamples>(samples, count, even, odd);
 #endif
-    for (; n < count; ++n) {
-        double* phase = (n % 2 == 0 ? even : odd) + 2 * (n / 2);
-        phase[0] = samples[2 * n];
-        phase[1] = samples[2 * n + 1];
+    n += takeVectorsApart<PlainSamples>(samples + 2 * n, count - n, even + n, odd + n);
+    if (n < count) {
+        PlainSamples::load(samples + 2 * n).store(even + n);
     }
 }
 
