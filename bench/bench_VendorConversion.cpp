@@ -9,8 +9,8 @@
 #include <vector>
 
 // What a receiver's delivery thread does with each of its library's buffers: the conversion into the block
-// and the copy into the ring. `cores` is the share of one core that it takes at the highest rate of the
-// family.
+// and the copy into the ring. `times_real_time` is how many receivers of the family, each at its highest
+// rate, one core could serve so.
 
 namespace
 {
