@@ -15,6 +15,7 @@ class tst_ReceiversStart : public QObject
 private slots:
     void clientIsToldAndTheNextIsServed_data();
     void clientIsToldAndTheNextIsServed();
+    void receiverWithoutMemoryOfTheBusIsServed();
     void closeThatHangsIsLeftBehind();
 };
 
@@ -76,6 +77,19 @@ void tst_ReceiversStart::clientIsToldAndTheNextIsServed()
     QVERIFY(client.open(which.identificator));
     QVERIFY(client.waitForSamples(1000));
     QVERIFY(client.calls(QStringLiteral("error_happen")).isEmpty());
+    QVERIFY(client.close());
+    QVERIFY(served.server.quit());
+}
+
+void tst_ReceiversStart::receiverWithoutMemoryOfTheBusIsServed()
+{
+    // That library falls back on memory of its own.
+    ServedReceiver served(receiver("RTL over USB"));
+    served.fake.set(QStringLiteral("libusb_dev_mem_alloc"), 1);
+    QVERIFY(served.server.serve());
+    WireClient client(served.server);
+    QVERIFY(client.open(served.which.identificator));
+    QVERIFY(client.waitForSamples(1000));
     QVERIFY(client.close());
     QVERIFY(served.server.quit());
 }
