@@ -1,9 +1,8 @@
 #include "Client/ClientSession.h"
 
-#include "Client/ServerDouble.h"
+#include "Client/Hostility.h"
 #include "support/LogCapture.h"
 
-#include <QEventLoop>
 #include <QFile>
 #include <QJsonArray>
 #include <QSignalSpy>
@@ -34,9 +33,9 @@ private slots:
 
 private:
     void settle();
-    void call(const QByteArray& json);
 
     std::unique_ptr<ServerDouble> m_server;
+    std::unique_ptr<Hostility> m_hostility;
     std::unique_ptr<ClientSession> m_session;
     std::unique_ptr<LogCapture> m_log;
     qint64 m_memory = 0; // KiB
@@ -77,6 +76,7 @@ void tst_HostileServer::init()
 {
     m_log = std::make_unique<LogCapture>();
     m_server = std::make_unique<ServerDouble>();
+    m_hostility = std::make_unique<Hostility>(*m_server);
     m_session = std::make_unique<ClientSession>();
     const NodeInfo info = m_server->info();
     QVERIFY(m_session->setSpectrumRange({0, 512, 300, 512}));
@@ -102,39 +102,14 @@ void tst_HostileServer::cleanup()
     QVERIFY2(growth < kGrowth, qPrintable(QString::number(growth)));
 }
 
-// All that was sent has been read when a mark has come back.
 void tst_HostileServer::settle()
 {
-    QEventLoop loop;
-    bool passed = false;
-    m_server->session().invoke(
-        text("error_happen"), {},
-        [&](const QJsonObject&, const NodeInfo&) {
-            passed = true;
-            loop.quit();
-        },
-        [&] { loop.quit(); }, 5000);
-    loop.exec();
-    QVERIFY(passed);
-}
-
-// Without a number of its own: replies past the first 32767 calls would not be matched.
-void tst_HostileServer::call(const QByteArray& json)
-{
-    m_server->sendRaw(QByteArray(5, '\0') + m_server->info().id.bytes() + m_server->client().id.bytes() +
-                      json);
+    QVERIFY(m_hostility->settle());
 }
 
 void tst_HostileServer::datagramsOfEveryKindAndLength()
 {
-    for (int kind = 0; kind < 256; ++kind) {
-        for (const int size : {1, 4, 5, 6, 8, 9, 44, 45, 46, 100, 9000, 60'000}) {
-            m_server->sendRaw(QByteArray(size, static_cast<char>(kind)));
-        }
-        if (kind % 8 == 0) {
-            settle();
-        }
-    }
+    m_hostility->datagramsOfEveryKindAndLength();
     settle();
     QVERIFY(m_session->iq().damagedDatagrams() > 0);
     QCOMPARE(m_session->iq().receivedSamples(), 0);
@@ -168,22 +143,7 @@ void tst_HostileServer::lyingCountsAndLengthsInBothStreams()
 
 void tst_HostileServer::compressedBombs()
 {
-    // 15 MiB in some 15 kB, and a block of as many samples as that.
-    QByteArray block(15 * 1024 * 1024, '\0');
-    const QByteArray bomb = qCompress(block, 9);
-    block.replace(0, 4, QByteArray::fromHex("00700000"));
-    const QByteArray honest = qCompress(block, 9);
-    QByteArray liar = qCompress(QByteArray(60'000'000, '\0'), 9);
-    QVERIFY(bomb.size() < 65'000 && liar.size() < 65'000);
-    QByteArray modest = liar;
-    modest.replace(0, 4, QByteArray::fromHex("00000100"));
-    for (int round = 0; round < 10; ++round) {
-        for (const QByteArray& payload : {bomb, honest, liar, modest}) {
-            m_server->sendRaw('\x03' + payload);
-            m_server->sendRaw('\x05' + payload);
-        }
-        settle();
-    }
+    m_hostility->compressedBombs();
     QCOMPARE(m_session->iq().damagedDatagrams(), 40);
     QCOMPARE(m_session->iq().receivedSamples(), 0);
     QCOMPARE(m_log->texts(QtWarningMsg).size(), 1);
@@ -191,14 +151,7 @@ void tst_HostileServer::compressedBombs()
 
 void tst_HostileServer::propertiesWithoutEnd()
 {
-    for (int i = 0; i < 100'000; ++i) {
-        const QByteArray number = QByteArray::number(i);
-        call((i % 2 == 0 ? R"({"cd":"pc_rrd","n":")" : R"({"cd":"pci_rrd","n":")") + number + R"(","v":)" +
-             number + "}");
-        if (i % 100 == 0) {
-            settle();
-        }
-    }
+    m_hostility->properties(100'000);
     const int count = m_session->device().names().size();
     QVERIFY2(count > 1000 && count < 99'000, qPrintable(QString::number(count)));
     QCOMPARE(m_log->texts(QtWarningMsg).size(), 1);
@@ -208,13 +161,7 @@ void tst_HostileServer::propertiesWithoutEnd()
 
 void tst_HostileServer::namesOf60kB()
 {
-    for (int i = 0; i < 1000; ++i) {
-        call(R"({"cd":"pci_rrd","n":")" + QByteArray(60'000, 'a') + QByteArray::number(i) + R"(","v":1})");
-        call(R"({"cd":"pc_rrd","n":"objectName","v":")" + QByteArray(60'000, 'b') + R"("})");
-        if (i % 10 == 0) {
-            settle();
-        }
-    }
+    m_hostility->namesOf60kB();
     QVERIFY(m_session->device().names().size() < 100);
     QCOMPARE(m_log->texts(QtWarningMsg).size(), 1);
 }

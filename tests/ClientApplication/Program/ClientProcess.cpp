@@ -2,6 +2,7 @@
 
 #include "System/Wait.h"
 
+#include <QFile>
 #include <sys/prctl.h>
 
 void ClientProcess::Process::setupChildProcess()
@@ -61,6 +62,19 @@ int ClientProcess::waitForExitCode()
 void ClientProcess::signal(int number) const
 {
     ::kill(static_cast<pid_t>(m_process.processId()), number);
+}
+
+qint64 ClientProcess::mostMemory() const
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QString text = QString::fromLatin1(status.readAll());
+    return text.section(QStringLiteral("VmHWM:"), 1)
+        .simplified()
+        .section(QLatin1Char(' '), 0, 0)
+        .toLongLong();
 }
 
 QByteArray ClientProcess::output()

@@ -27,6 +27,8 @@ public:
     void signal(int number) const;
     /// Instead of `output`.
     void setOutputFile(const QString& path) { m_process.setStandardOutputFile(path); }
+    /// KiB, the most that has been resident so far.
+    [[nodiscard]] qint64 mostMemory() const;
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
 
     /// All of it so far.
