@@ -22,25 +22,6 @@ struct Terms
     std::size_t center; // position of the centre among all taps
 };
 
-#if ORVENLINK_VECTORS
-// Here the longest vectors: nothing moves between their parts.
-struct LongVectorSamples
-{
-    using Tag = hn::CappedTag<double, 8>;
-    static constexpr std::size_t kSamples = hn::MaxLanes(Tag()) / 2;
-
-    hn::Vec<Tag> v;
-
-    static HWY_INLINE LongVectorSamples load(const double* samples) { return {hn::LoadU(Tag(), samples)}; }
-    HWY_INLINE void store(double* samples) const { hn::StoreU(v, Tag(), samples); }
-    HWY_INLINE LongVectorSamples operator+(LongVectorSamples other) const { return {hn::Add(v, other.v)}; }
-    HWY_INLINE LongVectorSamples operator*(double factor) const
-    {
-        return {hn::Mul(v, hn::Set(Tag(), factor))};
-    }
-};
-#endif
-
 // Outputs of `vectors` vectors, summed side by side so that a coefficient is fetched once for all.
 template <class V, std::size_t vectors>
 HWY_INLINE void sums(const double* HWY_RESTRICT even, const double* HWY_RESTRICT odd, const Terms& terms,
@@ -85,8 +66,8 @@ HWY_INLINE void filter(const double* even, const double* odd, const Terms& terms
 {
     std::size_t n = 0;
 #if ORVENLINK_VECTORS
-    n = run<LongVectorSamples, 4>(even, odd, terms, n, outputs, out);
-    n = run<LongVectorSamples, 1>(even, odd, terms, n, outputs, out);
+    n = run<VectorSamples, 4>(even, odd, terms, n, outputs, out);
+    n = run<VectorSamples, 1>(even, odd, terms, n, outputs, out);
 #endif
     run<PlainSamples, 1>(even, odd, terms, n, outputs, out);
 }
