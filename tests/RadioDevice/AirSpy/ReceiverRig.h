@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "RadioDevice/Vendor/BoundedCall.h"
 
 #include "support/FakeVendor.h"
 
@@ -9,9 +10,44 @@
 #include <memory>
 #include <vector>
 
+/// What a device's ring holds.
+struct SampleRing
+{
+    /// Samples that were written to the ring so far, modulo its capacity.
+    static int written(const AbstractRadioDevice& device)
+    {
+        const QMutexLocker lock(&device.inBuffer()->mutex);
+        return device.inBuffer()->writeIndex;
+    }
+
+    /// The last samples of the ring.
+    static std::vector<DoubleComplex> last(const AbstractRadioDevice& device, int count)
+    {
+        std::vector<DoubleComplex> samples(static_cast<std::size_t>(count));
+        RingBuffer<DoubleComplex>& ring = *device.inBuffer();
+        const QMutexLocker lock(&ring.mutex);
+        ring.read(ring.advance(ring.writeIndex, -count), samples.data(), count);
+        return samples;
+    }
+
+    /// How many of the samples hold what follows the one before; the fake's counter gives I = 2 n and
+    /// Q = 2 n + 1 to sample n.
+    static int countingSamples(const std::vector<DoubleComplex>& samples, double DoubleComplex::*i,
+                               double DoubleComplex::*q)
+    {
+        const double first = samples.front().*i;
+        int good = 0;
+        for (std::size_t n = 0; n < samples.size(); ++n) {
+            const double expected = first + 2.0 * static_cast<double>(n);
+            good += samples[n].*i == expected && samples[n].*q == expected + 1.0 ? 1 : 0;
+        }
+        return good;
+    }
+};
+
 /// A receiver of one of the two Airspy families on its fake library, whose script it writes.
 template <class Device>
-class ReceiverRig
+class ReceiverRig : public SampleRing
 {
 public:
     FakeVendor vendor;
@@ -44,36 +80,5 @@ public:
         }
         vendor.clearCalls();
         return device;
-    }
-
-    /// Samples that were written to the ring so far, modulo its capacity.
-    static int written(const Device& device)
-    {
-        const QMutexLocker lock(&device.inBuffer()->mutex);
-        return device.inBuffer()->writeIndex;
-    }
-
-    /// The last samples of the ring.
-    static std::vector<DoubleComplex> last(const Device& device, int count)
-    {
-        std::vector<DoubleComplex> samples(static_cast<std::size_t>(count));
-        RingBuffer<DoubleComplex>& ring = *device.inBuffer();
-        const QMutexLocker lock(&ring.mutex);
-        ring.read(ring.advance(ring.writeIndex, -count), samples.data(), count);
-        return samples;
-    }
-
-    /// How many of the samples hold what follows the one before; the fake's counter gives I = 2 n and
-    /// Q = 2 n + 1 to sample n.
-    static int countingSamples(const std::vector<DoubleComplex>& samples, double DoubleComplex::*i,
-                               double DoubleComplex::*q)
-    {
-        const double first = samples.front().*i;
-        int good = 0;
-        for (std::size_t n = 0; n < samples.size(); ++n) {
-            const double expected = first + 2.0 * static_cast<double>(n);
-            good += samples[n].*i == expected && samples[n].*q == expected + 1.0 ? 1 : 0;
-        }
-        return good;
     }
 };

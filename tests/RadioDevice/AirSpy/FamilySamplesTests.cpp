@@ -1,0 +1,140 @@
+#include "RadioDevice/AirSpy/FamilySamplesTests.h"
+
+#include "support/AllocationCounter.h"
+#include "support/LogCapture.h"
+
+#include <limits>
+
+void FamilySamplesTests::init()
+{
+    vendor().reset();
+    vendor().set(QStringLiteral("buffer"), 64);
+    vendor().set(QStringLiteral("pace"), QStringLiteral("fast"));
+}
+
+void FamilySamplesTests::cleanupTestCase()
+{
+    // Ends the deliveries that no stop has ended.
+    vendor().set(QStringLiteral("unplug"), 1);
+}
+
+std::unique_ptr<AbstractRadioDevice> FamilySamplesTests::started()
+{
+    auto receiver = make();
+    receiver->start(false);
+    if (!receiver->running()) {
+        qFatal("No receiver to test");
+    }
+    vendor().clearCalls();
+    return receiver;
+}
+
+void FamilySamplesTests::numberOfTheFirstTransferMovesTheBlockSize()
+{
+    vendor().set(QStringLiteral("buffer"), 4096);
+    const auto receiver = make();
+    QCOMPARE(receiver->blockSize(), 2048);
+    QVERIFY(receiver->start(false));
+    QTRY_VERIFY(written(*receiver) > 0);
+    receiver->stop();
+    QCOMPARE(receiver->blockSize(), 4096);
+    QCOMPARE(written(*receiver) % 4096, 0);
+}
+
+void FamilySamplesTests::blockSizeFollowsEveryTransfer()
+{
+    const auto receiver = make();
+    const std::vector<float> samples(200, 0.25F);
+    for (const int count : {1, 7, 100, 99}) {
+        const int before = written(*receiver);
+        deliver(*receiver, samples.data(), count);
+        QCOMPARE(receiver->blockSize(), count);
+        QCOMPARE(written(*receiver), before + count);
+    }
+}
+
+void FamilySamplesTests::transferThatIsNoBlockIsDropped_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("no samples") << name(".count") << QStringLiteral("0");
+    QTest::newRow("minus one sample") << name(".count") << QStringLiteral("-1");
+    QTest::newRow("the least number") << name(".count") << QStringLiteral("-2147483648");
+    QTest::newRow("the most samples") << name(".count") << QStringLiteral("2147483647");
+    QTest::newRow("no buffer") << name(".null") << QStringLiteral("samples");
+    QTest::newRow("no record") << name(".null") << QStringLiteral("transfer");
+}
+
+void FamilySamplesTests::transferThatIsNoBlockIsDropped()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, value);
+    vendor().set(key, value);
+    vendor().set(name(".trace"), 1);
+    const LogCapture log;
+    const auto receiver = started();
+    QTRY_VERIFY(vendor().calls(name(" transfer")).size() >= 3);
+    QCOMPARE(written(*receiver), 0);
+    // Good ones are taken again.
+    vendor().remove(key);
+    QTRY_VERIFY(written(*receiver) > 0);
+    receiver->stop();
+    QCOMPARE(receiver->blockSize(), 64);
+    QCOMPARE(log.texts(QtWarningMsg), QStringList());
+}
+
+void FamilySamplesTests::transferOfAMillionSamplesLeavesTheLastOfThem()
+{
+    const auto receiver = make();
+    std::vector<float> samples(2'000'000);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        samples[i] = static_cast<float>(i);
+    }
+    deliver(*receiver, samples.data(), 1'000'000);
+    QCOMPARE(written(*receiver), 1'000'000 % 262'144);
+    const auto end = last(*receiver, 262'143);
+    QCOMPARE(countingSamples(end, &DoubleComplex::im, &DoubleComplex::re), 262'143);
+    QCOMPARE(end.back().re, 1'999'999.0);
+}
+
+void FamilySamplesTests::transferOfMoreThanIsBelievedIsDropped()
+{
+    const auto receiver = make();
+    const float sample = 0.0F;
+    deliver(*receiver, &sample, (1 << 20) + 1);
+    deliver(*receiver, &sample, std::numeric_limits<int>::max());
+    QCOMPARE(written(*receiver), 0);
+    QCOMPARE(receiver->blockSize(), 2048);
+}
+
+void FamilySamplesTests::nothingIsNoBlock()
+{
+    const auto receiver = make();
+    const float sample = 0.0F;
+    deliver(*receiver, nullptr, 64);
+    deliver(*receiver, &sample, 0);
+    deliver(*receiver, &sample, -1);
+    QCOMPARE(written(*receiver), 0);
+    QCOMPARE(receiver->blockSize(), 2048);
+}
+
+void FamilySamplesTests::deliveryTakesNothingFromTheHeap()
+{
+    const auto receiver = make();
+    const std::vector<float> samples(2 * 65'536, 0.5F);
+    deliver(*receiver, samples.data(), 65'536);
+    const AllocationCounter allocations;
+    for (int i = 0; i < 100; ++i) {
+        deliver(*receiver, samples.data(), 65'536);
+    }
+    QCOMPARE(allocations.count(), 0);
+}
+
+void FamilySamplesTests::stalledReceiverCanBeStopped()
+{
+    vendor().set(QStringLiteral("stall"), 1);
+    const auto receiver = started();
+    receiver->stop();
+    QCOMPARE(receiver->state(), Worker::STOPPED);
+    QCOMPARE(written(*receiver), 0);
+}
