@@ -77,11 +77,12 @@ void drawScales(QPainter& painter, const FrequencyAxis& axis, const SpectrumScal
         painter.setPen(kGrid);
         painter.drawLine(x, kPlot.top(), x, kPlot.bottom() + 6);
         painter.setPen(kText);
-        painter.drawText(QRect(x - 50, kPlot.bottom() + 8, 100, 16), Qt::AlignHCenter, mark.text);
+        const int half = painter.fontMetrics().horizontalAdvance(mark.text) / 2;
+        const int middle = std::min(x, kSize.width() - 3 - half); // whole at the right edge too
+        painter.drawText(QRect(middle - 50, kPlot.bottom() + 8, 100, 16), Qt::AlignHCenter, mark.text);
     }
     painter.drawText(QRect(0, kPlot.top() - 24, kPlot.left() - 8, 16), Qt::AlignRight, QStringLiteral("dB"));
-    painter.drawText(QRect(kPlot.left() - 60, kPlot.bottom() + 8, 40, 16), Qt::AlignRight,
-                     QStringLiteral("MHz"));
+    painter.drawText(QRect(3, kPlot.bottom() + 8, 40, 16), Qt::AlignLeft, QStringLiteral("MHz"));
 }
 
 // All that the picture is made of, so that its file is a third of what it would be: the waterfall's colours,

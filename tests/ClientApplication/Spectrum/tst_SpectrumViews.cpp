@@ -58,6 +58,7 @@ private slots:
     void anotherAxisBeginsAnew();
 
     void pictureShowsTheStationInItsPlace();
+    void marksAtTheEndsOfThePictureAreWhole();
     void pictureWithoutSpectraIsEmpty();
     void spectrumOfAnotherLengthIsLeftOut();
 };
@@ -294,6 +295,36 @@ void tst_SpectrumViews::pictureShowsTheStationInItsPlace()
     QVERIFY(isWritten({64, 8, 100, 20}));
     QVERIFY(isWritten({10, 40, 50, 240}));
     QVERIFY(isWritten({100, 295, 800, 22}));
+}
+
+void tst_SpectrumViews::marksAtTheEndsOfThePictureAreWhole()
+{
+    SpectrumPicture picture({14'255'000, 14'265'000});
+    picture.add(spectrum(2'048, 0.25), 0);
+    const QImage image = picture.draw({});
+    // Of the line of marks below the spectrum: true where no text stands.
+    const auto isBlank = [&image](int x) {
+        for (int y = 298; y < 314; ++y) {
+            if (image.pixel(x, y) != image.pixel(0, 0)) {
+                return false;
+            }
+        }
+        return true;
+    };
+    QVERIFY(isBlank(959) && isBlank(958));
+    int text = 0;
+    for (int x = 910; x < 958; ++x) {
+        text += isBlank(x) ? 0 : 1;
+    }
+    QVERIFY2(text > 25, qPrintable(QString::number(text)));
+    // The unit stands apart from the first mark.
+    int longest = 0;
+    int blanks = 0;
+    for (int x = 20; x < 64; ++x) {
+        blanks = isBlank(x) ? blanks + 1 : 0;
+        longest = std::max(longest, blanks);
+    }
+    QVERIFY2(longest >= 6 && longest < 30, qPrintable(QString::number(longest)));
 }
 
 void tst_SpectrumViews::pictureWithoutSpectraIsEmpty()
