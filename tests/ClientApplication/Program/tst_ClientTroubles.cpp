@@ -16,98 +16,119 @@ const QString kSeconds = QStringLiteral("--seconds");
 
 } // namespace
 
+/// The troubles begin at once, each with a server and a client of its own, since all take their time.
 class tst_ClientTroubles : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void killedServerEndsTheRecordingWhole();
+    void initTestCase();
+
     void stoppedServerIsBorneAndItsGapCounted();
+    void killedServerEndsTheRecordingWhole();
     void restartedServerIsComeBackTo();
     void endOfTheServersReceiverIsToldInItsWords();
 
 private:
-    [[nodiscard]] bool hasBegun(const QString& path) const
+    struct Pair
     {
-        return waitUntil([&] { return QFile(path).size() > 50'000; });
-    }
+        Pair()
+            : served(recording({{5'000, 1'000}}))
+        {
+        }
+        void record(const QStringList& arguments = {})
+        {
+            client.start(kRecord, served.server, QStringList{path()} + arguments);
+        }
+        [[nodiscard]] QString path() const { return folder.filePath(QStringLiteral("a.wav")); }
+        [[nodiscard]] qint64 size() const { return QFile(path()).size(); }
+        [[nodiscard]] bool hasBegun() const
+        {
+            return waitUntil([this] { return size() > 20'000; });
+        }
+
+        Served served;
+        QTemporaryDir folder;
+        ClientProcess client;
+    };
+
+    std::unique_ptr<Pair> m_stopped;
+    std::unique_ptr<Pair> m_killed;
+    std::unique_ptr<Pair> m_restarted;
+    QElapsedTimer m_stop;
+    qint64 m_sizeAtRestart = 0;
 };
 
-void tst_ClientTroubles::killedServerEndsTheRecordingWhole()
+void tst_ClientTroubles::initTestCase()
 {
-    Served served(recording({{5'000, 1'000}}));
-    QVERIFY(served.server.serve());
-    const QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("a.wav"));
-    ClientProcess client;
-    client.start(kRecord, served.server, {path});
-    QVERIFY(hasBegun(path));
-    served.server.signal(SIGKILL);
-    QCOMPARE(client.waitForExitCode(), 6);
-    QCOMPARE(client.errors().size(), 1);
-    QVERIFY(client.errors()[0].contains(QLatin1String("the server has gone silent")));
-    // What was received is all there, and told of.
-    QCOMPARE(static_cast<qint64>(Sound::read(path).values.size() * 2), QFile(path).size() - 252);
-    QVERIFY(client.text().startsWith(path));
+    for (std::unique_ptr<Pair>* pair : {&m_stopped, &m_killed, &m_restarted}) {
+        *pair = std::make_unique<Pair>();
+        QVERIFY((*pair)->served.server.serve());
+    }
+    // What a server has kept of an earlier session doesn't tune its player.
+    ServerProcess& server = m_restarted->served.server;
+    QCOMPARE(m_restarted->client.run(QStringLiteral("set"), server,
+                                     {QStringLiteral("frequency"), QStringLiteral("14.26M")}),
+             0);
+    m_killed->record();
+    m_restarted->record({QStringLiteral("--reconnect"), QStringLiteral("--offset"), QStringLiteral("-5k"),
+                         QStringLiteral("--bandwidth"), QStringLiteral("10k")});
+    QVERIFY(m_killed->hasBegun() && m_restarted->hasBegun());
+    m_killed->served.server.signal(SIGKILL);
+    const quint16 port = server.port();
+    server.signal(SIGKILL);
+    QCOMPARE(server.waitForExitCode(), -1000);
+    m_sizeAtRestart = m_restarted->size();
+    QVERIFY(server.serve({QStringLiteral("-p"), QString::number(port)}));
+
+    m_stopped->record({kSeconds, QStringLiteral("9"), QStringLiteral("--json")});
+    QVERIFY(m_stopped->hasBegun());
+    m_stopped->served.server.signal(SIGSTOP);
+    m_stop.start();
 }
 
 // Three seconds: too short for anyone to give up.
 void tst_ClientTroubles::stoppedServerIsBorneAndItsGapCounted()
 {
-    Served served(recording({{5'000, 1'000}}));
-    QVERIFY(served.server.serve());
-    const QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("a.wav"));
-    ClientProcess client;
-    client.start(kRecord, served.server, {path, kSeconds, QStringLiteral("9"), QStringLiteral("--json")});
-    QVERIFY(hasBegun(path));
-    served.server.signal(SIGSTOP);
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(waitUntil([&clock] { return clock.elapsed() >= 3'000; }));
-    served.server.signal(SIGCONT);
+    ClientProcess& client = m_stopped->client;
+    QVERIFY(waitUntil([this] { return m_stop.elapsed() >= 3'000; }));
+    m_stopped->served.server.signal(SIGCONT);
     QCOMPARE(client.waitForExitCode(), 0);
     const QJsonObject told = client.json().object();
     const double missing = told[QStringLiteral("missing_samples")].toDouble() / 48'000;
     QVERIFY2(missing > 2.5 && missing < 3.6, qPrintable(QString::number(missing)));
     const double seconds = told[QStringLiteral("seconds")].toDouble();
     QVERIFY2(seconds > 5.2 && seconds < 6.6, qPrintable(QString::number(seconds)));
-    QVERIFY(served.server.quit());
+    QVERIFY(m_stopped->served.server.quit());
+}
+
+void tst_ClientTroubles::killedServerEndsTheRecordingWhole()
+{
+    ClientProcess& client = m_killed->client;
+    QCOMPARE(client.waitForExitCode(), 6);
+    QCOMPARE(client.errors().size(), 1);
+    QVERIFY(client.errors()[0].contains(QLatin1String("the server has gone silent")));
+    // What was received is all there, and told of.
+    QCOMPARE(static_cast<qint64>(Sound::read(m_killed->path()).values.size() * 2), m_killed->size() - 252);
+    QVERIFY(client.text().startsWith(m_killed->path()));
 }
 
 void tst_ClientTroubles::restartedServerIsComeBackTo()
 {
-    Served served(recording({{5'000, 1'000}}));
-    QVERIFY(served.server.serve());
-    const quint16 port = served.server.port();
-    const QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("a.wav"));
-    ClientProcess client;
-    // What a server has kept of an earlier session doesn't tune its player.
-    QCOMPARE(client.run(QStringLiteral("set"), served.server,
-                        {QStringLiteral("frequency"), QStringLiteral("14.26M")}),
-             0);
-    client.start(kRecord, served.server,
-                 {path, QStringLiteral("--reconnect"), QStringLiteral("--offset"), QStringLiteral("-5k"),
-                  QStringLiteral("--bandwidth"), QStringLiteral("10k")});
-    QVERIFY(waitUntil([&] { return QFile(path).size() > 20'000; }));
-    served.server.signal(SIGKILL);
-    QVERIFY(served.server.waitForExitCode() == -1000);
-    const qint64 before = QFile(path).size();
-    QVERIFY(served.server.serve({QStringLiteral("-p"), QString::number(port)}));
-    QVERIFY(waitUntil([&] { return QFile(path).size() > before + 100'000; }));
+    ClientProcess& client = m_restarted->client;
+    QVERIFY(waitUntil([this] { return m_restarted->size() > m_sizeAtRestart + 100'000; }));
     client.signal(SIGINT);
     QCOMPARE(client.waitForExitCode(), 0);
     QVERIFY(client.text().contains(QLatin1String("missing")));
     // The settings are as they were: the station stands still at the rate of before, at the end too.
-    const Sound sound = Sound::read(path);
+    const Sound sound = Sound::read(m_restarted->path());
     QCOMPARE(sound.sampleRate, 12'000);
     const std::size_t last = sound.values.size() - 2;
     QVERIFY(std::hypot(sound.values[last], sound.values[last + 1]) > 7'000);
     for (std::size_t n = sound.values.size() - 4'000; n + 3 < sound.values.size(); n += 2) {
         QVERIFY(std::abs(sound.values[n + 2] - sound.values[n]) < 300);
     }
-    QVERIFY(served.server.quit());
+    QVERIFY(m_restarted->served.server.quit());
 }
 
 void tst_ClientTroubles::endOfTheServersReceiverIsToldInItsWords()
