@@ -67,6 +67,13 @@ struct VectorSamples
 
     hn::Vec<Tag> v;
 
+    // Written out, or GCC makes them without the instruction set.
+    HWY_INLINE VectorSamples() {} // NOLINT(modernize-use-equals-default)
+    HWY_INLINE VectorSamples(hn::Vec<Tag> vector)
+        : v(vector)
+    {
+    }
+
     static HWY_INLINE VectorSamples load(const double* samples) { return {hn::LoadU(Tag(), samples)}; }
     static HWY_INLINE VectorSamples filled(const double* sample) { return {hn::LoadDup128(Tag(), sample)}; }
     HWY_INLINE void store(double* samples) const { hn::StoreU(v, Tag(), samples); }
