@@ -31,6 +31,7 @@ class tst_ClientCommands : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void helpTellsTheCommands();
     void eachCommandHasItsHelp_data();
     void eachCommandHasItsHelp();
@@ -61,7 +62,20 @@ private slots:
     void spectrumAsAPicture();
     void spectrumInATerminal_data();
     void spectrumInATerminal();
+
+private:
+    ClientProcess m_unanswered;
 };
+
+// The client is patient for some seconds; what it then says is looked at in one of the tests below.
+void tst_ClientCommands::initTestCase()
+{
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    const QStringList server = ClientProcess::at(served.server);
+    QVERIFY(served.server.quit());
+    m_unanswered.start(QStringList{kInfo} + server);
+}
 
 void tst_ClientCommands::helpTellsTheCommands()
 {
@@ -293,21 +307,16 @@ void tst_ClientCommands::withoutAnIdentificatorNobodyIsDrivenOut()
 
 void tst_ClientCommands::whereNobodyAnswersIsCode4()
 {
-    Served served(recording({}));
-    QVERIFY(served.server.serve());
-    const QStringList server = ClientProcess::at(served.server);
-    QVERIFY(served.server.quit());
-    ClientProcess client;
-    QCOMPARE(client.run(QStringList{kInfo} + server), 4);
-    QCOMPARE(client.errors().size(), 1);
+    QCOMPARE(m_unanswered.waitForExitCode(), 4);
+    QCOMPARE(m_unanswered.errors().size(), 1);
 }
 
 void tst_ClientCommands::outputThatCanNotBeWrittenIsOneLineAndCode1_data()
 {
     QTest::addColumn<QString>("arguments");
-    for (const char* arguments :
-         {"--help", "record --help", "list --json", "info SERVER", "get SERVER", "get SERVER --json",
-          "set SERVER swapIQ off", "spectrum SERVER --seconds 0.3", "spectrum SERVER --json"}) {
+    for (const char* arguments : {"--help", "record --help", "list --json --wait 0.2", "info SERVER",
+                                  "get SERVER", "get SERVER --json", "set SERVER swapIQ off",
+                                  "spectrum SERVER --seconds 0.3", "spectrum SERVER --json"}) {
         QTest::newRow(arguments) << QString::fromLatin1(arguments);
     }
 }
@@ -333,7 +342,7 @@ void tst_ClientCommands::outputThatCanNotBeWrittenIsOneLineAndCode1()
 void tst_ClientCommands::aReaderWhoHasGoneIsNoError_data()
 {
     QTest::addColumn<QString>("command");
-    for (const char* command : {"info", "get", "spectrum", "spectrum --json"}) {
+    for (const char* command : {"info", "get", "spectrum --seconds 0.3", "spectrum --json"}) {
         QTest::newRow(command) << QString::fromLatin1(command);
     }
 }
