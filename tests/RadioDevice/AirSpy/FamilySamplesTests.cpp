@@ -18,17 +18,6 @@ void FamilySamplesTests::cleanupTestCase()
     vendor().set(QStringLiteral("unplug"), 1);
 }
 
-std::unique_ptr<AbstractRadioDevice> FamilySamplesTests::started()
-{
-    auto receiver = make();
-    receiver->start(false);
-    if (!receiver->running()) {
-        qFatal("No receiver to test");
-    }
-    vendor().clearCalls();
-    return receiver;
-}
-
 void FamilySamplesTests::numberOfTheFirstTransferMovesTheBlockSize()
 {
     vendor().set(QStringLiteral("buffer"), 4096);

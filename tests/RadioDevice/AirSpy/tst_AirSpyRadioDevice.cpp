@@ -1,6 +1,6 @@
 #include "RadioDevice/AirSpy/AirSpyRadioDevice.h"
 
-#include "RadioDevice/AirSpy/ReceiverRig.h"
+#include "RadioDevice/AirSpy/FamilyReceiverTests.h"
 #include "support/LogCapture.h"
 
 #include <QElapsedTimer>
@@ -10,9 +10,17 @@
 using namespace std::chrono_literals;
 
 /// The receiver's tables, its start and its stop.
-class tst_AirSpyRadioDevice : public QObject
+class tst_AirSpyRadioDevice : public FamilyReceiverTests
 {
     Q_OBJECT
+
+public:
+    tst_AirSpyRadioDevice()
+        // 2 is the first number above those of success.
+        : FamilyReceiverTests(
+              {QStringLiteral("airspy"), QStringLiteral("airspy_stop_rx"), {-1000, -5, 2}, "biasTee"})
+    {
+    }
 
 private slots:
     void init();
@@ -26,13 +34,10 @@ private slots:
     void startMakesItsCallsInOrder();
     void startAppliesTheGainsOfEachMode_data();
     void startAppliesTheGainsOfEachMode();
-    void startOpensTheSerialAsUnsignedDecimal();
     void startLeavesTheBiasTeeAlone();
-    void startTunesToTheCorrectedFrequency();
     void startThatCannotTuneGoesOn();
     void startThatCannotTellTheFrequencyGoesOn();
     void stepThatFailsEndsTheStart_data();
-    void stepThatFailsEndsTheStart();
     void resultOfOneIsASuccess();
     void startThatFailedGivesItsHandleUp();
     void receiverThatFailedStartsOnceItCan();
@@ -40,22 +45,23 @@ private slots:
     void listOfRatesIsTheLibrarys();
     void rateOfAClientDoesNotSurviveTheStart();
     void rateBelowAMillionSurvivesTheStart();
-    void fortyRatesAreReadFor32();
     void noRatesLeaveThePresentOne();
     void rateOfZeroIsNeverSet();
 
     void stopMakesItsCallsInOrder();
-    void stopOfAStoppedReceiverMakesNoCall();
     void stopThatFailsStillCloses();
     void closeThatFailsIsLogged();
-    void stopThatHangsIsLeftBehind_data();
-    void stopThatHangsIsLeftBehind();
     void failedStartWhoseCloseHangsIsLeftBehind();
-    void destructionOfARunningReceiverClosesIt();
-    void destructionIsLogged();
     void unpluggedReceiverStopsAndStartsAgain();
 
 private:
+    FakeVendor& vendor() override { return m_rig.vendor; }
+    std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
+                                              std::chrono::milliseconds deadline) const override
+    {
+        return m_rig.make(identificator, deadline);
+    }
+
     using Receiver = AirSpyRadioDevice;
 
     ReceiverRig<Receiver> m_rig;
@@ -198,13 +204,6 @@ void tst_AirSpyRadioDevice::startAppliesTheGainsOfEachMode()
     QCOMPARE(gainModeChanged.size(), 1);
 }
 
-void tst_AirSpyRadioDevice::startOpensTheSerialAsUnsignedDecimal()
-{
-    const auto receiver = m_rig.make(QStringLiteral("18446744073709551615"));
-    QVERIFY(receiver->start(false));
-    QCOMPARE(m_vendor.calls().constFirst(), QStringLiteral("airspy_open_sn(18446744073709551615) = 0"));
-}
-
 void tst_AirSpyRadioDevice::startLeavesTheBiasTeeAlone()
 {
     const auto receiver = m_rig.make();
@@ -214,16 +213,6 @@ void tst_AirSpyRadioDevice::startLeavesTheBiasTeeAlone()
     receiver->setBiasTee(true);
     QCOMPARE(m_vendor.calls(QStringLiteral("airspy_set_rf_bias")),
              QStringList{QStringLiteral("airspy_set_rf_bias(dev1, 1) = 0")});
-}
-
-void tst_AirSpyRadioDevice::startTunesToTheCorrectedFrequency()
-{
-    const auto receiver = m_rig.make();
-    receiver->setPpmCorrection(100);
-    receiver->setFrequency(100'000'000.0);
-    QVERIFY(receiver->start(false));
-    QCOMPARE(m_vendor.calls(QStringLiteral("airspy_set_freq")),
-             QStringList{QStringLiteral("airspy_set_freq(dev1, 100010001) = 0")});
 }
 
 void tst_AirSpyRadioDevice::startThatCannotTuneGoesOn()
@@ -265,41 +254,6 @@ void tst_AirSpyRadioDevice::stepThatFailsEndsTheStart_data()
     row("airspy_set_samplerate", "Error set sample rate!", 4);
     row("airspy_set_sample_type", "Error set sample type!", 5);
     row("airspy_start_rx", "Error start rx!", 6);
-}
-
-void tst_AirSpyRadioDevice::stepThatFailsEndsTheStart()
-{
-    QFETCH(QString, call);
-    QFETCH(QString, text);
-    QFETCH(int, calls);
-    // 2 is the first number above those of success.
-    for (const int result : {-1000, -5, 2}) {
-        m_vendor.reset();
-        m_vendor.set(call, result);
-        const auto receiver = m_rig.make();
-        QSignalSpy errorHappen(receiver.get(), &Worker::errorHappen);
-        QSignalSpy stopped(receiver.get(), &Worker::stopped);
-        QSignalSpy started(receiver.get(), &Worker::started);
-        const LogCapture log;
-        QVERIFY(receiver->start(false));
-        QCOMPARE(receiver->state(), Worker::STOPPED);
-        QCOMPARE(started.size(), 0);
-        QCOMPARE(stopped.size(), 1);
-        QCOMPARE(errorHappen.size(), 1);
-        QCOMPARE(errorHappen.constFirst().constFirst().toString(), text + QString::number(result));
-        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-        QVERIFY2(log.texts(QtWarningMsg)
-                     .constFirst()
-                     .endsWith(QStringLiteral(" =>\t ") + text + QString::number(result)),
-                 qPrintable(log.texts(QtWarningMsg).constFirst()));
-        // What was opened is closed, with nothing in between.
-        QStringList made = m_vendor.calls();
-        if (calls > 1) {
-            QCOMPARE(made.takeLast(), QStringLiteral("airspy_close(dev1) = 0"));
-        }
-        QCOMPARE(made.size(), calls);
-        QVERIFY(made.constLast().endsWith(QStringLiteral(" = %1").arg(result)));
-    }
 }
 
 void tst_AirSpyRadioDevice::resultOfOneIsASuccess()
@@ -387,18 +341,6 @@ void tst_AirSpyRadioDevice::rateBelowAMillionSurvivesTheStart()
              QStringList{QStringLiteral("airspy_set_samplerate(dev1, 500000) = 0")});
 }
 
-void tst_AirSpyRadioDevice::fortyRatesAreReadFor32()
-{
-    m_vendor.set(QStringLiteral("airspy.rates.count"), 40);
-    const auto receiver = m_rig.make();
-    const LogCapture log;
-    QVERIFY(receiver->start(false));
-    QCOMPARE(m_vendor.calls(QStringLiteral("airspy_get_samplerates")).constLast(),
-             QStringLiteral("airspy_get_samplerates(dev1, 32) = 0"));
-    QCOMPARE(receiver->supportSampleRates().size(), 32);
-    QCOMPARE(log.texts().filter(QStringLiteral("AirSpy sampleRate:")).size(), 32);
-}
-
 void tst_AirSpyRadioDevice::noRatesLeaveThePresentOne()
 {
     m_vendor.set(QStringLiteral("airspy.rates.count"), 0);
@@ -434,15 +376,6 @@ void tst_AirSpyRadioDevice::stopMakesItsCallsInOrder()
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void tst_AirSpyRadioDevice::stopOfAStoppedReceiverMakesNoCall()
-{
-    const auto receiver = m_rig.make();
-    receiver->stop();
-    QVERIFY(QMetaObject::invokeMethod(receiver.get(), "onStop", Qt::DirectConnection));
-    QCOMPARE(receiver->state(), Worker::STOPPED);
-    QCOMPARE(m_vendor.calls(), QStringList());
-}
-
 void tst_AirSpyRadioDevice::stopThatFailsStillCloses()
 {
     const auto receiver = m_rig.started();
@@ -470,38 +403,6 @@ void tst_AirSpyRadioDevice::closeThatFailsIsLogged()
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void tst_AirSpyRadioDevice::stopThatHangsIsLeftBehind_data()
-{
-    QTest::addColumn<QString>("call");
-    QTest::newRow("stop") << QStringLiteral("airspy_stop_rx");
-    QTest::newRow("close") << QStringLiteral("airspy_close");
-}
-
-void tst_AirSpyRadioDevice::stopThatHangsIsLeftBehind()
-{
-    QFETCH(QString, call);
-    auto receiver = m_rig.started(300ms);
-    m_vendor.set(QStringLiteral("hang.") + call, 1);
-    QElapsedTimer elapsed;
-    elapsed.start();
-    {
-        const LogCapture log;
-        receiver->stop();
-        QVERIFY(elapsed.elapsed() < 2000);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-        QVERIFY(log.texts(QtWarningMsg).constFirst().contains(QLatin1String("airspy_stop_rx, airspy_close")));
-    }
-    QCOMPARE(receiver->state(), Worker::STOPPED);
-    const int before = m_rig.written(*receiver);
-    receiver->setBiasTee(true);
-    QCOMPARE(m_vendor.calls(QStringLiteral("airspy_set_rf_bias")), QStringList());
-    // The stick is back, and the next client's start doesn't wait for the call that is left behind.
-    QVERIFY(receiver->start(false));
-    QTRY_VERIFY(m_rig.written(*receiver) != before);
-    m_vendor.set(QStringLiteral("hang.") + call, 0);
-    QTRY_COMPARE(m_vendor.calls(QStringLiteral("airspy_close(dev1")).size(), 1);
-}
-
 void tst_AirSpyRadioDevice::failedStartWhoseCloseHangsIsLeftBehind()
 {
     m_vendor.set(QStringLiteral("airspy_start_rx"), -1);
@@ -517,22 +418,6 @@ void tst_AirSpyRadioDevice::failedStartWhoseCloseHangsIsLeftBehind()
     receiver.reset();
     m_vendor.set(QStringLiteral("hang.airspy_close"), 0);
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("airspy_close")).size(), 1);
-}
-
-void tst_AirSpyRadioDevice::destructionOfARunningReceiverClosesIt()
-{
-    auto receiver = m_rig.started();
-    receiver.reset();
-    QCOMPARE(m_vendor.calls(), (QStringList{QStringLiteral("airspy_stop_rx(dev1) = 0"),
-                                            QStringLiteral("airspy_close(dev1) = 0")}));
-}
-
-void tst_AirSpyRadioDevice::destructionIsLogged()
-{
-    auto receiver = m_rig.make();
-    const LogCapture log;
-    receiver.reset();
-    QCOMPARE(log.texts().constFirst(), QStringLiteral("Destruct class .. AirSpyRadioDevice"));
 }
 
 void tst_AirSpyRadioDevice::unpluggedReceiverStopsAndStartsAgain()

@@ -22,7 +22,11 @@ private slots:
 
 private:
     FakeVendor& vendor() override { return m_rig.vendor; }
-    std::unique_ptr<AbstractRadioDevice> make() const override { return m_rig.make(); }
+    std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
+                                              std::chrono::milliseconds deadline) const override
+    {
+        return m_rig.make(identificator, deadline);
+    }
     void deliver(AbstractRadioDevice& receiver, const float* samples, int count) const override
     {
         dynamic_cast<Receiver&>(receiver).deliver(samples, count);

@@ -1,6 +1,6 @@
 #include "RadioDevice/AirSpyHF/AirSpyHFRadioDevice.h"
 
-#include "RadioDevice/AirSpy/ReceiverRig.h"
+#include "RadioDevice/AirSpy/FamilyReceiverTests.h"
 #include "support/LogCapture.h"
 
 #include <QElapsedTimer>
@@ -10,9 +10,16 @@
 using namespace std::chrono_literals;
 
 /// The receiver's tables, its start and its stop.
-class tst_AirSpyHFRadioDevice : public QObject
+class tst_AirSpyHFRadioDevice : public FamilyReceiverTests
 {
     Q_OBJECT
+
+public:
+    tst_AirSpyHFRadioDevice()
+        // 1 is no success here.
+        : FamilyReceiverTests({QStringLiteral("airspyhf"), QStringLiteral("airspyhf_stop"), {-1, 1}, "lna"})
+    {
+    }
 
 private slots:
     void init();
@@ -26,10 +33,7 @@ private slots:
 
     void startMakesItsCallsInOrder();
     void startAppliesWhatIsStored();
-    void startOpensTheSerialAsUnsignedDecimal();
-    void startTunesToTheCorrectedFrequency();
     void stepThatFailsEndsTheStart_data();
-    void stepThatFailsEndsTheStart();
     void settingThatFailsIsOnlyLogged_data();
     void settingThatFailsIsOnlyLogged();
     void startThatFailedGivesItsHandleUp();
@@ -39,25 +43,26 @@ private slots:
     void rateThatIsNotInTheListBecomesTheFirst();
     void rateOfAMillionBecomesTheFirst();
     void startWithoutAResetTakesTheFirstRate();
-    void fortyRatesAreReadFor32();
     void noRatesLeaveThePresentOne();
     void rateOfZeroIsNeverSet();
 
     void stopMakesItsCallsInOrder();
-    void stopOfAStoppedReceiverMakesNoCall();
     void stopThatFailsLeavesTheReceiverOpen_data();
     void stopThatFailsLeavesTheReceiverOpen();
     void receiverLeftOpenIsClosedByTheNextStart();
     void receiverLeftOpenIsClosedWhenItGoes();
     void closeThatFailsIsLogged();
-    void stopThatHangsIsLeftBehind_data();
-    void stopThatHangsIsLeftBehind();
     void closeThatNeverReturnsAfterAnUnplugHoldsNobody();
     void stopAndDestructionShareOneDeadline();
-    void destructionOfARunningReceiverClosesIt();
-    void destructionIsLogged();
 
 private:
+    FakeVendor& vendor() override { return m_rig.vendor; }
+    std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
+                                              std::chrono::milliseconds deadline) const override
+    {
+        return m_rig.make(identificator, deadline);
+    }
+
     using Receiver = AirSpyHFRadioDevice;
 
     ReceiverRig<Receiver> m_rig;
@@ -173,23 +178,6 @@ void tst_AirSpyHFRadioDevice::startAppliesWhatIsStored()
                                                    QStringLiteral("airspyhf_set_hf_att(dev1, 8) = 0")}));
 }
 
-void tst_AirSpyHFRadioDevice::startOpensTheSerialAsUnsignedDecimal()
-{
-    const auto receiver = m_rig.make(QStringLiteral("18446744073709551615"));
-    QVERIFY(receiver->start(false));
-    QCOMPARE(m_vendor.calls().constFirst(), QStringLiteral("airspyhf_open_sn(18446744073709551615) = 0"));
-}
-
-void tst_AirSpyHFRadioDevice::startTunesToTheCorrectedFrequency()
-{
-    const auto receiver = m_rig.make();
-    receiver->setPpmCorrection(100);
-    receiver->setFrequency(100'000'000.0);
-    QVERIFY(receiver->start(false));
-    QCOMPARE(m_vendor.calls(QStringLiteral("airspyhf_set_freq")),
-             QStringList{QStringLiteral("airspyhf_set_freq(dev1, 100010001) = 0")});
-}
-
 void tst_AirSpyHFRadioDevice::stepThatFailsEndsTheStart_data()
 {
     QTest::addColumn<QString>("call"); // that fails
@@ -203,41 +191,6 @@ void tst_AirSpyHFRadioDevice::stepThatFailsEndsTheStart_data()
     row("airspyhf_get_samplerates.2", "Error get sample rates!", 3);
     row("airspyhf_set_samplerate", "Error set sample rate!", 4);
     row("airspyhf_start", "Error start rx!", 5);
-}
-
-void tst_AirSpyHFRadioDevice::stepThatFailsEndsTheStart()
-{
-    QFETCH(QString, call);
-    QFETCH(QString, text);
-    QFETCH(int, calls);
-    // 1 is no success here.
-    for (const int result : {-1, 1}) {
-        m_vendor.reset();
-        m_vendor.set(call, result);
-        const auto receiver = m_rig.make();
-        QSignalSpy errorHappen(receiver.get(), &Worker::errorHappen);
-        QSignalSpy stopped(receiver.get(), &Worker::stopped);
-        QSignalSpy started(receiver.get(), &Worker::started);
-        const LogCapture log;
-        QVERIFY(receiver->start(false));
-        QCOMPARE(receiver->state(), Worker::STOPPED);
-        QCOMPARE(started.size(), 0);
-        QCOMPARE(stopped.size(), 1);
-        QCOMPARE(errorHappen.size(), 1);
-        QCOMPARE(errorHappen.constFirst().constFirst().toString(), text + QString::number(result));
-        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-        QVERIFY2(log.texts(QtWarningMsg)
-                     .constFirst()
-                     .endsWith(QStringLiteral(" =>\t ") + text + QString::number(result)),
-                 qPrintable(log.texts(QtWarningMsg).constFirst()));
-        // What was opened is closed, with nothing in between.
-        QStringList made = m_vendor.calls();
-        if (calls > 1) {
-            QCOMPARE(made.takeLast(), QStringLiteral("airspyhf_close(dev1) = 0"));
-        }
-        QCOMPARE(made.size(), calls);
-        QVERIFY(made.constLast().endsWith(QStringLiteral(" = %1").arg(result)));
-    }
 }
 
 void tst_AirSpyHFRadioDevice::settingThatFailsIsOnlyLogged_data()
@@ -345,18 +298,6 @@ void tst_AirSpyHFRadioDevice::startWithoutAResetTakesTheFirstRate()
              QStringList{QStringLiteral("airspyhf_set_freq(dev1, 0) = 0")});
 }
 
-void tst_AirSpyHFRadioDevice::fortyRatesAreReadFor32()
-{
-    m_vendor.set(QStringLiteral("airspyhf.rates.count"), 40);
-    const auto receiver = m_rig.make();
-    const LogCapture log;
-    QVERIFY(receiver->start(false));
-    QCOMPARE(m_vendor.calls(QStringLiteral("airspyhf_get_samplerates")).constLast(),
-             QStringLiteral("airspyhf_get_samplerates(dev1, 32) = 0"));
-    QCOMPARE(receiver->supportSampleRates().size(), 32);
-    QCOMPARE(log.texts().filter(QStringLiteral("AirSpy sampleRate:")).size(), 32);
-}
-
 void tst_AirSpyHFRadioDevice::noRatesLeaveThePresentOne()
 {
     m_vendor.set(QStringLiteral("airspyhf.rates.count"), 0);
@@ -387,15 +328,6 @@ void tst_AirSpyHFRadioDevice::stopMakesItsCallsInOrder()
     QCOMPARE(stopped.size(), 1);
     m_vendor.clearCalls();
     receiver->setLna(true);
-    QCOMPARE(m_vendor.calls(), QStringList());
-}
-
-void tst_AirSpyHFRadioDevice::stopOfAStoppedReceiverMakesNoCall()
-{
-    const auto receiver = m_rig.make();
-    receiver->stop();
-    QVERIFY(QMetaObject::invokeMethod(receiver.get(), "onStop", Qt::DirectConnection));
-    QCOMPARE(receiver->state(), Worker::STOPPED);
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
@@ -468,38 +400,6 @@ void tst_AirSpyHFRadioDevice::closeThatFailsIsLogged()
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void tst_AirSpyHFRadioDevice::stopThatHangsIsLeftBehind_data()
-{
-    QTest::addColumn<QString>("call");
-    QTest::newRow("stop") << QStringLiteral("airspyhf_stop");
-    QTest::newRow("close") << QStringLiteral("airspyhf_close");
-}
-
-void tst_AirSpyHFRadioDevice::stopThatHangsIsLeftBehind()
-{
-    QFETCH(QString, call);
-    auto receiver = m_rig.started(300ms);
-    m_vendor.set(QStringLiteral("hang.") + call, 1);
-    QElapsedTimer elapsed;
-    elapsed.start();
-    {
-        const LogCapture log;
-        receiver->stop();
-        QVERIFY(elapsed.elapsed() < 2000);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-        QVERIFY(
-            log.texts(QtWarningMsg).constFirst().contains(QLatin1String("airspyhf_stop, airspyhf_close")));
-    }
-    QCOMPARE(receiver->state(), Worker::STOPPED);
-    receiver->setLna(true);
-    QCOMPARE(m_vendor.calls(QStringLiteral("airspyhf_set_hf_lna")), QStringList());
-    const int before = m_rig.written(*receiver);
-    QVERIFY(receiver->start(false));
-    QTRY_VERIFY(m_rig.written(*receiver) != before);
-    m_vendor.set(QStringLiteral("hang.") + call, 0);
-    QTRY_COMPARE(m_vendor.calls(QStringLiteral("airspyhf_close(dev1")).size(), 1);
-}
-
 void tst_AirSpyHFRadioDevice::closeThatNeverReturnsAfterAnUnplugHoldsNobody()
 {
     auto receiver = m_rig.started(300ms);
@@ -540,22 +440,6 @@ void tst_AirSpyHFRadioDevice::stopAndDestructionShareOneDeadline()
     QVERIFY2(elapsed.elapsed() < 1500, qPrintable(QString::number(elapsed.elapsed())));
     m_vendor.set(QStringLiteral("hang.airspyhf_close"), 0);
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("airspyhf_close(dev1")).size(), 1);
-}
-
-void tst_AirSpyHFRadioDevice::destructionOfARunningReceiverClosesIt()
-{
-    auto receiver = m_rig.started();
-    receiver.reset();
-    QCOMPARE(m_vendor.calls(), (QStringList{QStringLiteral("airspyhf_stop(dev1) = 0"),
-                                            QStringLiteral("airspyhf_close(dev1) = 0")}));
-}
-
-void tst_AirSpyHFRadioDevice::destructionIsLogged()
-{
-    auto receiver = m_rig.make();
-    const LogCapture log;
-    receiver.reset();
-    QCOMPARE(log.texts().constFirst(), QStringLiteral("Destruct class .. AirSpyHFRadioDevice"));
 }
 
 QTEST_GUILESS_MAIN(tst_AirSpyHFRadioDevice)
