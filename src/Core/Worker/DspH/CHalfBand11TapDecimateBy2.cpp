@@ -66,7 +66,8 @@ void CHalfBand11TapDecimateBy2::filter(const DoubleComplex* in, DoubleComplex* o
             }
             m_buffer.fill(in, std::clamp(m_bufLen, 0, inputs));
         } else {
-            Kernels::takeApart(in + 2 * first - kHistory, inputs + kHistory, even, odd);
+            const std::ptrdiff_t start = 2 * first - kHistory;
+            Kernels::takeApart(in + start, inputs + kHistory, even, odd);
         }
         Kernels::halfBand11(even, odd, m_coefficients.data(), next, out + first);
         first += next;
