@@ -5,6 +5,8 @@
 #include "Core/Worker/DoubleComplex.h"
 #include "Core/Worker/DspH/FftKernels.h"
 #include "Core/Worker/DspH/FftTables.h"
+#include "Core/Worker/DspH/FftTurns.h"
+#include "Core/Worker/Kernels/Fft.h"
 
 #include <algorithm>
 #include <cmath>
@@ -36,6 +38,8 @@ FftEngine::FftEngine(int length)
     SetupParameters(length);
 }
 
+FftEngine::~FftEngine() = default;
+
 void FftEngine::SetupParameters(int length)
 {
     if (length < kMinLength || length > kMaxLength) {
@@ -46,6 +50,7 @@ void FftEngine::SetupParameters(int length)
     m_ip = std::make_unique<int[]>(static_cast<std::size_t>(std::sqrt(usable) + 3.0));
     m_w = std::make_unique<double[]>(static_cast<std::size_t>(std::max(usable / 2 - 1, 0)));
     m_ip[0] = 0;
+    m_turns = FftTurns::forLength(m_length);
 }
 
 void FftEngine::transform(DoubleComplex* data, int direction)
@@ -56,13 +61,20 @@ void FftEngine::transform(DoubleComplex* data, int direction)
     // In doubles, two to a sample, n is above 4 ip[0].
     if (m_length > 2 * m_ip[0]) {
         FftTables::build(m_length / 2, m_ip.get(), m_w.get());
+        if (m_turns) {
+            m_turns->build(m_w.get());
+        }
     }
     // The backward transform is the forward one between two conjugations.
     if (direction < 0) {
         conjugate(data, m_length);
     }
-    FftKernels::splitRadix(data, m_length, m_w.get());
-    FftKernels::reverseBits(data, m_length, m_ip.get());
+    if (m_turns) {
+        Kernels::Fft::transform(m_turns->plan(), data);
+    } else {
+        FftKernels::splitRadix(data, m_length, m_w.get());
+        FftKernels::reverseBits(data, m_length, m_ip.get());
+    }
     if (direction < 0) {
         conjugate(data, m_length);
     }
