@@ -13,9 +13,9 @@ struct DoubleComplex;
 /// by split radix, decimation in frequency (Duhamel and Hollmann 1984; Sorensen, Heideman and Burrus 1986),
 /// depth first: both with Ooura's tables, of which the vectors keep a copy in the order of their use.
 ///
-/// Memory:    29 bytes a sample, 16 of them the work array; 4 outside that range. The constructor allocates
-/// it. Thread:    one; the tables are built by the first transform. Errors:    a length outside 512..32,768
-/// is logged and works all the same if it is a power of two; of any
+/// Memory:    29 bytes a sample, 16 of them the work array; 4 outside that range. Allocated when made.
+/// Thread:    one; the tables are built by the first transform.
+/// Errors:    a length outside 512..32,768 is logged and works all the same if it is a power of two; of any
 ///            other length only the largest power of two within it is transformed.
 class FftEngine
 {
