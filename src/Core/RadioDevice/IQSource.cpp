@@ -2,7 +2,6 @@
 
 #include "Core/Log/Log.h"
 
-#include <QMutexLocker>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -72,13 +71,23 @@ void IQSource::write(int count, bool wait)
     if (count == 0) {
         count = m_block.size();
     }
-    ++m_blockCounter;
-    ++m_blocksSinceWake;
+    countBlock();
     const QMutexLocker lock(&m_inBuffer->mutex);
     if (wait) {
         m_inBuffer->spaceFreed.wait(&m_inBuffer->mutex, 0UL);
     }
     m_inBuffer->write(m_block.constData(), count);
+    wakeReaders();
+}
+
+void IQSource::countBlock()
+{
+    ++m_blockCounter;
+    ++m_blocksSinceWake;
+}
+
+void IQSource::wakeReaders()
+{
     if (m_blocksSinceWake >= m_blocksPerWake) {
         m_blocksSinceWake = 0;
         m_inBuffer->dataReady.wakeAll();

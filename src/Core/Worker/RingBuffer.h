@@ -4,6 +4,8 @@
 #include <QWaitCondition>
 #include <algorithm>
 #include <memory>
+#include <new>
+#include <type_traits>
 
 /// The sample queue between threads: one writer, any number of readers, each with an index of its own.
 /// The writer never looks at the readers: a slow one is overrun.
@@ -17,7 +19,7 @@ public:
     explicit RingBuffer(int size)
         : capacity(size)
         , mask(size - 1)
-        , data(std::make_unique<T[]>(static_cast<std::size_t>(size)))
+        , data(new (kAlignment) T[static_cast<std::size_t>(size)]())
     {
         Q_ASSERT(size > 0 && (size & (size - 1)) == 0);
     }
@@ -26,13 +28,24 @@ public:
     /// they would stand had all been written.
     void write(const T* samples, int count)
     {
+        writeMade(count, [samples](T* made, int first, int n) { std::copy_n(samples + first, n, made); });
+    }
+
+    /// As `write`, of samples that are made where they stay: `make(made, first, n)` puts the `n` samples from
+    /// number `first` on to `made`. It is called for each run of places, of which there are two at the end of
+    /// the ring.
+    template <class Make>
+    void writeMade(int count, Make make)
+    {
         Q_ASSERT(count >= 0);
         const int skipped = std::max(count - capacity, 0);
         const int start = advance(writeIndex, skipped);
         const int kept = count - skipped;
         const int toEnd = std::min(kept, capacity - start);
-        std::copy_n(samples + skipped, toEnd, data.get() + start);
-        std::copy_n(samples + skipped + toEnd, kept - toEnd, data.get());
+        make(data.get() + start, skipped, toEnd);
+        if (toEnd < kept) {
+            make(data.get(), skipped + toEnd, kept - toEnd);
+        }
         writeIndex = advance(writeIndex, count);
         lastWriteIndex = writeIndex;
     }
@@ -70,5 +83,14 @@ public:
 
 private:
     Q_DISABLE_COPY_MOVE(RingBuffer)
-    std::unique_ptr<T[]> data;
+
+    // A line of the cache, and the longest vector: one that lies across two lines takes twice the time.
+    static constexpr std::align_val_t kAlignment{64};
+    static_assert(std::is_trivially_destructible_v<T>);
+    struct Release
+    {
+        void operator()(T* samples) const { operator delete[](samples, kAlignment); }
+    };
+
+    std::unique_ptr<T[], Release> data;
 };

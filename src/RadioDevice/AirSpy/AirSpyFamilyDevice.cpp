@@ -229,9 +229,10 @@ void AirSpyFamilyDevice<Handle>::deliver(const float* samples, int count)
         setBlockSize(count);
     }
     using AirSpyConversion::Order;
-    AirSpyConversion::convert(samples, count, m_library.swapsIQ && swapIQ() ? Order::IThenQ : Order::QThenI,
-                              m_block.data());
-    write(0, false);
+    const Order order = m_library.swapsIQ && swapIQ() ? Order::IThenQ : Order::QThenI;
+    writeMade(count, [samples, order](DoubleComplex* made, int first, int n) {
+        AirSpyConversion::convert(samples + 2 * first, n, order, made);
+    });
 }
 
 // A value that the library can't be given fails as one that it refuses.

@@ -2,6 +2,7 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Worker/DspH/RotatingOscillator.h"
+#include "Core/Worker/Kernels/IntegerIq.h"
 
 #include <utility>
 
@@ -129,11 +130,7 @@ void IQPlayerRadioDevice::onTimeoutData()
     m_bytesToRead =
         static_cast<int>(m_file->read(reinterpret_cast<char*>(m_rawBuffer.data()), m_bytesToRead));
     m_samplesRead = m_bytesToRead / kBytesPerSample;
-    const short* raw = m_rawBuffer.constData();
-    DoubleComplex* block = m_block.data();
-    for (int i = 0; i < m_samplesRead; ++i, raw += 2) {
-        block[i] = {raw[0] * kScale, raw[1] * kScale};
-    }
-    m_oscillator->process(block, m_samplesRead);
+    Kernels::scalePairs(m_rawBuffer.constData(), m_samplesRead, kScale, m_block.data());
+    m_oscillator->process(m_block.data(), m_samplesRead);
     write(0, false);
 }

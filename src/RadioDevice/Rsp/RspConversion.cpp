@@ -1,5 +1,7 @@
 #include "RadioDevice/Rsp/RspConversion.h"
 
+#include "Core/Worker/Kernels/IntegerIq.h"
+
 namespace
 {
 
@@ -9,8 +11,5 @@ constexpr double kScale = 9.765625e-06; // 1 / 102,400
 
 void convertRsp(const short* xi, const short* xq, int count, DoubleComplex* block)
 {
-    for (int i = 0; i < count; ++i) {
-        block[i].re = xq[i] * kScale;
-        block[i].im = xi[i] * kScale;
-    }
+    Kernels::scaleParts(xq, xi, count, kScale, block);
 }

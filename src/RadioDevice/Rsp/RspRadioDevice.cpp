@@ -196,8 +196,9 @@ void RspRadioDevice::deliver(const short* xi, const short* xq, unsigned count)
     if (samples != blockSize()) {
         setBlockSize(samples);
     }
-    convertRsp(xi, xq, samples, m_block.data());
-    write(0, false);
+    writeMade(samples, [xi, xq](DoubleComplex* made, int first, int n) {
+        convertRsp(xi + first, xq + first, n, made);
+    });
 }
 
 void RspRadioDevice::setFrequency(double hertz)

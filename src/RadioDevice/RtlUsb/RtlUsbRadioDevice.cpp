@@ -162,8 +162,9 @@ void RtlUsbRadioDevice::onRead(const unsigned char* buffer, quint32 length)
     if (!running()) {
         return;
     }
-    convertRtlUsb(buffer, samples, m_swapIQ, m_block.data());
-    write(0, false);
+    writeMade(samples, [buffer, swapped = swapIQ()](DoubleComplex* made, int first, int count) {
+        convertRtlUsb(buffer + kBytesPerSample * first, count, swapped, made);
+    });
 }
 
 void RtlUsbRadioDevice::setSampleRate(double rate)
