@@ -4,24 +4,24 @@
 #include "Core/Log/LogLimiter.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "Core/Worker/DspH/FftEngine.h"
+#include "Core/Worker/Kernels/AlternatingWindow.h"
+#include "Core/Worker/Kernels/SpectrumLevels.h"
 #include "Network/Socket/FFTSocket.h"
 
 #include <QMutexLocker>
 #include <QTimer>
 #include <cmath>
+#include <limits>
 
 namespace
 {
 
 constexpr std::chrono::milliseconds kTick{40};
 constexpr qint16 kFrameMarker = 0x7F0F;
-constexpr int kPacketSize = 252; // points a datagram
-constexpr int kMaxSize = 65536;  // points a frame, and bins
+constexpr int kMaxSize = 65536; // points a frame, and bins
 constexpr int kMinFftSize = 2;
-constexpr qint16 kNoBin = 800;   // a point without a bin: -200 dB
-constexpr double kFloor = 1e-22; // power; -220 dB, where silence stands
-constexpr float kLog10Of2 = 0.30103F;
-constexpr double kPointsPerBel = -40.0;
+// Has no level, as a point without a bin has none.
+constexpr DoubleComplex kNoBin{std::numeric_limits<double>::quiet_NaN(), 0.0};
 constexpr double kTwoPi = 6.283185307179586;
 
 bool isUsable(int dataSize, int fftSize)
@@ -29,14 +29,6 @@ bool isUsable(int dataSize, int fftSize)
     const bool isPowerOfTwo = (fftSize & (fftSize - 1)) == 0;
     return dataSize <= kMaxSize &&
            (fftSize < 1 || (isPowerOfTwo && fftSize >= kMinFftSize && fftSize <= kMaxSize));
-}
-
-// The logarithm to base 2, by a polynomial in the mantissa.
-float log2approx(float x)
-{
-    int exponent = 0;
-    const float m = std::frexp(std::fabs(x), &exponent);
-    return ((1.2314959F * m - 4.118525F) * m + 6.0219703F) * m - 3.1339645F + static_cast<float>(exponent);
 }
 
 // Blackman (Blackman and Tukey 1958), one place to the right of where it would be symmetric.
@@ -159,16 +151,9 @@ void FFTStream::readBlock()
     ring.read(ring.lastWriteIndex, m_block.data(), m_fftSize);
 }
 
-// The alternating sign moves 0 Hz to the middle of the transform.
 void FFTStream::applyWindow()
 {
-    const float* const window = m_window.constData();
-    DoubleComplex* const block = m_block.data();
-    for (int k = 0; k < m_fftSize; ++k) {
-        const double factor = k % 2 == 0 ? window[k] : -window[k];
-        block[k].re *= factor;
-        block[k].im *= factor;
-    }
+    Kernels::alternateAndWindow(m_window.constData(), m_fftSize, m_block.data());
 }
 
 void FFTStream::sendFrame()
@@ -185,27 +170,19 @@ void FFTStream::sendFrame()
 }
 
 // One bin a point: a range wider than the frame is thinned, a narrower one repeated.
-void FFTStream::fillPoints(QVector<qint16>& points, int first) const
+void FFTStream::fillPoints(QVector<qint16>& points, int first)
 {
     const double step = static_cast<double>(qint64{m_stopIndex} - m_startIndex) / m_dataSize;
-    int n = first;
-    for (qint16& point : points) {
-        point = pointOf(static_cast<qint64>(m_startIndex + n * step));
-        ++n;
+    const auto binOf = [this, step](int n) { return static_cast<qint64>(m_startIndex + n * step); };
+    const int count = points.size();
+    const qint64 firstBin = binOf(first);
+    if (step == 1.0 && firstBin >= 0 && firstBin + count <= m_fftSize) {
+        Kernels::levels(m_block.constData() + firstBin, count, m_scale, points.data());
+        return;
     }
-}
-
-qint16 FFTStream::pointOf(qint64 bin) const
-{
-    if (bin < 0 || bin >= m_fftSize) {
-        return kNoBin;
+    for (int i = 0; i < count; ++i) {
+        const qint64 bin = binOf(first + i);
+        m_bins[static_cast<std::size_t>(i)] = bin >= 0 && bin < m_fftSize ? m_block.constData()[bin] : kNoBin;
     }
-    const DoubleComplex& value = m_block.constData()[bin];
-    const double power = value.re * value.re + value.im * value.im;
-    const auto x = static_cast<float>(power * m_scale + kFloor);
-    // A receiver gives no such sample; whatever made it, there is no level to tell.
-    if (!std::isfinite(x)) {
-        return kNoBin;
-    }
-    return static_cast<qint16>(static_cast<double>(log2approx(x) * kLog10Of2) * kPointsPerBel);
+    Kernels::levels(m_bins.data(), count, m_scale, points.data());
 }

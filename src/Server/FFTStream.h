@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QSharedPointer>
 #include <QVector>
+#include <array>
 
 class AbstractRadioDevice;
 class FftEngine;
@@ -46,6 +47,8 @@ public slots:
     void onTimeout();
 
 private:
+    static constexpr int kPacketSize = 252; // points a datagram
+
     struct Reader
     {
         int readIndex = 0; // stays: every frame takes the newest samples
@@ -56,8 +59,7 @@ private:
     void readBlock();
     void applyWindow();
     void sendFrame();
-    void fillPoints(QVector<qint16>& points, int first) const;
-    [[nodiscard]] qint16 pointOf(qint64 bin) const;
+    void fillPoints(QVector<qint16>& points, int first);
 
     QSharedPointer<Socket> m_socket;
     QSharedPointer<FFTSocket> m_fftSocket;
@@ -79,5 +81,7 @@ private:
     QSharedPointer<FftEngine> m_fft;
     QVector<float> m_window;
     QVector<DoubleComplex> m_block;
+    std::array<DoubleComplex, kPacketSize>
+        m_bins{}; // of a datagram's points, where they don't lie side by side
     bool m_compress;
 };
