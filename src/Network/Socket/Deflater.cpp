@@ -32,20 +32,32 @@ Deflater::~Deflater()
 
 QByteArray Deflater::compress(const QByteArray& block)
 {
+    QByteArray result;
+    append(block, result);
+    return result;
+}
+
+void Deflater::append(const QByteArray& block, QByteArray& result)
+{
     z_stream& zlib = m_stream->zlib;
     if (block.isEmpty() || !m_stream->good || deflateReset(&zlib) != Z_OK) {
-        return qCompress(block, m_level);
+        result.append(qCompress(block, m_level));
+        return;
     }
+    const int start = result.size();
     const auto size = static_cast<uInt>(block.size());
-    QByteArray result(kPrefixSize + static_cast<int>(deflateBound(&zlib, size)), Qt::Uninitialized);
-    qToBigEndian<quint32>(size, result.data());
+    const auto bound = static_cast<uInt>(deflateBound(&zlib, size));
+    result.reserve(start + kPrefixSize + static_cast<int>(bound));
+    result.resize(start + kPrefixSize + static_cast<int>(bound));
+    qToBigEndian<quint32>(size, result.data() + start);
     zlib.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(block.constData())); // zlib's C interface
     zlib.avail_in = size;
-    zlib.next_out = reinterpret_cast<Bytef*>(result.data() + kPrefixSize);
-    zlib.avail_out = static_cast<uInt>(result.size() - kPrefixSize);
-    if (deflate(&zlib, Z_FINISH) != Z_STREAM_END) {
-        return qCompress(block, m_level);
+    zlib.next_out = reinterpret_cast<Bytef*>(result.data() + start + kPrefixSize);
+    zlib.avail_out = bound;
+    if (deflate(&zlib, Z_FINISH) == Z_STREAM_END) {
+        result.truncate(result.size() - static_cast<int>(zlib.avail_out));
+    } else {
+        result.truncate(start);
+        result.append(qCompress(block, m_level));
     }
-    result.truncate(result.size() - static_cast<int>(zlib.avail_out));
-    return result;
 }

@@ -17,6 +17,10 @@ public:
     /// The block's length in 4 bytes, big-endian, and its stream; the 4 bytes alone for an empty block.
     QByteArray compress(const QByteArray& block);
 
+    /// Appends to `result` what `compress` gives. Nothing is taken from the heap if `result` has reserved
+    /// enough: the block's size, an eighth of it and 64 bytes.
+    void append(const QByteArray& block, QByteArray& result);
+
 private:
     Q_DISABLE_COPY_MOVE(Deflater)
     struct Stream;

@@ -25,11 +25,14 @@ void FFTSocket::setCallback(Callback callback)
 
 bool FFTSocket::send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port, bool compress)
 {
-    const QByteArray block = SampleBlock::encode(samples);
-    return m_socket->write(compress && block.size() > kWorthCompressing
-                               ? makePacket(PacketType::SpectrumCompressed, SampleBlock::compress(block))
-                               : makePacket(PacketType::Spectrum, block),
-                           address, port);
+    if (compress && SampleBlock::sizeOf(samples) > kWorthCompressing) {
+        beginPacket(m_packet, PacketType::SpectrumCompressed);
+        SampleBlock::appendCompressed(m_packet, samples);
+    } else {
+        beginPacket(m_packet, PacketType::Spectrum);
+        SampleBlock::append(m_packet, samples);
+    }
+    return m_socket->write(m_packet, address, port);
 }
 
 bool FFTSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quint16 /*port*/)

@@ -18,10 +18,14 @@ void IQSocket::setCallback(Callback callback)
 
 bool IQSocket::send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port, bool compress)
 {
-    const QByteArray block = SampleBlock::encode(samples);
-    return m_socket->write(compress ? makePacket(PacketType::IqCompressed, SampleBlock::compress(block))
-                                    : makePacket(PacketType::Iq, block),
-                           address, port);
+    if (compress) {
+        beginPacket(m_packet, PacketType::IqCompressed);
+        SampleBlock::appendCompressed(m_packet, samples);
+    } else {
+        beginPacket(m_packet, PacketType::Iq);
+        SampleBlock::append(m_packet, samples);
+    }
+    return m_socket->write(m_packet, address, port);
 }
 
 bool IQSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quint16 /*port*/)

@@ -28,6 +28,7 @@ public:
 
 private:
     QSharedPointer<Socket> m_socket;
+    QByteArray m_packet; // its memory, from one datagram to the next
     QVector<qint16> m_received;
     Callback m_callback;
 };

@@ -20,6 +20,15 @@ inline bool isPacket(const QByteArray& data, PacketType type)
     return !data.isEmpty() && (data.at(0) & 0x0F) == static_cast<int>(type);
 }
 
+/// Makes `packet` the type byte alone, and keeps its memory for what is appended.
+inline void beginPacket(QByteArray& packet, PacketType type)
+{
+    constexpr int kUsualPacket = 1024; // bytes
+    packet.reserve(kUsualPacket);
+    packet.resize(0);
+    packet.append(static_cast<char>(type));
+}
+
 /// The type byte and its payload.
 inline QByteArray makePacket(PacketType type, QByteArray payload)
 {

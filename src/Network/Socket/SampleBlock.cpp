@@ -19,12 +19,21 @@ constexpr qint64 kBestRatio = 1032;
 // 16 MiB: far above any block that is sent, far below what a full datagram of zeros could blow up to.
 constexpr qint64 kMaxUncompressed = 16'777'216; // bytes
 
+// Of the streams of samples; a longer block makes its own room.
+constexpr int kUsualBlock = 1024; // bytes
+
+Deflater& deflater()
+{
+    static thread_local Deflater deflater(kLevel);
+    return deflater;
+}
+
 // What holds the bits of a sample while their order is turned.
 template <typename Sample>
 using Bits = std::conditional_t<sizeof(Sample) == sizeof(quint16), quint16, quint32>;
 
 template <typename Sample>
-void append(QByteArray& block, const QVector<Sample>& samples)
+void appendRun(QByteArray& block, const QVector<Sample>& samples)
 {
     const int start = block.size();
     block.resize(start + kPrefixSize + samples.size() * static_cast<int>(sizeof(Sample)));
@@ -57,22 +66,40 @@ std::optional<QVector<Sample>> take(const QByteArray& block, int& offset)
 QByteArray SampleBlock::encode(const QVector<qint16>& samples)
 {
     QByteArray block;
-    append(block, samples);
+    appendRun(block, samples);
     return block;
 }
 
 QByteArray SampleBlock::encode(const QVector<float>& first, const QVector<float>& second)
 {
     QByteArray block;
-    append(block, first);
-    append(block, second);
+    appendRun(block, first);
+    appendRun(block, second);
     return block;
+}
+
+int SampleBlock::sizeOf(const QVector<qint16>& samples)
+{
+    return kPrefixSize + samples.size() * static_cast<int>(sizeof(qint16));
 }
 
 QByteArray SampleBlock::compress(const QByteArray& block)
 {
-    static thread_local Deflater deflater(kLevel);
-    return deflater.compress(block);
+    return deflater().compress(block);
+}
+
+void SampleBlock::append(QByteArray& packet, const QVector<qint16>& samples)
+{
+    appendRun(packet, samples);
+}
+
+void SampleBlock::appendCompressed(QByteArray& packet, const QVector<qint16>& samples)
+{
+    static thread_local QByteArray block;
+    block.reserve(kUsualBlock);
+    block.resize(0);
+    appendRun(block, samples);
+    deflater().append(block, packet);
 }
 
 std::optional<QVector<qint16>> SampleBlock::decode(const QByteArray& block)

@@ -23,8 +23,16 @@ namespace SampleBlock
 QByteArray encode(const QVector<qint16>& samples);
 QByteArray encode(const QVector<float>& first, const QVector<float>& second);
 
+/// Bytes of the block that `samples` make.
+int sizeOf(const QVector<qint16>& samples);
+
 /// At level 9, the smallest.
 QByteArray compress(const QByteArray& block);
+
+/// As the two above, behind what `packet` holds already. Nothing is taken from the heap, after the first time
+/// on a thread, by a packet that has reserved enough (`Deflater`).
+void append(QByteArray& packet, const QVector<qint16>& samples);
+void appendCompressed(QByteArray& packet, const QVector<qint16>& samples);
 
 /// Nothing if there are fewer samples than the count says. What follows them is ignored.
 std::optional<QVector<qint16>> decode(const QByteArray& block);

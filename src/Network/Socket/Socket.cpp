@@ -36,6 +36,7 @@ Socket::Socket(QObject* parent)
 
 bool Socket::listen(quint16 port)
 {
+    m_sender.reset();
     if (!m_udp->bind(port)) {
         LOG_CRITICAL()
             << QStringLiteral("Error bind udp port: %1, %2").arg(QString::number(port), m_udp->errorString());
@@ -65,7 +66,10 @@ bool Socket::write(const QByteArray& data, const QHostAddress& address, quint16 
         return false;
     }
     ++m_sentPackets;
-    const qint64 sent = m_udp->writeDatagram(data, address, port);
+    qint64 sent = m_sender.send(m_udp->socketDescriptor(), data.constData(), data.size(), address, port);
+    if (sent < 0) {
+        sent = m_udp->writeDatagram(data, address, port);
+    }
     m_sentBytes += static_cast<quint64>(sent);
     if (sent != data.size()) {
         LOG_LIMITED(LOG_WARNING())

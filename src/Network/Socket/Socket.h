@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Network/Socket/InterfaceSocket.h"
+#include "Network/Socket/NativeSender.h"
 
 #include <QList>
 #include <QObject>
@@ -73,6 +74,7 @@ private:
     int m_heartbeatPlace = -1;
     QTimer* m_timer;
     QUdpSocket* m_udp;
+    NativeSender m_sender;
     QByteArray m_buffer;
     QHostAddress m_senderAddress;
     quint16 m_senderPort = 0;
