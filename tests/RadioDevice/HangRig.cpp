@@ -1,0 +1,57 @@
+#include "RadioDevice/HangRig.h"
+
+#include <QtTest>
+#include <algorithm>
+#include <iterator>
+
+void HangRig::reset()
+{
+    vendor.reset();
+    // The first of an open receiver's rates is the one that a reset sets.
+    vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("768000 912000"));
+}
+
+QVector<Driver> HangRig::vendorDrivers() const
+{
+    const QVector<Driver> all = drivers(folder.path());
+    QVector<Driver> result;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(result),
+                 [](const Driver& driver) { return !driver.openCall.isEmpty(); });
+    return result;
+}
+
+int HangRig::opened(const Driver& driver) const
+{
+    return vendor.calls(driver.openCall).filter(QStringLiteral(" = 0")).size();
+}
+
+bool HangRig::letGo(const Driver& driver, const QString& hang)
+{
+    constexpr int kPatienceMs = 20'000; // under a sanitizer, on a busy machine
+    vendor.remove(hang);
+    return QTest::qWaitFor(
+               [this, &driver] {
+                   return opened(driver) > 0 && vendor.calls(driver.closeCall).size() >= opened(driver);
+               },
+               kPatienceMs) &&
+           vendor.calls().filter(QStringLiteral(" closed")).isEmpty();
+}
+
+int HangRig::received(const AbstractRadioDevice& device)
+{
+    const QMutexLocker lock(&device.inBuffer()->mutex);
+    return device.inBuffer()->writeIndex;
+}
+
+QStringList HangRig::leftBehind(const LogCapture& log)
+{
+    return log.texts(QtWarningMsg).filter(QStringLiteral("doesn't come back, it is left behind:"));
+}
+
+void HangRig::writeAll(AbstractRadioDevice& device, const Driver& driver)
+{
+    for (const Driver::Property& property : driver.properties) {
+        device.QObject::setProperty(property.name, property.other);
+        device.QObject::setProperty(property.name, property.byDefault);
+    }
+}
