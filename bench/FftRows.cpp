@@ -1,5 +1,6 @@
 #include "Core/Worker/DoubleComplex.h"
 #include "Core/Worker/DspH/FftEngine.h"
+#include "Core/Worker/Kernels/AlignedSamples.h"
 #include "InstructionSets.h"
 #include "Rounds.h"
 #include "Rows.h"
@@ -52,12 +53,12 @@ public:
     Task task()
     {
         return {[this] { m_engine.transform(m_data.data(), 1); },
-                [this] { std::copy(m_input.cbegin(), m_input.cend(), m_data.begin()); }, kTransforms};
+                [this] { std::copy(m_input.cbegin(), m_input.cend(), m_data.data()); }, kTransforms};
     }
 
 private:
     const QVector<DoubleComplex> m_input;
-    QVector<DoubleComplex> m_data;
+    AlignedSamples m_data;
     FftEngine m_engine;
 };
 

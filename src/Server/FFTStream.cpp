@@ -117,14 +117,14 @@ void FFTStream::setFftSize(int fftSize)
     if (fftSize < 1) {
         m_fft.clear();
         m_window.clear();
-        m_block.clear();
+        m_block = AlignedSamples(1);
         return;
     }
     // Clients know the levels that this gives, the step at 4096 included.
     m_scale = 20.0 / ((fftSize << 12) * (fftSize >= 4096 ? 1.0 : 0.6666666666666666));
     m_fft = QSharedPointer<FftEngine>::create(fftSize);
     m_window = blackman(fftSize);
-    m_block.resize(fftSize);
+    m_block = AlignedSamples(fftSize);
 }
 
 void FFTStream::onTimeout()
@@ -177,12 +177,12 @@ void FFTStream::fillPoints(QVector<qint16>& points, int first)
     const int count = points.size();
     const qint64 firstBin = binOf(first);
     if (step == 1.0 && firstBin >= 0 && firstBin + count <= m_fftSize) {
-        Kernels::levels(m_block.constData() + firstBin, count, m_scale, points.data());
+        Kernels::levels(m_block.data() + firstBin, count, m_scale, points.data());
         return;
     }
     for (int i = 0; i < count; ++i) {
         const qint64 bin = binOf(first + i);
-        m_bins[static_cast<std::size_t>(i)] = bin >= 0 && bin < m_fftSize ? m_block.constData()[bin] : kNoBin;
+        m_bins[static_cast<std::size_t>(i)] = bin >= 0 && bin < m_fftSize ? m_block.data()[bin] : kNoBin;
     }
     Kernels::levels(m_bins.data(), count, m_scale, points.data());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DoubleComplex.h"
+#include "Core/Worker/Kernels/AlignedSamples.h"
 #include "Core/Worker/RingBuffer.h"
 
 #include <QHostAddress>
@@ -80,7 +81,7 @@ private:
     double m_scale = 0.0;
     QSharedPointer<FftEngine> m_fft;
     QVector<float> m_window;
-    QVector<DoubleComplex> m_block;
+    AlignedSamples m_block{1};
     std::array<DoubleComplex, kPacketSize>
         m_bins{}; // of a datagram's points, where they don't lie side by side
     bool m_compress;
