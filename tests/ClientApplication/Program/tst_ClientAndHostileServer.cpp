@@ -26,7 +26,7 @@ namespace
 // KiB, the most that was ever resident: 17 MiB before, 60 MiB with the largest of what is unpacked before it
 // is found to be no block.
 #ifdef __SANITIZE_ADDRESS__
-constexpr qint64 kMostMemory = 512 * 1024; // what is freed is kept for a while
+constexpr qint64 kMostMemory = 1024 * 1024; // what is freed is kept for a while, more than half of this
 #else
 constexpr qint64 kMostMemory = 96 * 1024;
 #endif
