@@ -19,6 +19,14 @@ using Vector = hn::Vec<Tag>;
 // A complex sample a lane.
 struct Lanes
 {
+    // Written out, or GCC makes them without the instruction set.
+    HWY_INLINE Lanes() {} // NOLINT(modernize-use-equals-default)
+    HWY_INLINE Lanes(Vector real, Vector imaginary)
+        : re(real)
+        , im(imaginary)
+    {
+    }
+
     Vector re;
     Vector im;
 };
