@@ -17,35 +17,18 @@
 namespace
 {
 
-constexpr int kRingCapacity = 262'144; // samples
+constexpr int kCapacity = 262'144; // samples of the ring
 constexpr InstructionSets::Bars kBars{0.80, 0.80, 0.80};
 
 using Ring = RingBuffer<DoubleComplex>;
-using Block = std::vector<DoubleComplex>;
+using Convert = std::function<void(int from, int count, DoubleComplex* made)>;
 
-void write(Ring& ring, const Block& block)
-{
-    const QMutexLocker lock(&ring.mutex);
-    ring.write(block.data(), static_cast<int>(block.size()));
-}
-
-void addRow(Table& table, const QString& format, const QString& set, double bar, int count,
-            const std::function<void(Ring& ring)>& deliver)
-{
-    Ring ring(kRingCapacity);
-    const Block result(static_cast<std::size_t>(count), DoubleComplex{0.5, -0.25});
-    table.add({format + QStringLiteral(" IQ into the ring"), set,
-               QStringLiteral("a copy of the result into it"), bar, Table::Unit::Nanoseconds,
-               static_cast<double>(count), static_cast<double>(count)},
-              compare({[&] { deliver(ring); }, {}}, {[&] { write(ring, result); }, {}}));
-}
-
-// Random values, `count` of each of the two parts.
+// Random values of two parts a sample.
 template <class Value>
-std::vector<Value> values(int count)
+std::vector<Value> values()
 {
     std::mt19937 generator(1);
-    std::vector<Value> all(2 * static_cast<std::size_t>(count));
+    std::vector<Value> all(std::size_t{2} * kCapacity);
     for (Value& value : all) {
         if constexpr (std::is_floating_point_v<Value>) {
             value = std::uniform_real_distribution<Value>(-1, 1)(generator);
@@ -56,35 +39,70 @@ std::vector<Value> values(int count)
     return all;
 }
 
+// Where each block of `length` samples begins in as many samples as the ring has: what a receiver's bus
+// brings is in no near cache.
+class Place
+{
+public:
+    explicit Place(int length)
+        : m_length(length)
+    {
+    }
+
+    int next()
+    {
+        m_place = m_place + 2 * m_length > kCapacity ? 0 : m_place + m_length;
+        return m_place;
+    }
+
+private:
+    int m_length;
+    int m_place = 0;
+};
+
+void addRows(Table& table, const QString& format, std::int64_t set, int length, const Convert& convert)
+{
+    Ring ring(kCapacity);
+    const std::vector<DoubleComplex> results(kCapacity, DoubleComplex{0.5, -0.25});
+    Place from(length);
+    const auto copy = [&](int first) {
+        const QMutexLocker lock(&ring.mutex);
+        ring.write(results.data() + first, length);
+    };
+    const auto deliver = [&](int at) {
+        const QMutexLocker lock(&ring.mutex);
+        ring.writeMade(length,
+                       [&](DoubleComplex* made, int first, int count) { convert(at + first, count, made); });
+    };
+    Table::Piece piece{format + QStringLiteral(" IQ into the ring"),
+                       InstructionSets::name(set),
+                       QStringLiteral("a copy of the result into it"),
+                       InstructionSets::bar(kBars, set),
+                       Table::Unit::Nanoseconds,
+                       static_cast<double>(length),
+                       static_cast<double>(length)};
+    table.add(piece, compare({[&] { deliver(from.next()); }, {}}, {[&] { copy(from.next()); }, {}}));
+    piece.peer = QStringLiteral("the same, of one block in the cache");
+    piece.bar = -1.0;
+    table.add(piece, compare({[&] { deliver(0); }, {}}, {[&] { copy(0); }, {}}));
+}
+
 } // namespace
 
 void ringRows(Table& table)
 {
-    constexpr int kRtlBlock = 32'768;
-    constexpr int kRspBlock = 1'344;
-    constexpr int kAirspyBlock = 65'536;
-    const auto bytes = values<unsigned char>(kRtlBlock);
-    const auto shorts = values<short>(kRspBlock);
-    const auto floats = values<float>(kAirspyBlock);
-    Block block(kAirspyBlock);
+    const auto bytes = values<unsigned char>();
+    const auto shorts = values<short>();
+    const auto floats = values<float>();
     InstructionSets::forEach([&](std::int64_t set) {
-        const QString name = InstructionSets::name(set);
-        const double bar = InstructionSets::bar(kBars, set);
-        addRow(table, QStringLiteral("8-bit"), name, bar, kRtlBlock, [&](Ring& ring) {
-            block.resize(kRtlBlock);
-            convertRtlUsb(bytes.data(), kRtlBlock, false, block.data());
-            write(ring, block);
+        addRows(table, QStringLiteral("8-bit"), set, 32'768, [&](int from, int count, DoubleComplex* made) {
+            convertRtlUsb(bytes.data() + 2 * from, count, false, made);
         });
-        addRow(table, QStringLiteral("16-bit"), name, bar, kRspBlock, [&](Ring& ring) {
-            block.resize(kRspBlock);
-            convertRsp(shorts.data(), shorts.data() + kRspBlock, kRspBlock, block.data());
-            write(ring, block);
+        addRows(table, QStringLiteral("16-bit"), set, 1'344, [&](int from, int count, DoubleComplex* made) {
+            convertRsp(shorts.data() + from, shorts.data() + kCapacity + from, count, made);
         });
-        addRow(table, QStringLiteral("float"), name, bar, kAirspyBlock, [&](Ring& ring) {
-            block.resize(kAirspyBlock);
-            AirSpyConversion::convert(floats.data(), kAirspyBlock, AirSpyConversion::Order::QThenI,
-                                      block.data());
-            write(ring, block);
+        addRows(table, QStringLiteral("float"), set, 65'536, [&](int from, int count, DoubleComplex* made) {
+            AirSpyConversion::convert(floats.data() + 2 * from, count, AirSpyConversion::Order::QThenI, made);
         });
     });
 }

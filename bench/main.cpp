@@ -13,8 +13,8 @@ namespace
 {
 
 const std::pair<const char*, void (*)(Table&)> kConcerns[] = {
-    {"fft", &fftRows},         {"chain", &chainRows},       {"stages", &stageRows},
-    {"ring", &ringRows},       {"datagram", &datagramRows},
+    {"fft", &fftRows},         {"chain", &chainRows},  {"stages", &stageRows},
+    {"ring", &ringRows},       {"points", &pointRows}, {"datagram", &datagramRows},
 #ifdef BENCH_SESSION
     {"session", &sessionRows},
 #endif
