@@ -5,7 +5,6 @@
 #include <QPointer>
 #include <cmath>
 #include <limits>
-#include <utility>
 
 namespace
 {
@@ -101,9 +100,7 @@ bool RemoteDevice::write(const QString& name, const QVariant& value)
         return false;
     }
     m_replica->setProperty(name, value);
-    m_written.removeAll(name);
-    m_written.append(name);
-    m_toRestore.remove(name);
+    m_written.note(name);
     return true;
 }
 
@@ -232,11 +229,7 @@ std::optional<int> RemoteDevice::integer(const QString& name) const
 void RemoteDevice::attach(const QSharedPointer<RpcSocket>& rpc, const NodeInfo& source)
 {
     detach();
-    for (const QString& name : qAsConst(m_written)) {
-        if (!m_toRestore.contains(name)) { // or the last session ended before it was restored
-            m_toRestore.insert(name, m_lastSet.value(name));
-        }
-    }
+    m_written.keep(m_lastSet);
     m_lastSet.clear();
     m_synchronized = false;
     m_rpc = rpc;
@@ -270,18 +263,15 @@ void RemoteDevice::clear()
     detach();
     m_lastSet.clear();
     m_written.clear();
-    m_toRestore.clear();
     m_synchronized = false;
 }
 
 void RemoteDevice::onSynchronized()
 {
     m_synchronized = true;
-    const QVariantMap toRestore = std::exchange(m_toRestore, {});
-    const QStringList names = m_written; // in their order; writing changes the list
-    for (const QString& name : names) {
-        const QVariant before = toRestore.value(name);
-        if (before.isValid() && contains(name) && value(name) != before) {
+    const WrittenProperties::Values written = m_written.take();
+    for (const auto& [name, before] : written) {
+        if (contains(name) && value(name) != before) {
             write(name, before);
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Client/WrittenProperties.h"
 #include "Network/Data/NodeInfo.h"
 #include "Network/Socket/RpcSocket.h"
 
@@ -98,6 +99,5 @@ private:
     bool m_synchronized = false;
     QSet<QString> m_awaited; // names that a refresh has not brought yet
     quint32 m_refreshSerial = 0;
-    QStringList m_written;   // names, in the order of their last writes
-    QVariantMap m_toRestore; // of those, what the next set is to hold
+    WrittenProperties m_written;
 };
