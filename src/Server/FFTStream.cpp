@@ -20,6 +20,7 @@ constexpr std::chrono::milliseconds kTick{40};
 constexpr qint16 kFrameMarker = 0x7F0F;
 constexpr int kMaxSize = 65536; // points a frame, and bins
 constexpr int kMinFftSize = 2;
+constexpr int kPacketsPerTurn = 24; // half a millisecond's work, as much as the frame's transform
 // Has no level, as a point without a bin has none.
 constexpr DoubleComplex kNoBin{std::numeric_limits<double>::quiet_NaN(), 0.0};
 constexpr double kTwoPi = 6.283185307179586;
@@ -49,6 +50,7 @@ FFTStream::FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* pare
     , m_socket(std::move(socket))
     , m_fftSocket(QSharedPointer<FFTSocket>::create(m_socket))
     , m_timer(new QTimer(this))
+    , m_nextTurn(new QTimer(this))
     , m_header{kFrameMarker, 0, 0}
     , m_packet(kPacketSize)
     , m_compress(compress)
@@ -58,7 +60,10 @@ FFTStream::FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* pare
     m_socket->addSocket(m_fftSocket);
     m_timer->setInterval(kTick);
     m_timer->setTimerType(Qt::PreciseTimer);
-    connect(m_timer, &QTimer::timeout, this, &FFTStream::onTimeout);
+    connect(m_timer, &QTimer::timeout, this, &FFTStream::onTick);
+    m_nextTurn->setSingleShot(true);
+    m_nextTurn->setInterval(0);
+    connect(m_nextTurn, &QTimer::timeout, this, &FFTStream::sendTurn);
 }
 
 FFTStream::~FFTStream()
@@ -86,6 +91,8 @@ void FFTStream::start()
 void FFTStream::stop()
 {
     m_timer->stop();
+    m_nextTurn->stop();
+    m_sentPackets = packets();
     m_device = nullptr;
 }
 
@@ -96,6 +103,7 @@ void FFTStream::setDataRange(int startIndex, int stopIndex, int dataSize, int ff
             << QStringLiteral("Error data range! Data size: %1, fft size: %2").arg(dataSize).arg(fftSize);
         return;
     }
+    finishFrame(); // its header holds the size of the present one
     m_startIndex = startIndex;
     m_stopIndex = stopIndex;
     m_dataSize = dataSize;
@@ -105,6 +113,7 @@ void FFTStream::setDataRange(int startIndex, int stopIndex, int dataSize, int ff
     m_remainder = points % kPacketSize;
     m_packet.resize(m_fullPackets != 0 ? kPacketSize : 0);
     m_lastPacket.resize(m_remainder);
+    m_sentPackets = packets();
     if (fftSize != m_fftSize) {
         setFftSize(fftSize);
     }
@@ -129,6 +138,19 @@ void FFTStream::setFftSize(int fftSize)
 
 void FFTStream::onTimeout()
 {
+    makeFrame();
+    finishFrame();
+}
+
+void FFTStream::onTick()
+{
+    makeFrame();
+    sendTurn();
+}
+
+void FFTStream::makeFrame()
+{
+    finishFrame();
     if (m_device == nullptr || m_fftSize < 1) {
         return;
     }
@@ -138,7 +160,8 @@ void FFTStream::onTimeout()
     }
     applyWindow();
     m_fft->transform(m_block.data(), 1);
-    sendFrame();
+    m_fftSocket->send(m_header, m_address, m_port, m_compress);
+    m_sentPackets = 0;
 }
 
 // The frame ends at the newest sample; where none has come since the last tick, the index steps back
@@ -156,16 +179,26 @@ void FFTStream::applyWindow()
     Kernels::alternateAndWindow(m_window.constData(), m_fftSize, m_block.data());
 }
 
-void FFTStream::sendFrame()
+void FFTStream::finishFrame()
 {
-    m_fftSocket->send(m_header, m_address, m_port, m_compress);
-    for (int i = 0; i < m_fullPackets; ++i) {
-        fillPoints(m_packet, i * kPacketSize);
-        m_fftSocket->send(m_packet, m_address, m_port, m_compress);
+    m_nextTurn->stop();
+    sendPackets(packets());
+}
+
+void FFTStream::sendTurn()
+{
+    sendPackets(kPacketsPerTurn);
+    if (m_sentPackets < packets()) {
+        m_nextTurn->start();
     }
-    if (m_remainder > 0) {
-        fillPoints(m_lastPacket, m_fullPackets * kPacketSize);
-        m_fftSocket->send(m_lastPacket, m_address, m_port, m_compress);
+}
+
+void FFTStream::sendPackets(int count)
+{
+    for (; count > 0 && m_sentPackets < packets(); --count, ++m_sentPackets) {
+        QVector<qint16>& points = m_sentPackets < m_fullPackets ? m_packet : m_lastPacket;
+        fillPoints(points, m_sentPackets * kPacketSize);
+        m_fftSocket->send(points, m_address, m_port, m_compress);
     }
 }
 

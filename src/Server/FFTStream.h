@@ -45,6 +45,8 @@ public:
     void setDataRange(int startIndex, int stopIndex, int dataSize, int fftSize);
 
 public slots:
+    /// One frame, whole. The stream's own timer has a long one sent in several turns of the event loop, so
+    /// that whatever else waits is not held up by its compression.
     void onTimeout();
 
 private:
@@ -59,13 +61,19 @@ private:
     void setFftSize(int fftSize);
     void readBlock();
     void applyWindow();
-    void sendFrame();
+    void onTick();
+    void makeFrame();
+    void finishFrame();
+    void sendTurn();
+    void sendPackets(int count);
+    [[nodiscard]] int packets() const { return m_fullPackets + (m_remainder > 0 ? 1 : 0); }
     void fillPoints(QVector<qint16>& points, int first);
 
     QSharedPointer<Socket> m_socket;
     QSharedPointer<FFTSocket> m_fftSocket;
     AbstractRadioDevice* m_device = nullptr;
     QTimer* m_timer;
+    QTimer* m_nextTurn; // of a frame that is not sent yet
     QSharedPointer<Reader> m_reader;
     QVector<qint16> m_header;
     QVector<qint16> m_packet;
@@ -74,6 +82,7 @@ private:
     quint16 m_port = 0;
     int m_fullPackets = 0;
     int m_remainder = 0;
+    int m_sentPackets = 0; // of the frame
     int m_startIndex = 0;
     int m_stopIndex = 0;
     int m_dataSize = 0;

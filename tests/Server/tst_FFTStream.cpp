@@ -175,6 +175,9 @@ private slots:
     void withoutADeviceATickDoesNothing();
     void stopLeavesNoFurtherFrame();
     void runsByItselfEvery40MillisecondsOnceStarted();
+    void longFrameIsSentInSeveralTurnsOfTheEventLoop();
+    void stopAmidALongFrameLeavesNoFurtherDatagram();
+    void newRangeAmidALongFrameComesBehindIt();
     void dropsWhateverArrives();
 
 private:
@@ -728,6 +731,66 @@ void tst_FFTStream::runsByItselfEvery40MillisecondsOnceStarted()
     session.stream.start();
     QTRY_COMPARE(session.socket->sentPackets(), 2U);
     QTRY_COMPARE(session.socket->sentPackets(), 6U);
+}
+
+constexpr int kLongFrame = 20'000; // points, in 79 datagrams of 252 and one of 92, behind the header
+constexpr int kLongFrameDatagrams = 81;
+
+// A turn in which the first datagrams of a long frame have come, and the rest has not.
+QList<QByteArray> firstDatagrams(Session& session)
+{
+    session.stream.setDataRange(0, 512, kLongFrame, 512);
+    session.stream.start();
+    QList<QByteArray> datagrams;
+    while (datagrams.isEmpty()) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        datagrams = session.receiver.take();
+    }
+    return datagrams;
+}
+
+void tst_FFTStream::longFrameIsSentInSeveralTurnsOfTheEventLoop()
+{
+    Session session;
+    QList<QByteArray> datagrams = firstDatagrams(session);
+    QVERIFY(datagrams.size() <= 32);
+    int longest = 0;
+    while (datagrams.size() < kLongFrameDatagrams) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        const QList<QByteArray> more = session.receiver.take();
+        longest = std::max(longest, more.size());
+        datagrams += more;
+    }
+    QVERIFY(longest <= 32);
+    QCOMPARE(valuesOf(datagrams.at(0)).size(), 3);
+    for (int i = 1; i <= 79; ++i) {
+        QCOMPARE(valuesOf(datagrams.at(i)).size(), 252);
+    }
+    QCOMPARE(valuesOf(datagrams.at(80)).size(), 92);
+}
+
+void tst_FFTStream::stopAmidALongFrameLeavesNoFurtherDatagram()
+{
+    Session session;
+    firstDatagrams(session);
+    session.stream.stop();
+    for (int i = 0; i < 20; ++i) {
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(session.receiver.take().size(), 0);
+    session.stream.setDevice(&session.device);
+    QCOMPARE(session.tick().size(), kLongFrameDatagrams);
+}
+
+void tst_FFTStream::newRangeAmidALongFrameComesBehindIt()
+{
+    Session session;
+    const int before = firstDatagrams(session).size();
+    session.stream.setDataRange(0, 512, 100, 512);
+    QCOMPARE(before + session.receiver.take().size(), kLongFrameDatagrams);
+    const QList<QByteArray> datagrams = session.tick();
+    QCOMPARE(datagrams.size(), 2);
+    QCOMPARE(valuesOf(datagrams.at(1)).size(), 100);
 }
 
 void tst_FFTStream::dropsWhateverArrives()
