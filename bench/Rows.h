@@ -10,4 +10,5 @@ void stageRows(Table& table);
 void ringRows(Table& table);
 void pointRows(Table& table);
 void datagramRows(Table& table);
+void loopRows(Table& table);
 void sessionRows(Table& table);

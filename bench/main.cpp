@@ -14,7 +14,7 @@ namespace
 
 const std::pair<const char*, void (*)(Table&)> kConcerns[] = {
     {"fft", &fftRows},         {"chain", &chainRows},  {"stages", &stageRows},
-    {"ring", &ringRows},       {"points", &pointRows}, {"datagram", &datagramRows},
+    {"ring", &ringRows},       {"points", &pointRows}, {"datagram", &datagramRows}, {"loop", &loopRows},
 #ifdef BENCH_SESSION
     {"session", &sessionRows},
 #endif
