@@ -5,6 +5,7 @@
 #include "RadioDevice/AirSpy/AirSpyConversion.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 struct airspy_device;
@@ -231,7 +232,7 @@ void AirSpyFamilyDevice<Handle>::deliver(const float* samples, int count)
     using AirSpyConversion::Order;
     const Order order = m_library.swapsIQ && swapIQ() ? Order::IThenQ : Order::QThenI;
     writeMade(count, [samples, order](DoubleComplex* made, int first, int n) {
-        AirSpyConversion::convert(samples + 2 * first, n, order, made);
+        AirSpyConversion::convert(samples + std::ptrdiff_t{2} * first, n, order, made);
     });
 }
 

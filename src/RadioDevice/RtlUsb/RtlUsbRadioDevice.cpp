@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <limits>
 #include <rtl-sdr.h>
 #include <utility>
@@ -163,7 +164,7 @@ void RtlUsbRadioDevice::onRead(const unsigned char* buffer, quint32 length)
         return;
     }
     writeMade(samples, [buffer, swapped = swapIQ()](DoubleComplex* made, int first, int count) {
-        convertRtlUsb(buffer + kBytesPerSample * first, count, swapped, made);
+        convertRtlUsb(buffer + std::ptrdiff_t{kBytesPerSample} * first, count, swapped, made);
     });
 }
 
