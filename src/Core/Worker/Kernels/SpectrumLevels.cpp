@@ -1,6 +1,5 @@
 #include "Core/Worker/Kernels/SpectrumLevels.h"
 
-#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -30,6 +29,7 @@ constexpr float kConstant = -3.1339645F;
 constexpr int kMantissaBits = 23;
 constexpr std::int32_t kMantissa = 0x007F'FFFF;
 constexpr std::int32_t kExponentOfHalf = 126;
+constexpr std::int32_t kInfinite = 0x7F80'0000; // and what is no number
 constexpr std::int32_t kHalf = kExponentOfHalf << kMantissaBits;
 constexpr float kWholeNumbers = 0x1.8p23F; // on top of which the lowest bits are those of a whole number
 
@@ -130,20 +130,20 @@ HWY_INLINE void levelsAt(const double* HWY_RESTRICT bins, hn::Vec<Wide> scale,
 }
 #endif
 
+// Without a branch, so that compilers make vectors of a loop of it.
 HWY_INLINE std::int16_t level(const double* bin, double scale)
 {
     const auto x = static_cast<float>((bin[0] * bin[0] + bin[1] * bin[1]) * scale + kFloor);
-    if (!std::isfinite(x)) {
-        return kNoLevel;
-    }
     std::int32_t bits = 0;
     std::memcpy(&bits, &x, sizeof bits);
+    const std::int32_t isFinite = (bits & kInfinite) != kInfinite ? -1 : 0;
     const std::int32_t exponent = (bits >> kMantissaBits) - kExponentOfHalf;
     bits = (bits & kMantissa) | kHalf;
     float m = 0.0F;
     std::memcpy(&m, &bits, sizeof m);
     const float log2 = ((kCubic * m + kSquare) * m + kLinear) * m + kConstant + static_cast<float>(exponent);
-    return static_cast<std::int16_t>(static_cast<double>(log2 * kLog10Of2) * kPointsPerBel);
+    const auto point = static_cast<std::int32_t>(static_cast<double>(log2 * kLog10Of2) * kPointsPerBel);
+    return static_cast<std::int16_t>((point & isFinite) | (kNoLevel & ~isFinite));
 }
 
 void levels(const double* HWY_RESTRICT bins, std::size_t count, double scale,
