@@ -22,6 +22,9 @@ public:
     /// `start`, then waits for the end; the exit code, or -1000 if it doesn't come or comes by a signal.
     int run(const QString& command, const ServerProcess& server, const QStringList& arguments = {});
     int run(const QStringList& arguments);
+    /// As `run`, for a command that receives samples; once more, up to four times, if it has ended well and
+    /// tells of losses: a machine with too much to do lets the server's player fall behind.
+    int runWithoutLosses(const QString& command, const ServerProcess& server, const QStringList& arguments);
     [[nodiscard]] int waitForExitCode();
 
     void signal(int number) const;
