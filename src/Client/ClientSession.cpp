@@ -221,7 +221,12 @@ qint64 ClientSession::roundTrip() const
 
 qint64 ClientSession::datagramsLost() const
 {
-    return m_user && m_lostAtFirstPing ? qMax(0LL, m_user->packetsLost() - *m_lostAtFirstPing) : 0;
+    if (!m_user || !m_lostAtFirstPing) {
+        return 0;
+    }
+    // Unsigned, since the peer may send any number at all.
+    return qMax(0LL, static_cast<qint64>(static_cast<quint64>(m_user->packetsLost()) -
+                                         static_cast<quint64>(*m_lostAtFirstPing)));
 }
 
 double ClientSession::receiveSpeed() const
