@@ -43,7 +43,7 @@ std::string FakeScript::text(const std::string& key, const std::string& otherwis
     // Never destroyed: calls that were left behind go on while the process ends.
     static const auto& first = *new Lines(read());
     static const bool steady = find(first, "steady", "0") == "1";
-    return find(steady ? first : read(), key, otherwise);
+    return steady ? find(first, key, otherwise) : find(read(), key, otherwise);
 }
 
 long long FakeScript::number(const std::string& key, long long otherwise)
