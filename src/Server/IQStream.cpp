@@ -13,6 +13,7 @@ namespace
 constexpr int kBlockSize = 128;             // samples a datagram
 constexpr int kValueCount = 2 * kBlockSize; // real and imaginary parts
 constexpr std::chrono::milliseconds kTick{28};
+constexpr int kBlocksPerTurn = 40; // half a millisecond's work
 
 } // namespace
 
@@ -21,6 +22,7 @@ IQStream::IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent
     , m_socket(std::move(socket))
     , m_iqSocket(QSharedPointer<IQSocket>::create(m_socket))
     , m_timer(new QTimer(this))
+    , m_nextTurn(new QTimer(this))
     , m_block(kBlockSize)
     , m_samples(kValueCount)
     , m_compress(compress)
@@ -29,7 +31,10 @@ IQStream::IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent
     m_iqSocket->setCallback([](const QVector<qint16>& /*samples*/) {});
     m_socket->addSocket(m_iqSocket);
     m_timer->setInterval(kTick);
-    connect(m_timer, &QTimer::timeout, this, &IQStream::onTimeout);
+    connect(m_timer, &QTimer::timeout, this, &IQStream::onTick);
+    m_nextTurn->setSingleShot(true);
+    m_nextTurn->setInterval(0);
+    connect(m_nextTurn, &QTimer::timeout, this, &IQStream::onTick);
 }
 
 IQStream::~IQStream()
@@ -57,18 +62,35 @@ void IQStream::start()
 void IQStream::stop()
 {
     m_timer->stop();
+    m_nextTurn->stop();
     m_device = nullptr;
 }
 
 void IQStream::onTimeout()
 {
-    if (m_device == nullptr) {
-        return;
+    while (sendBlock()) {
     }
-    while (m_reader->read(m_block.data(), kBlockSize)) {
-        convertIq(m_block.constData(), kBlockSize, m_samples.data());
-        m_iqSocket->send(m_samples, m_address, m_port, m_compress);
+}
+
+void IQStream::onTick()
+{
+    for (int i = 0; i < kBlocksPerTurn; ++i) {
+        if (!sendBlock()) {
+            return;
+        }
     }
+    m_nextTurn->start();
+}
+
+// False if there is none to be sent.
+bool IQStream::sendBlock()
+{
+    if (m_device == nullptr || !m_reader->read(m_block.data(), kBlockSize)) {
+        return false;
+    }
+    convertIq(m_block.constData(), kBlockSize, m_samples.data());
+    m_iqSocket->send(m_samples, m_address, m_port, m_compress);
+    return true;
 }
 
 bool IQStream::Reader::read(DoubleComplex* samples, int count)

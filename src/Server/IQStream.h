@@ -45,12 +45,18 @@ public:
     void stop();
 
 public slots:
+    /// Sends all that waits. The stream's own timer has a long backlog sent in several turns of the event
+    /// loop, so that whatever else waits is not held up by its compression.
     void onTimeout();
 
 private:
+    void onTick();
+    [[nodiscard]] bool sendBlock();
+
     QSharedPointer<Socket> m_socket;
     QSharedPointer<IQSocket> m_iqSocket;
     QTimer* m_timer;
+    QTimer* m_nextTurn; // of a backlog that is not sent yet
     AbstractRadioDevice* m_device = nullptr;
     QSharedPointer<Reader> m_reader;
     QVector<DoubleComplex> m_block;

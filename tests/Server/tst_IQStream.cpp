@@ -93,6 +93,8 @@ private slots:
     void stopLeavesNoFurtherDatagram();
     void tickQueuedBeforeStopFindsNoDevice();
     void runsByItselfEvery28MillisecondsOnceStarted();
+    void longBacklogIsSentInSeveralTurnsOfTheEventLoop();
+    void stopAmidALongBacklogLeavesNoFurtherDatagram();
     void releasesTheRingBeforeItSends();
     void takesNothingFromTheHeapPerBlock();
     void dropsWhateverArrives();
@@ -319,6 +321,41 @@ void tst_IQStream::runsByItselfEvery28MillisecondsOnceStarted()
     session.write(ramp(0, kBlock));
     QTRY_COMPARE(session.socket->sentPackets(), 3U);
     QCOMPARE(session.receiver.take().size(), 3);
+}
+
+void tst_IQStream::longBacklogIsSentInSeveralTurnsOfTheEventLoop()
+{
+    constexpr int kBlocks = 130;
+    Session session;
+    session.write(ramp(0, kBlocks * kBlock));
+    session.stream.start();
+    QVector<qint16> values;
+    int longest = 0;
+    while (values.size() < 2 * kBlocks * kBlock) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        const QList<QByteArray> datagrams = session.receiver.take();
+        longest = std::max(longest, datagrams.size());
+        for (const QByteArray& datagram : datagrams) {
+            values += valuesOf(datagram);
+        }
+    }
+    QVERIFY(longest <= 40);
+    QCOMPARE(values, rampValues(0, kBlocks * kBlock));
+}
+
+void tst_IQStream::stopAmidALongBacklogLeavesNoFurtherDatagram()
+{
+    Session session;
+    session.write(ramp(0, 130 * kBlock));
+    session.stream.start();
+    while (session.receiver.take().isEmpty()) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    session.stream.stop();
+    for (int i = 0; i < 20; ++i) {
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(session.receiver.take().size(), 0);
 }
 
 void tst_IQStream::releasesTheRingBeforeItSends()
