@@ -181,7 +181,7 @@ void tst_ServerResolver::hostIsLookedUp_data()
     QTest::addColumn<QString>("address");
     QTest::newRow("IPv4") << QStringLiteral("127.0.0.1") << QStringLiteral("127.0.0.1");
     QTest::newRow("IPv6") << QStringLiteral("::1") << QStringLiteral("::1");
-    QTest::newRow("a name") << QStringLiteral("localhost") << QString();
+    QTest::newRow("a name") << QStringLiteral("rendezvous.orvenlink.test") << QStringLiteral("127.0.0.1");
 }
 
 void tst_ServerResolver::hostIsLookedUp()
@@ -190,8 +190,7 @@ void tst_ServerResolver::hostIsLookedUp()
     QFETCH(QString, address);
     m_resolver->start(argument(host, 40'123), QStringLiteral("an id"), kListen);
     QTRY_COMPARE(m_found->size(), 1);
-    QVERIFY(target().address.isLoopback());
-    QVERIFY(address.isEmpty() || target().address == QHostAddress(address));
+    QCOMPARE(target().address, QHostAddress(address));
     QCOMPARE(target().port, quint16(40'123));
     QCOMPARE(target().identificator, QStringLiteral("an id"));
 }
