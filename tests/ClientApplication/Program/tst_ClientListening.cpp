@@ -60,6 +60,13 @@ QByteArray station(const QString& mode)
     return wavHeader(static_cast<quint32>(data.size()), kRate) + data;
 }
 
+std::vector<qint16> audioOf(const QByteArray& bytes)
+{
+    std::vector<qint16> audio(static_cast<std::size_t>(bytes.size()) / 2);
+    qFromLittleEndian<qint16>(bytes.constData(), static_cast<qsizetype>(audio.size()), audio.data());
+    return audio;
+}
+
 // How alike the audio and the voice are where they fit best, going round. The wanted piece begins anywhere.
 double likeness(const std::vector<qint16>& audio)
 {
@@ -154,9 +161,7 @@ void tst_ClientListening::rawAudioGoesToStandardOutput()
                                 {QStringLiteral("--mode"), QStringLiteral("am"), QStringLiteral("--offset"),
                                  QStringLiteral("7k"), QStringLiteral("--seconds"), QStringLiteral("2")}),
         0);
-    const QByteArray bytes = client.output();
-    std::vector<qint16> audio(static_cast<std::size_t>(bytes.size()) / 2);
-    qFromLittleEndian<qint16>(bytes.constData(), static_cast<qsizetype>(audio.size()), audio.data());
+    const std::vector<qint16> audio = audioOf(client.output());
     QVERIFY(audio.size() > 95'000);
     QVERIFY(likeness(audio) > 0.95);
     QCOMPARE(client.errors().size(), 1); // what has been received
@@ -173,9 +178,7 @@ void tst_ClientListening::otherSidebandIsAnotherVoice()
                                 {QStringLiteral("--mode"), QStringLiteral("lsb"), QStringLiteral("--offset"),
                                  QStringLiteral("7k"), QStringLiteral("--seconds"), QStringLiteral("2")}),
         0);
-    const QByteArray bytes = client.output();
-    std::vector<qint16> audio(static_cast<std::size_t>(bytes.size()) / 2);
-    qFromLittleEndian<qint16>(bytes.constData(), static_cast<qsizetype>(audio.size()), audio.data());
+    const std::vector<qint16> audio = audioOf(client.output());
     QVERIFY(likeness(audio) < 0.7);
     QVERIFY(served.server.quit());
 }

@@ -3,24 +3,20 @@
 #include "FakeLog.h"
 #include "FakeScript.h"
 
-#include <chrono>
 #include <cstdio>
 #include <map>
 #include <mutex>
-#include <thread>
 
 namespace
 {
 
-// A slow or a dead library is what is played here: the time it takes is the behaviour, no wait for a fact.
 void hang(const std::string& name, int call)
 {
     const std::string whole = "hang." + name;
     const std::string numbered = whole + "." + std::to_string(call);
-    std::this_thread::sleep_for(std::chrono::milliseconds(FakeScript::number("delay." + name, 0)));
-    while (FakeScript::flag(whole) || FakeScript::flag(numbered)) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
+    FakeScript::holdCaller(FakeScript::number("delay." + name, 0));
+    FakeScript::waitWhile(whole);
+    FakeScript::waitWhile(numbered);
 }
 
 } // namespace

@@ -54,10 +54,10 @@ void FakeDelivery::stop()
     }
 }
 
-bool FakeDelivery::isDelivering()
+void FakeDelivery::waitForEnd()
 {
-    const std::lock_guard lock(m_mutex);
-    return m_delivering;
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [this] { return !m_delivering; });
 }
 
 FakeDelivery::End FakeDelivery::loop(double rate, int samples, const Deliver& deliver)
@@ -87,10 +87,12 @@ FakeDelivery::End FakeDelivery::loop(double rate, int samples, const Deliver& de
         lock.lock();
         if (unplugged) {
             m_delivering = false;
+            m_changed.notify_all();
             return End::Unplugged;
         }
         m_changed.wait_until(lock, next, [this] { return m_stop; });
     }
     m_delivering = false;
+    m_changed.notify_all();
     return End::Stopped;
 }

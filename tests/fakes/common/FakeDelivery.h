@@ -35,8 +35,8 @@ public:
     /// Returns when nothing is delivered any more. Never from within a delivery.
     void stop();
 
-    /// Whether buffers may come: from run or start until stop, or until the script unplugs.
-    [[nodiscard]] bool isDelivering();
+    /// Returns when nothing is delivered, without asking for it. Never from within a delivery.
+    void waitForEnd();
 
 private:
     End loop(double rate, int samples, const Deliver& deliver);

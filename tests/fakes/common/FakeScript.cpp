@@ -1,11 +1,15 @@
 #include "FakeScript.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <thread>
 
 namespace
 {
+
+constexpr std::chrono::milliseconds kPoll{2}; // between two looks at the script
 
 std::string trimmed(const std::string& text)
 {
@@ -50,6 +54,20 @@ long long FakeScript::number(const std::string& key, long long otherwise)
 {
     const std::string value = text(key, "");
     return value.empty() ? otherwise : std::strtoll(value.c_str(), nullptr, 0);
+}
+
+void FakeScript::waitWhile(const std::string& key)
+{
+    while (flag(key)) {
+        // The script is a file that another process replaces: nothing tells of it but a look.
+        std::this_thread::sleep_for(kPoll);
+    }
+}
+
+void FakeScript::holdCaller(long long milliseconds)
+{
+    // The time is what is played; no fact ends it.
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 double FakeScript::real(const std::string& key, double otherwise)

@@ -13,6 +13,7 @@
 ///   NAME.N           what its N-th call gives, before the above: rtlsdr_open.2 = -6
 ///   delay.NAME       milliseconds that a call of NAME takes
 ///   hang.NAME        1: calls of NAME don't return until this is 0 again
+///   hang.NAME.N      the same of its N-th call alone
 ///   devices          how many receivers there are
 ///   unplug           1: the receivers are gone: none is listed, the delivery ends as the library ends it
 ///   stall            1: nothing is delivered, and nothing is said
@@ -24,8 +25,8 @@
 ///   buffers          buffers that a start delivers, then it stalls; without it no limit
 ///   pace             real: a buffer takes as long as its samples last; fast: 1 ms
 ///   steady           1: the script stays as it is at the first question, and the RTL's and the Airspy's
-///   first
-///                    buffer comes again and again, so that next to nothing of the processor goes to the fake
+///                    first buffer comes again and again, so that the fake takes next to nothing of the
+///                    processor
 /// A fake names its own keys in its own file.
 class FakeScript
 {
@@ -34,4 +35,9 @@ public:
     static long long number(const std::string& key, long long otherwise);
     static double real(const std::string& key, double otherwise);
     static bool flag(const std::string& key) { return number(key, 0) != 0; }
+
+    /// Returns once the flag is off.
+    static void waitWhile(const std::string& key);
+    /// A slow library: the caller is held for so long, whatever happens meanwhile.
+    static void holdCaller(long long milliseconds);
 };

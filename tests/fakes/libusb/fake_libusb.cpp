@@ -58,15 +58,16 @@ std::string hexadecimal(std::uint16_t value)
 // Of what libusb asks on its own account: 1 s, as there.
 constexpr unsigned kDescriptorTimeoutMs = 1000;
 
-/// True if nobody answers; 0 is no timeout. The time it takes is what is played here, no wait for a fact.
+/// True if nobody answers; 0 is no timeout.
 bool isDeaf(unsigned timeoutMs)
 {
     if (!FakeScript::flag("usb.deaf")) {
         return false;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(timeoutMs));
-    while (timeoutMs == 0 && FakeScript::flag("usb.deaf")) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (timeoutMs == 0) {
+        FakeScript::waitWhile("usb.deaf");
+    } else {
+        FakeScript::holdCaller(timeoutMs);
     }
     return true;
 }

@@ -18,11 +18,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <rtl-sdr.h>
-#include <thread>
 #include <vector>
 
 struct rtlsdr_dev
@@ -46,8 +44,6 @@ namespace
 
 constexpr std::size_t kStringSize = 256;
 constexpr std::uint32_t kDefaultLength = 262'144; // bytes
-// Between two looks at the script or at the delivery, which only another thread or process changes.
-constexpr std::chrono::milliseconds kPoll{1};
 
 /// Handles stay for good, so that one used after its end is seen in the log.
 rtlsdr_dev* makeHandle(int number)
@@ -120,9 +116,7 @@ int rtlsdr_close(rtlsdr_dev_t* dev)
 {
     const int result = FakeCall("rtlsdr_close", dev).result(0);
     // As the real one does.
-    while (dev->delivery.isDelivering()) {
-        std::this_thread::sleep_for(kPoll);
-    }
+    dev->delivery.waitForEnd();
     dev->closed = true;
     return result;
 }
@@ -210,9 +204,7 @@ int rtlsdr_read_async(rtlsdr_dev_t* dev, rtlsdr_read_async_cb_t cb, void* ctx, s
     };
     const auto samples = static_cast<int>((buf_len == 0 ? kDefaultLength : buf_len) / 2);
     const auto end = dev->delivery.run(dev->rate, samples, deliver);
-    while (FakeScript::flag("rtlsdr.deaf")) {
-        std::this_thread::sleep_for(kPoll);
-    }
+    FakeScript::waitWhile("rtlsdr.deaf");
     if (end == FakeDelivery::End::Stopped) {
         FakeSource source;
         for (long long late = FakeScript::number("rtlsdr.late", 0); late > 0; --late) {
