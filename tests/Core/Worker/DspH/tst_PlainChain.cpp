@@ -220,37 +220,61 @@ void tst_PlainChain::aChainGivesThePlainBitsThroughRetunes_data()
     }
 }
 
-void tst_PlainChain::aChainGivesThePlainBitsThroughRetunes()
+namespace
+{
+
+struct ChainRow
+{
+    template <class Chain>
+    float setup(Chain& chain) const
+    {
+        return chain.setup(bufLen, static_cast<float>(rate), static_cast<float>(bandWidth),
+                           static_cast<float>(band), tier);
+    }
+
+    int bufLen;
+    double rate;      // hertz
+    double bandWidth; // hertz
+    double band;      // hertz
+    int tier;
+};
+
+ChainRow fetchedRow()
 {
     QFETCH(int, bufLen);
     QFETCH(double, rate);
     QFETCH(double, bandWidth);
     QFETCH(double, band);
     QFETCH(int, tier);
+    return {bufLen, rate, bandWidth, band, tier};
+}
+
+} // namespace
+
+void tst_PlainChain::aChainGivesThePlainBitsThroughRetunes()
+{
+    const ChainRow row = fetchedRow();
     withEachTarget([&] {
         Plain::TableOscillator plainMixer;
         Plain::Chain plain;
         TableOscillator mixer;
         DownConvertor chain;
-        mixer.setSampleRate(rate);
+        mixer.setSampleRate(row.rate);
         // Once more, as when the band is changed in a session: the mixer goes on, the stages begin anew.
         for (int setup = 0; setup < 2; ++setup) {
-            const float outRate = plain.setup(bufLen, static_cast<float>(rate), static_cast<float>(bandWidth),
-                                              static_cast<float>(band), tier);
-            QCOMPARE(chain.setup(bufLen, static_cast<float>(rate), static_cast<float>(bandWidth),
-                                 static_cast<float>(band), tier),
-                     outRate);
+            const float outRate = row.setup(plain);
+            QCOMPARE(row.setup(chain), outRate);
             for (std::uint32_t block = 0; block < 4; ++block) {
                 if (block % 2 == 0) {
-                    const double frequency = rate * (0.123 - 0.2 * block);
-                    plainMixer.setFrequency(frequency, rate);
+                    const double frequency = row.rate * (0.123 - 0.2 * block);
+                    plainMixer.setFrequency(frequency, row.rate);
                     mixer.setFrequency(frequency);
                 }
-                Vector expected = Samples::noise(bufLen, block + 1);
+                Vector expected = Samples::noise(row.bufLen, block + 1);
                 Vector actual = expected;
-                plainMixer.process(expected.data(), bufLen);
-                const int count = plain.process(bufLen, expected.data());
-                QCOMPARE(chain.process(mixer, bufLen, actual.data()), count);
+                plainMixer.process(expected.data(), row.bufLen);
+                const int count = plain.process(row.bufLen, expected.data());
+                QCOMPARE(chain.process(mixer, row.bufLen, actual.data()), count);
                 QCOMPARE(differing(actual, expected, count), -1);
             }
         }
@@ -264,23 +288,17 @@ void tst_PlainChain::aChainWithoutAMixerGivesThePlainBits_data()
 
 void tst_PlainChain::aChainWithoutAMixerGivesThePlainBits()
 {
-    QFETCH(int, bufLen);
-    QFETCH(double, rate);
-    QFETCH(double, bandWidth);
-    QFETCH(double, band);
-    QFETCH(int, tier);
+    const ChainRow row = fetchedRow();
     withEachTarget([&] {
         Plain::Chain plain;
         DownConvertor chain;
-        plain.setup(bufLen, static_cast<float>(rate), static_cast<float>(bandWidth), static_cast<float>(band),
-                    tier);
-        chain.setup(bufLen, static_cast<float>(rate), static_cast<float>(bandWidth), static_cast<float>(band),
-                    tier);
+        row.setup(plain);
+        row.setup(chain);
         for (std::uint32_t block = 0; block < 3; ++block) {
-            Vector expected = Samples::noise(bufLen, block + 1);
+            Vector expected = Samples::noise(row.bufLen, block + 1);
             Vector actual = expected;
-            const int count = plain.process(bufLen, expected.data());
-            QCOMPARE(chain.process(bufLen, actual.data()), count);
+            const int count = plain.process(row.bufLen, expected.data());
+            QCOMPARE(chain.process(row.bufLen, actual.data()), count);
             QCOMPARE(differing(actual, expected, count), -1);
         }
     });
