@@ -1,4 +1,4 @@
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Network/Socket/IQSocket.h"
 #include "Network/Socket/SampleBlock.h"
 #include "Rounds.h"

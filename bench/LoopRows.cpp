@@ -1,5 +1,5 @@
 #include "Core/RadioDevice/AbstractRadioDevice.h"
-#include "Core/Worker/Kernels/FloatIq.h"
+#include "Core/Signal/Kernels/FloatIq.h"
 #include "Network/Socket/Socket.h"
 #include "Rows.h"
 #include "Server/FFTStream.h"

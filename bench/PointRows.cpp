@@ -1,4 +1,4 @@
-#include "Core/Worker/Kernels/SpectrumLevels.h"
+#include "Core/Signal/Kernels/SpectrumLevels.h"
 #include "InstructionSets.h"
 #include "Rounds.h"
 #include "Rows.h"

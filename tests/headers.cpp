@@ -1,1 +1,1 @@
-// Here for its precompiled headers alone.
+// Here for its precompiled header alone.

@@ -25,25 +25,10 @@ constexpr int kReadSize = 4096; // bytes
 
 } // namespace
 
-QStringList ConsoleNotifier::takeLines()
-{
-    QStringList lines;
-    for (int end = m_pending.indexOf('\n'); end >= 0; end = m_pending.indexOf('\n')) {
-        lines.append(QString::fromUtf8(m_pending.constData(), end));
-        m_pending.remove(0, end + 1);
-    }
-    return lines;
-}
-
-QStringList ConsoleNotifier::takeRest()
+QStringList ConsoleNotifier::endInput()
 {
     m_input->setEnabled(false);
-    if (m_pending.isEmpty()) {
-        return {};
-    }
-    QStringList rest{QString::fromUtf8(m_pending)};
-    m_pending.clear();
-    return rest;
+    return m_lines.takeRest();
 }
 
 void ConsoleNotifier::resume()
@@ -118,10 +103,9 @@ QStringList ConsoleNotifier::readLines()
         return {};
     }
     if (good == 0 || size == 0) {
-        return takeRest();
+        return endInput();
     }
-    m_pending.append(bytes, static_cast<int>(size));
-    return takeLines();
+    return m_lines.append(QByteArray::fromRawData(bytes, static_cast<int>(size)));
 }
 
 void ConsoleNotifier::cancelRead()
@@ -146,7 +130,7 @@ void onQuitSignal(int /*signal*/)
     errno = error;
 }
 
-void setHandler(int signal, void (*handler)(int))
+void setHandler(int signal, void (*handler)(int), int flags = 0)
 {
     struct sigaction before = {};
     sigaction(signal, nullptr, &before);
@@ -155,8 +139,7 @@ void setHandler(int signal, void (*handler)(int))
     }
     struct sigaction action = {};
     action.sa_handler = handler;
-    // The second of its kind ends the process by itself, should the first one not be heard.
-    action.sa_flags = SA_RESTART | (handler == SIG_IGN ? 0 : static_cast<int>(SA_RESETHAND));
+    action.sa_flags = SA_RESTART | flags;
     sigaction(signal, &action, nullptr);
 }
 
@@ -178,14 +161,17 @@ void ConsoleNotifier::prepare()
     if (fcntl(STDIN_FILENO, F_GETFD) < 0) {
         [[maybe_unused]] const int input = open("/dev/null", O_RDONLY);
     }
-    // A reader of our log that goes away, a terminal that hangs up and one that a background job may not
-    // read: none of them is a reason to stop serving.
-    for (const int signal : {SIGPIPE, SIGHUP, SIGTTIN, SIGTTOU}) {
+    // A reader of our log that goes away and a terminal that a background job may not read: none of them is a
+    // reason to stop serving.
+    for (const int signal : {SIGPIPE, SIGTTIN, SIGTTOU}) {
         setHandler(signal, SIG_IGN);
     }
     if (pipe2(signalPipe.data(), O_CLOEXEC | O_NONBLOCK) == 0) {
-        setHandler(SIGINT, onQuitSignal);
-        setHandler(SIGTERM, onQuitSignal);
+        // The second of its kind ends the process by itself, should the first one not be heard.
+        setHandler(SIGINT, onQuitSignal, static_cast<int>(SA_RESETHAND));
+        setHandler(SIGTERM, onQuitSignal, static_cast<int>(SA_RESETHAND));
+        // A closed terminal may send two at once: the system one, the shell another.
+        setHandler(SIGHUP, onQuitSignal);
     }
 }
 
@@ -210,8 +196,7 @@ QStringList ConsoleNotifier::readLines()
     std::array<char, kReadSize> bytes;
     const ssize_t size = read(STDIN_FILENO, bytes.data(), bytes.size());
     if (size > 0) {
-        m_pending.append(bytes.data(), static_cast<int>(size));
-        return takeLines();
+        return m_lines.append(QByteArray::fromRawData(bytes.data(), static_cast<int>(size)));
     }
     if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
         return {};
@@ -224,7 +209,7 @@ QStringList ConsoleNotifier::readLines()
     if (size == 0 && isTerminal()) {
         return {};
     }
-    return takeRest();
+    return endInput();
 }
 
 void ConsoleNotifier::cancelRead()

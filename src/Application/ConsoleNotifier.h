@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QByteArray>
+#include "Application/LineBuffer.h"
+
 #include <QObject>
 #include <QStringList>
 
@@ -16,7 +17,8 @@ class ConsoleNotifier : public QObject
 
 public:
     /// Call first thing in the process, before the application object exists: sees to it that the standard
-    /// input is open, that no terminal can stop or end the process, and that an interrupt is caught.
+    /// input is open, that no terminal can stop the process, and that an interrupt and the end of the
+    /// process's terminal are caught.
     static void prepare();
 
     ConsoleNotifier();
@@ -31,7 +33,8 @@ public:
 
 signals:
     void activated();
-    /// The process is asked to end: an interrupt, a service manager, a console window that closes.
+    /// The process is asked to end: an interrupt, a service manager, a terminal or console window that
+    /// closes.
     void quitRequested();
 
 private slots:
@@ -39,8 +42,7 @@ private slots:
     void resume();
 
 private:
-    QStringList takeLines();
-    QStringList takeRest();
+    QStringList endInput();
 #ifdef Q_OS_WIN
     QWinEventNotifier* m_input;
 #else
@@ -49,5 +51,5 @@ private:
     QSocketNotifier* m_input;
     QSocketNotifier* m_signals;
 #endif
-    QByteArray m_pending; // what has come of a line without its end
+    LineBuffer m_lines;
 };

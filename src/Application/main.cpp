@@ -3,13 +3,24 @@
 #include "Core/Process/Version.h"
 
 #include <QCoreApplication>
-#include <QLoggingCategory>
+
+namespace
+{
+
+/// The address block is logged at debug level: a rule that hides such records would hide the address. Rules
+/// of the environment count most, and among them the last one; the others stay.
+void showAddressBlock()
+{
+    const QByteArray rules = qgetenv("QT_LOGGING_RULES");
+    qputenv("QT_LOGGING_RULES", rules + ";[Rules];default.debug=true;default.info=true");
+}
+
+} // namespace
 
 int main(int argc, char* argv[])
 {
     ConsoleNotifier::prepare();
-    // The address block is logged at debug level: a rule that hides such records would hide the address.
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=true\ndefault.info=true"));
+    showAddressBlock();
 
     // These decide where the settings lie, so they stand before the application object.
     QCoreApplication::setOrganizationName(QStringLiteral("Orvenlink"));

@@ -1,6 +1,6 @@
 #include "Client/Announcement.h"
 
-#include "Client/ForeignText.h"
+#include "Core/Log/ForeignText.h"
 #include "Network/Data/JsonText.h"
 #include "Network/Data/ProtocolVersion.h"
 

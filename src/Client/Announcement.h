@@ -18,8 +18,8 @@ struct Announcement
     int minorVersion = 0;
     quint16 port = 0; ///< Where the server serves, which is not where the datagram came from; never 0.
     int deviceType = -1;
-    QString title;         ///< For people; holds no control characters.
-    QString description;   ///< For people; holds no control characters.
+    QString title;         ///< For people; as foreignText makes it.
+    QString description;   ///< For people; likewise.
     QString identificator; ///< What connect_to_host has to name, exactly as it is: may hold anything.
 
     /// True if this client speaks the server's protocol.

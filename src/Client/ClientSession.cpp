@@ -1,8 +1,8 @@
 #include "Client/ClientSession.h"
 
-#include "Client/ForeignText.h"
 #include "Client/PeerFilter.h"
 #include "Client/SessionSocket.h"
+#include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Network/Socket/FFTSocket.h"
@@ -35,6 +35,7 @@ ClientSession::ClientSession(Timing timing, QObject* parent)
 {
     connect(m_heartbeat, &QTimer::timeout, this, &ClientSession::onHeartbeat);
     m_heartbeat->start(kHeartbeat);
+    connect(&m_connector, &Connector::waiting, this, &ClientSession::waiting);
     connect(&m_connector, &Connector::granted, this, &ClientSession::begin);
     connect(&m_connector, &Connector::refused, this, &ClientSession::onRefused);
     connect(&m_settings, &SessionSettings::spectrumRangeTaken, &m_spectrum, &SpectrumReceiver::setRange);
@@ -111,6 +112,7 @@ void ClientSession::begin(const Connector::Grant& grant)
     const NodeInfo& peer = grant.server;
     m_user = QSharedPointer<SessionSocket>::create(
         m_socket, grant.ownId, NodeInfo{grant.sessionId, peer.address, peer.port}, nullptr, m_timing.clock);
+    m_user->skipNumbers(grant.calls);
     m_user->setPingInterval(m_timing.pingInterval);
     declareFunctions(*m_user);
     connect(m_user.data(), &UserSocket::disconnected, this, &ClientSession::onDisconnected);
@@ -151,8 +153,10 @@ void ClientSession::attachStreams(const NodeInfo& peer)
 {
     const auto iq = QSharedPointer<IQSocket>::create(m_socket);
     iq->setCallback([this](const QVector<qint16>& values) { m_iq.receive(values); });
+    iq->setMaximumSamples(IqReceiver::kBlockValues);
     const auto spectrum = QSharedPointer<FFTSocket>::create(m_socket);
     spectrum->setCallback([this](const QVector<qint16>& values) { m_spectrum.receive(values); });
+    spectrum->setMaximumSamples(SpectrumReceiver::kPacketSize);
     m_streams = {QSharedPointer<PeerFilter>::create(iq, peer.address, peer.port),
                  QSharedPointer<PeerFilter>::create(spectrum, peer.address, peer.port)};
     for (const auto& stream : qAsConst(m_streams)) {

@@ -6,11 +6,13 @@
 #include "Client/RemoteDevice.h"
 #include "Client/SessionSettings.h"
 #include "Client/SpectrumReceiver.h"
+#include "Core/Log/SteadyClock.h"
 #include "Network/Data/NodeInfo.h"
 
 #include <QObject>
 #include <QSharedPointer>
 #include <QString>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -57,6 +59,7 @@ public:
     {
         int pingInterval = 1000; ///< ms
         int ratePatience = 1000; ///< ms that the server may take to tell the rate of its samples.
+        std::function<qint64()> clock = &SteadyClock::milliseconds; ///< ms; any epoch, never back.
     };
 
     explicit ClientSession(QObject* parent = nullptr);
@@ -108,10 +111,12 @@ public:
 
 signals:
     void stateChanged(ClientSession::State state);
+    /// The server has not answered yet to the first connecting: it may be opening its receiver. Once.
+    void waiting();
     /// In session, for the first time or again. The device is asked for its properties by itself.
     void connected();
     /// The first connecting has failed, or the server refuses for good to let this client back in. `text` is
-    /// the server's, cut to 200 characters and without control characters; empty if it gave none.
+    /// the server's, as foreignText makes it; empty if it gave none.
     void refused(Connector::Refusal refusal, const QString& text);
     /// The session is over. The state tells whether it is asked for again.
     void ended(ClientSession::End end);

@@ -1,12 +1,11 @@
 #include "Client/Connector.h"
 
-#include "Client/ForeignText.h"
+#include "Core/Log/ForeignText.h"
 #include "Network/Data/ProtocolVersion.h"
 #include "Network/Socket/RpcSocket.h"
 
 #include <QJsonObject>
 #include <QPointer>
-#include <QTimer>
 #include <array>
 #include <utility>
 
@@ -51,10 +50,14 @@ Connector::Connector(const Timing& timing, Declare declare, QObject* parent)
     : QObject(parent)
     , m_timing(timing)
     , m_declare(std::move(declare))
-    , m_next(new QTimer(this))
 {
-    m_next->setSingleShot(true);
-    connect(m_next, &QTimer::timeout, this, &Connector::ask);
+    for (QTimer* timer : {&m_nextRound, &m_nextCall, &m_notice, &m_roundOver}) {
+        timer->setSingleShot(true);
+    }
+    connect(&m_nextRound, &QTimer::timeout, this, &Connector::startRound);
+    connect(&m_nextCall, &QTimer::timeout, this, &Connector::ask);
+    connect(&m_notice, &QTimer::timeout, this, &Connector::waiting);
+    connect(&m_roundOver, &QTimer::timeout, this, &Connector::onRoundOver);
 }
 
 Connector::~Connector()
@@ -66,108 +69,125 @@ void Connector::begin(const QSharedPointer<Socket>& socket, const Target& target
 {
     m_socket = socket;
     m_target = target;
-    start(false, 0);
+    m_isAgain = false;
+    m_notice.start(m_timing.notice);
+    m_nextRound.start(0);
 }
 
 void Connector::beginAgain()
 {
-    start(true, m_timing.pause);
-}
-
-void Connector::start(bool isAgain, int delayMs)
-{
-    m_isAgain = isAgain;
-    m_unanswered = false;
-    m_since = m_timing.clock();
-    m_next->start(delayMs);
+    m_isAgain = true;
+    m_nextRound.start(m_timing.pause);
 }
 
 void Connector::stop()
 {
-    m_next->stop();
+    m_nextRound.stop();
     drop();
 }
 
+// Ends the round.
 void Connector::drop()
 {
+    for (QTimer* timer : {&m_nextCall, &m_notice, &m_roundOver}) {
+        timer->stop();
+    }
     if (m_rpc) {
         m_socket->removeSocket(m_rpc);
         m_rpc.clear();
     }
 }
 
-void Connector::ask()
+void Connector::startRound()
 {
-    drop();
-    m_rpc = QSharedPointer<RpcSocket>::create(m_socket, newId(), nullptr, m_timing.clock);
+    m_rpc = QSharedPointer<RpcSocket>::create(m_socket, newId(), nullptr);
     m_declare(*m_rpc);
     // Properties change as soon as the device starts, before the answer leaves; the set that is asked for
-    // then holds them. A session whose answer got lost is not to be kept alive.
+    // then holds them.
     m_rpc->declareFunction(QStringLiteral("pc_rrd"), {});
-    m_rpc->declareFunction(QStringLiteral("ping"), {});
-    m_socket->addSocket(m_rpc);
-
     const QPointer<Connector> self(this);
-    const auto isCurrent = [self, rpc = m_rpc.toWeakRef()] {
-        return self && self->m_rpc && self->m_rpc == rpc;
-    };
+    m_rpc->declareFunction(QStringLiteral("ping"), [self](const QJsonObject&, const NodeInfo& session) {
+        if (self) {
+            self->onPing(session);
+        }
+        return QJsonObject();
+    });
+    m_socket->addSocket(m_rpc);
+    m_calls = 0;
+    m_busyText.clear();
+    m_roundOver.start(m_timing.patience);
+    ask();
+}
+
+void Connector::ask()
+{
+    const QPointer<Connector> self(this);
+    const bool isFirst = ++m_calls == 1;
     m_rpc->invoke(
         {m_target.id, m_target.address, m_target.port}, QStringLiteral("connect_to_host"),
         {{QStringLiteral("vma"), ProtocolVersion::kMajor},
          {QStringLiteral("vmi"), ProtocolVersion::kMinor},
          {QStringLiteral("identificator"), m_target.identificator}},
-        [self, isCurrent](const QJsonObject& reply, const NodeInfo& peer) {
-            if (isCurrent()) {
-                self->onAnswer(reply, peer);
+        [self, rpc = m_rpc.toWeakRef(), isFirst](const QJsonObject& reply, const NodeInfo& peer) {
+            if (self && self->m_rpc && self->m_rpc == rpc) {
+                self->onAnswer(reply, peer, isFirst);
             }
         },
-        [self, isCurrent] {
-            if (isCurrent()) {
-                self->onNoAnswer();
-            }
-        },
-        m_timing.attempt);
+        {}, m_timing.patience);
+    m_nextCall.start(m_timing.repeat);
 }
 
-qint64 Connector::waited() const
-{
-    return m_timing.clock() - m_since;
-}
-
-void Connector::onAnswer(const QJsonObject& reply, const NodeInfo& peer)
+void Connector::onAnswer(const QJsonObject& reply, const NodeInfo& peer, bool isToTheFirst)
 {
     const QJsonValue refusal = reply.value(QStringLiteral("err"));
     const int160 sessionId(reply.value(QStringLiteral("session_id")).toString());
     if (refusal.isString()) {
-        onRefusal(refusal.toString());
+        onRefusal(refusal.toString(), isToTheFirst);
     } else if (peer.id == m_target.id && sessionId.bytes().size() == int160::kSize) {
-        const Grant grant{m_rpc->id(), sessionId, peer};
-        drop();
-        emit granted(grant);
+        grant(sessionId, peer);
     } else {
         giveUp(Refusal::BadAnswer, {});
     }
 }
 
-void Connector::onNoAnswer()
-{
-    m_unanswered = true;
-    if (m_isAgain || waited() < m_timing.patience) {
-        m_next->start(0);
-    } else {
-        giveUp(Refusal::NoAnswer, {});
-    }
-}
-
-void Connector::onRefusal(const QString& text)
+void Connector::onRefusal(const QString& text, bool isToTheFirst)
 {
     const Refusal refusal = refusalOf(text);
-    const bool isOwnDoing = m_unanswered && waited() < m_timing.busyPatience;
-    if (refusal == Refusal::Busy && (m_isAgain || isOwnDoing)) {
-        m_next->start(m_timing.pause);
+    if (refusal == Refusal::Busy && !isToTheFirst) {
+        m_busyText = text; // maybe with this client, whom an earlier call has let in
+    } else if (refusal == Refusal::Busy && m_isAgain) {
+        drop();
+        m_nextRound.start(m_timing.pause);
     } else {
         giveUp(refusal, foreignText(text));
     }
+}
+
+// Only the server that has let this client in knows its id.
+void Connector::onPing(const NodeInfo& session)
+{
+    if (m_rpc) {
+        grant(session.id, {m_target.id, session.address, session.port});
+    }
+}
+
+void Connector::onRoundOver()
+{
+    if (m_isAgain) {
+        drop();
+        startRound();
+    } else if (m_busyText.isEmpty()) {
+        giveUp(Refusal::NoAnswer, {});
+    } else {
+        giveUp(Refusal::Busy, foreignText(m_busyText));
+    }
+}
+
+void Connector::grant(const int160& sessionId, const NodeInfo& server)
+{
+    const Grant grant{m_rpc->id(), sessionId, server, m_calls};
+    drop();
+    emit granted(grant);
 }
 
 void Connector::giveUp(Refusal refusal, const QString& text)

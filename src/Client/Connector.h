@@ -2,20 +2,24 @@
 
 #include "Network/Data/NodeInfo.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QSharedPointer>
 #include <QString>
+#include <QTimer>
 #include <functional>
 
 class QJsonObject;
-class QTimer;
 class RpcSocket;
 class Socket;
 
 /// The way into a session with one server, and back into one that has broken off: asks until the server
-/// grants a session or refuses it for good. Each time that it asks it does so under a new id, by which an
-/// earlier session's datagrams are told apart.
+/// grants a session or refuses it for good.
+///
+/// A server answers nothing while it opens its receiver, which may take it many seconds, and a datagram may
+/// get lost on either way. So one round of asking lasts long and keeps one id. connect_to_host is repeated
+/// in it in case the call was lost; the answer to any of the calls counts. If the answer was lost, the server
+/// meets the repeats with "Server busy!", which is its session with this very client, and the session makes
+/// itself known by its first ping.
 /// Thread: that of the session.
 class Connector : public QObject
 {
@@ -34,7 +38,7 @@ public:
 
     enum class Refusal
     {
-        NoAnswer,           ///< Nothing came within the patience.
+        NoAnswer,           ///< Nothing came in a whole round.
         Busy,               ///< "Server busy!"
         UnsupportedVersion, ///< "Unsupported version protocol!"
         BadRequest,         ///< "Error get client packet values!"
@@ -46,20 +50,21 @@ public:
 
     struct Timing
     {
-        int attempt = 2000;       ///< ms that one connect_to_host waits for its answer.
-        int patience = 6000;      ///< ms in all, after which the first connecting ends in NoAnswer.
-        int busyPatience = 15000; ///< ms in all that "Server busy!" is borne after an unanswered attempt,
-                                  ///< which may have made the very session that the server is busy with.
-        int pause = 1000;         ///< ms between two attempts.
-        std::function<qint64()> clock = &QDateTime::currentMSecsSinceEpoch; ///< ms since the epoch.
+        // Seldom: a server that was only slow takes each call for one of its own, and after one that has
+        // failed it opens its receiver again for the next.
+        int repeat = 3000;    ///< ms after which a call without an answer is repeated.
+        int notice = 1500;    ///< ms without an answer after which `waiting` tells of it.
+        int patience = 12000; ///< ms that a round lasts: a receiver may take its time to open.
+        int pause = 1000;     ///< ms between two rounds, after a busy server.
     };
 
     /// What a server has granted.
     struct Grant
     {
-        int160 ownId;     ///< That the client has named itself by.
-        int160 sessionId; ///< That of the server's end of the session.
-        NodeInfo server;  ///< As the answer came from it: one with several addresses may use another one.
+        int160 ownId;      ///< That the client has named itself by.
+        int160 sessionId;  ///< That of the server's end of the session.
+        NodeInfo server;   ///< As the answer came from it: one with several addresses may use another one.
+        quint32 calls = 0; ///< That went out under ownId: answers to them may still come.
     };
 
     /// Declares what a server may call before its answer has come.
@@ -68,7 +73,8 @@ public:
     Connector(const Timing& timing, Declare declare, QObject* parent);
     ~Connector() override;
 
-    /// Asks for the first time: silence and a busy server are borne within the patience.
+    /// Asks for the first time, for one round. A server that is busy before it can have granted anything ends
+    /// it at once.
     void begin(const QSharedPointer<Socket>& socket, const Target& target);
     /// After a pause asks for a session like the one that has broken off, and goes on through silence and a
     /// busy server until `stop`.
@@ -78,27 +84,33 @@ public:
     [[nodiscard]] const Target& target() const { return m_target; }
 
 signals:
+    /// No answer has come yet to the first asking: the server may be opening its receiver. Once.
+    void waiting();
     void granted(const Connector::Grant& grant);
-    /// `text` is the server's, cut to 200 characters and without control characters; empty if it gave none.
+    /// `text` is the server's, as foreignText makes it; empty if it gave none.
     void refused(Connector::Refusal refusal, const QString& text);
 
 private:
-    void start(bool isAgain, int delayMs);
+    void startRound();
     void ask();
     void drop();
-    void onAnswer(const QJsonObject& reply, const NodeInfo& peer);
-    void onNoAnswer();
-    void onRefusal(const QString& text);
+    void onAnswer(const QJsonObject& reply, const NodeInfo& peer, bool isToTheFirst);
+    void onRefusal(const QString& text, bool isToTheFirst);
+    void onPing(const NodeInfo& session);
+    void onRoundOver();
+    void grant(const int160& sessionId, const NodeInfo& server);
     void giveUp(Refusal refusal, const QString& text);
-    [[nodiscard]] qint64 waited() const;
 
     Timing m_timing;
     Declare m_declare;
     Target m_target;
     QSharedPointer<Socket> m_socket;
-    QSharedPointer<RpcSocket> m_rpc; // attached while an answer is awaited
-    QTimer* m_next;
+    QSharedPointer<RpcSocket> m_rpc; // attached during a round
+    quint32 m_calls = 0;             // in this round
+    QString m_busyText;              // that a repeat was answered in this round
     bool m_isAgain = false;
-    bool m_unanswered = false; // an attempt of this connecting has had no answer
-    qint64 m_since = 0;        // ms since the epoch
+    QTimer m_nextRound;
+    QTimer m_nextCall;
+    QTimer m_notice;
+    QTimer m_roundOver;
 };

@@ -18,6 +18,8 @@ class IqReceiver : public QObject
 public:
     using Clock = std::function<qint64()>; ///< Milliseconds; any epoch, never back.
 
+    static constexpr int kBlockValues = 256; ///< Of the 128 samples that a server sends in a datagram.
+
     explicit IqReceiver(QObject* parent = nullptr, Clock clock = {});
 
     /// Samples received since `reset`.
@@ -41,7 +43,7 @@ public:
     void reset();
 
 signals:
-    /// Each block as it comes, some hundreds a second; 128 samples, unless the server thinks otherwise.
+    /// Each block as it comes, some hundreds a second; 128 samples, or as many as a plain datagram brings.
     void blockReceived(const IqBlock& block);
 
 private:

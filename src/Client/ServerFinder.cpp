@@ -10,7 +10,16 @@
 namespace
 {
 
-constexpr int kTick = 1000; // ms
+constexpr int kTick = 1000;       // ms
+constexpr int kReadsPerTurn = 64; // datagrams
+
+// Whether one of these announces the same.
+template <typename Iterator>
+bool isAnnounced(Iterator begin, Iterator end, const Announcement& announcement)
+{
+    return std::any_of(begin, end,
+                       [&announcement](const auto& entry) { return entry.announcement == announcement; });
+}
 
 } // namespace
 
@@ -43,12 +52,16 @@ QVector<ServerFinder::Server> ServerFinder::servers() const
 {
     QVector<Server> servers;
     for (const Entry& entry : m_entries) {
-        const Server server = toServer(entry);
-        if (server.age <= kMaximumAge) {
-            servers.append(server);
+        if (!isOld(entry) && !isAnnounced(servers.cbegin(), servers.cend(), entry.announcement)) {
+            servers.append(toServer(entry));
         }
     }
     return servers;
+}
+
+bool ServerFinder::isOld(const Entry& entry) const
+{
+    return m_clock() - entry.heard > kMaximumAge;
 }
 
 ServerFinder::Server ServerFinder::toServer(const Entry& entry) const
@@ -58,8 +71,9 @@ ServerFinder::Server ServerFinder::toServer(const Entry& entry) const
 
 void ServerFinder::onReadyRead()
 {
-    // One read at least, even if nothing waits: only a read switches the notifier on again.
-    do {
+    // One read at least, even if nothing waits: only a read switches the notifier on again. What still waits
+    // after the last one calls back, once the timers have had their turn.
+    for (int i = 0; i < kReadsPerTurn; ++i) {
         QByteArray datagram(Announcement::kMaximumSize + 1, Qt::Uninitialized); // longer ones are cut to this
         QHostAddress address;
         const qint64 size = m_udp->readDatagram(datagram.data(), datagram.size(), &address);
@@ -68,7 +82,10 @@ void ServerFinder::onReadyRead()
         }
         datagram.truncate(static_cast<int>(size));
         receive(datagram, address);
-    } while (m_udp->hasPendingDatagrams());
+        if (!m_udp->hasPendingDatagrams()) {
+            return;
+        }
+    }
 }
 
 void ServerFinder::receive(const QByteArray& datagram, const QHostAddress& address)
@@ -85,15 +102,16 @@ void ServerFinder::receive(const QByteArray& datagram, const QHostAddress& addre
                entry.address == address;
     });
     const Entry entry{*announcement, address, m_clock()};
-    if (known == m_entries.end()) {
-        if (m_entries.size() < kMaximumServers) {
-            m_entries.append(entry);
-            emit found(toServer(entry));
-        }
+    const bool isNews = std::none_of(m_entries.cbegin(), m_entries.cend(), [&](const Entry& other) {
+        return other.announcement == *announcement && !isOld(other);
+    });
+    if (known != m_entries.end()) {
+        *known = entry;
+    } else if (m_entries.size() < kMaximumServers) {
+        m_entries.append(entry);
+    } else {
         return;
     }
-    const bool isNews = known->announcement != *announcement || entry.heard - known->heard > kMaximumAge;
-    *known = entry;
     if (isNews) {
         emit found(toServer(entry));
     }
@@ -103,10 +121,12 @@ void ServerFinder::onTimeout()
 {
     QVector<Server> gone;
     for (int i = m_entries.size() - 1; i >= 0; --i) {
-        const Server server = toServer(m_entries.at(i));
-        if (server.age > kMaximumAge) {
+        if (!isOld(m_entries.at(i))) {
+            continue;
+        }
+        const Server server = toServer(m_entries.takeAt(i));
+        if (!isAnnounced(m_entries.cbegin(), m_entries.cend(), server.announcement)) {
             gone.prepend(server);
-            m_entries.removeAt(i);
         }
     }
     for (const Server& server : gone) {

@@ -15,7 +15,8 @@ class QUdpSocket;
 /// within the last 5 seconds. Shares the port, so that several clients and servers live on one machine.
 /// Thread:    the one that made it, which runs an event loop.
 /// Errors:    what is no announcement costs one warning in the finder's life, and nothing else; of more than
-///            kMaximumServers the newest are left out.
+///            kMaximumServers, or as many addresses of them, the newest are left out. A flood leaves the
+///            event loop its turns.
 class ServerFinder : public QObject
 {
     Q_OBJECT
@@ -30,7 +31,7 @@ public:
     {
         Announcement announcement;
         QHostAddress address; ///< Where the announcement came from, IPv4; announcement.port goes with it.
-        qint64 age = 0;       ///< ms since it was last heard.
+        qint64 age = 0;       ///< ms since it was last heard from there.
     };
 
     explicit ServerFinder(QObject* parent = nullptr, Clock clock = {});
@@ -39,8 +40,9 @@ public:
     [[nodiscard]] bool listen(quint16 port = Announcement::kPort);
     [[nodiscard]] QString errorString() const;
 
-    /// Those heard within kMaximumAge, in the order in which they were first heard. A server is told apart
-    /// by its id, address and port: one that is reached two ways stands here twice, as does an impostor.
+    /// Those heard within kMaximumAge, in the order in which they were first heard. One that announces the
+    /// same from several addresses, for it is on several networks, is one server, at the address that was
+    /// heard first; an impostor, whose announcement differs, is another one.
     [[nodiscard]] QVector<Server> servers() const;
     /// Datagrams that were no announcement.
     [[nodiscard]] qint64 refusedDatagrams() const { return m_refused; }
@@ -63,6 +65,7 @@ private:
         qint64 heard = 0; // ms, of the clock
     };
 
+    [[nodiscard]] bool isOld(const Entry& entry) const;
     void onReadyRead();
     void receive(const QByteArray& datagram, const QHostAddress& address);
     [[nodiscard]] Server toServer(const Entry& entry) const;
@@ -71,6 +74,6 @@ private:
     QElapsedTimer m_elapsed;
     QUdpSocket* m_udp;
     QTimer* m_timer;
-    QVector<Entry> m_entries;
+    QVector<Entry> m_entries; // one for each address of a server
     qint64 m_refused = 0;
 };

@@ -8,7 +8,6 @@ namespace
 
 constexpr qint16 kFrameMarker = 32'527;
 constexpr int kHeaderSize = 3;           // values: the marker, the number of points, 0
-constexpr int kPacketSize = 252;         // points of a full packet
 constexpr float kDecibel = -1.0F / 4.0F; // of a point
 
 bool isHeader(const QVector<qint16>& values)

@@ -1,6 +1,7 @@
 #include "ClientApplication/ClientLog.h"
 
 #include "ClientApplication/Terminal.h"
+#include "Core/Log/ForeignText.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -8,6 +9,9 @@
 
 namespace
 {
+
+const QLatin1String kArrow("=> "); // between the place that logs and what it says
+constexpr int kMaximumLine = 1000; // characters, with several texts of strangers
 
 QMutex mutex; // messages come from any thread
 bool isVerbose = false;
@@ -20,16 +24,22 @@ bool isOwnWarning(const QString& message)
     return message.startsWith(QLatin1String("[ W ]")) || message.startsWith(QLatin1String("[ C ]"));
 }
 
+// What strangers wrote has been made harmless where it was logged, but Qt logs as well.
+QString shown(QString message)
+{
+    return foreignText(message.replace(QLatin1String("=>\t"), kArrow), kMaximumLine);
+}
+
 void onMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message)
 {
     const QMutexLocker lock(&mutex);
     if (isVerbose) {
-        Terminal::note(message);
+        Terminal::note(shown(message));
     } else if (isOwnWarning(message) && warnings++ == 0) {
         firstWarning = message;
     }
     if (type == QtFatalMsg) {
-        Terminal::note(message);
+        Terminal::note(shown(message));
         std::abort();
     }
 }
@@ -53,7 +63,6 @@ void ClientLog::summarize()
         return;
     }
     // Behind the arrow stands what a person can read.
-    const QString text = firstWarning.section(QStringLiteral("=>\t"), -1).simplified();
-    Terminal::error(
-        QStringLiteral("%1 (%2 of its kind in all; --verbose shows them)").arg(text.left(200)).arg(warnings));
+    const QString text = foreignText(shown(firstWarning).section(kArrow, -1).simplified());
+    Terminal::error(QStringLiteral("%1 (%2 warnings in all; --verbose shows them)").arg(text).arg(warnings));
 }

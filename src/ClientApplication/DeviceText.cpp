@@ -28,6 +28,7 @@ constexpr std::array<TypeName, 11> kTypes{{
     {9, "RSP"},
 }};
 
+constexpr int kRtl = 5;        // a server corrects its frequency once more at each start
 constexpr int kMostBands = 10; // more than any receiver has, and still a line
 
 struct Property
@@ -105,4 +106,17 @@ QStringList DeviceText::bands(const RemoteDevice& device)
         texts.append(QStringLiteral("%1 to %2").arg(Text::hertz(range.lowest), Text::hertz(range.highest)));
     }
     return texts;
+}
+
+QString DeviceText::correctionAtStart(const RemoteDevice& device)
+{
+    const int ppm = device.ppmCorrection().value_or(0);
+    if (ppm == 0 || device.type() != kRtl) {
+        return {};
+    }
+    return QStringLiteral(
+               "ppmCorrection is %1: the frequency of this receiver moves by %2 at each start, unless it "
+               "is set again; 0 keeps it where it is")
+        .arg(ppm)
+        .arg(Text::hertz(device.frequency().value_or(0.0) * ppm / 1e6));
 }

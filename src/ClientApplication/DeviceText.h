@@ -17,5 +17,8 @@ namespace DeviceText
 [[nodiscard]] QString meaning(const QString& property);
 /// "14.000000 MHz to 14.500000 MHz", one text for each band of the receiver.
 [[nodiscard]] QStringList bands(const RemoteDevice& device);
+/// What the receiver's ppmCorrection does to its frequency whenever it is started, in a line; empty where it
+/// does nothing.
+[[nodiscard]] QString correctionAtStart(const RemoteDevice& device);
 
 } // namespace DeviceText

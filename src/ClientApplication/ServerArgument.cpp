@@ -1,6 +1,6 @@
 #include "ClientApplication/ServerArgument.h"
 
-#include "Client/ForeignText.h"
+#include "Core/Log/ForeignText.h"
 #include "Network/Data/Base58.h"
 
 #include <QHostAddress>

@@ -65,17 +65,14 @@ void ServerResolver::onListened()
         if (server.announcement.id != m_server.id) {
             continue;
         }
-        // The same server may be heard by way of two networks; it announces the same then.
-        if (one && one->announcement != server.announcement) {
+        if (one) {
             emit failed(ExitCode::NotFound,
                         QStringLiteral("two servers claim this address, %1 and %2: name the right one as "
                                        "ADDRESS@HOST:PORT with --identificator")
                             .arg(one->address.toString(), server.address.toString()));
             return;
         }
-        if (!one) {
-            one = server;
-        }
+        one = server;
     }
     if (!one) {
         emit failed(

@@ -1,6 +1,6 @@
 #include "ClientApplication/Text.h"
 
-#include "Client/ForeignText.h"
+#include "Core/Log/ForeignText.h"
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -12,6 +12,7 @@ namespace
 
 constexpr int kMaximumLength = 200; // characters of what a stranger wrote
 constexpr int kMaximumEntries = 100;
+constexpr ushort kDelete = 0x7F; // the last of ASCII
 constexpr double kMaximumSeconds = 366.0 * 24 * 3600;
 
 struct Unit
@@ -110,6 +111,19 @@ QString Text::value(const QVariant& value)
         return QStringLiteral("(an object)");
     }
     return foreign(value.toString());
+}
+
+// What is no ASCII stands within texts; the control characters of ASCII are escaped by Qt, but for the last.
+QString Text::json(const QJsonDocument& document)
+{
+    const QString plain = QString::fromUtf8(document.toJson(QJsonDocument::Compact));
+    QString escaped;
+    for (const QChar unit : plain) {
+        escaped += unit.unicode() < kDelete
+                       ? QString(unit)
+                       : QStringLiteral("\\u%1").arg(unit.unicode(), 4, 16, QLatin1Char('0'));
+    }
+    return escaped;
 }
 
 QString Text::foreign(const QString& text)

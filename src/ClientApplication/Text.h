@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonDocument>
 #include <QString>
 #include <QVariant>
 #include <optional>
@@ -23,6 +24,8 @@ QString bytes(double value);
 QString duration(double seconds);
 /// What a server sent, on one line and with nothing that a terminal would obey; lists are joined by ", ".
 QString value(const QVariant& value);
+/// On one line and in ASCII alone, so that a terminal obeys nothing of it: the rest is escaped, as JSON can.
+QString json(const QJsonDocument& document);
 /// `text` fit for one line of a terminal, cut to a length that a name or a title may have.
 QString foreign(const QString& text);
 /// `text` with its lines broken at blanks where they are longer than `width`.

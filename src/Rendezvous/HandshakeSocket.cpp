@@ -152,7 +152,7 @@ void HandshakeSocket::keepLink()
     if (m_missedPings >= kMaximumMissedPings) {
         m_master = NodeInfo();
         LOG_DEBUG() << "The handshake server is not responding!";
-    } else if (m_clock() - m_lastPing > kPingInterval) {
+    } else if (!m_lastPing || m_clock() - *m_lastPing > kPingInterval) {
         masterPing();
     }
 }
@@ -192,7 +192,7 @@ void HandshakeSocket::setActive(bool active)
     }
     if (active) {
         m_missedPings = 0;
-        m_lastPing = 0;
+        m_lastPing.reset();
     } else {
         m_rpcSocket->invoke(m_master, QStringLiteral("forget"), {}, {}, {}, kCallTimeout);
     }

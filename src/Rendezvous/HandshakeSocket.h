@@ -1,13 +1,14 @@
 #pragma once
 
+#include "Core/Log/SteadyClock.h"
 #include "Network/Data/NodeInfo.h"
 #include "Network/Socket/RpcSocket.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QSharedPointer>
 #include <QVector>
 #include <functional>
+#include <optional>
 
 /// A client of the rendezvous service: attaches to the nearest of several rendezvous servers and brings two
 /// peers together by hole punching. The end that listens keeps its link alive with master_ping and begins to
@@ -27,9 +28,10 @@ public:
     static int160 masterId();
     static QVector<NodeInfo> defaultMasters();
 
-    /// With an empty list there is no master, now or later. `clock` gives milliseconds since the epoch.
+    /// With an empty list there is no master, now or later. `clock` gives milliseconds of any epoch,
+    /// never back.
     HandshakeSocket(QSharedPointer<RpcSocket> rpcSocket, const QVector<NodeInfo>& masters, bool listening,
-                    QObject* parent, std::function<qint64()> clock = &QDateTime::currentMSecsSinceEpoch);
+                    QObject* parent, std::function<qint64()> clock = &SteadyClock::milliseconds);
 
     /// Begins an attempt towards `node`, which ends in one of the two signals; replaces one that is on. The
     /// end that doesn't listen asks the rendezvous server nearest to the node to relay the request.
@@ -66,7 +68,7 @@ private:
     bool m_active = true;
     bool m_punching = false;
     int m_triesLeft = -1;         // negative: none
-    qint64 m_punchingStarted = 0; // ms since the epoch
+    qint64 m_punchingStarted = 0; // ms, of the clock
     NodeInfo m_target;            // a default one when idle
     NodeInfo m_master;            // a null id means none
     QSharedPointer<RpcSocket> m_rpcSocket;
@@ -74,6 +76,6 @@ private:
     bool m_listening;
     bool m_connected = false; // a master_ping has been answered once
     quint32 m_missedPings = 0;
-    qint64 m_lastPing = 0; // ms since the epoch
+    std::optional<qint64> m_lastPing; // ms, of the clock; nothing: never
     std::function<qint64()> m_clock;
 };

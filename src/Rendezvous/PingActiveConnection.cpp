@@ -65,7 +65,7 @@ void PingActiveConnection::timeout()
         return;
     }
     const qint64 now = m_clock();
-    if (now - m_lastSlowAnnouncement <= m_slowInterval) {
+    if (m_lastSlowAnnouncement && now - *m_lastSlowAnnouncement <= m_slowInterval) {
         return;
     }
     m_lastSlowAnnouncement = now;

@@ -1,13 +1,14 @@
 #pragma once
 
+#include "Core/Log/SteadyClock.h"
 #include "Network/Data/NodeInfo.h"
 #include "Network/Data/int160.h"
 #include "Network/Socket/RpcSocket.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QSharedPointer>
 #include <functional>
+#include <optional>
 
 class HolePunching;
 
@@ -24,10 +25,10 @@ class PingActiveConnection : public QObject
 public:
     /// `localPort` is the server's own UDP port, `deviceType` a DefRadioDevice::Type; both are announced.
     /// `id` is not kept: the sender's id travels in the header of every call of `rpcSocket`.
-    /// `clock` gives milliseconds since the epoch.
+    /// `clock` gives milliseconds of any epoch, never back.
     PingActiveConnection(const NodeInfo& handshakeNode, quint16 localPort, const int160& id,
                          QSharedPointer<RpcSocket> rpcSocket, int deviceType, QObject* parent,
-                         std::function<qint64()> clock = &QDateTime::currentMSecsSinceEpoch);
+                         std::function<qint64()> clock = &SteadyClock::milliseconds);
     /// Tells the rendezvous server that this server leaves, as `drop` does.
     ~PingActiveConnection() override;
 
@@ -56,8 +57,8 @@ private:
     void newServer(const RpcSocket::SuccessCallback& success, const RpcSocket::TimeoutCallback& timeout);
 
     quint32 m_localPort;
-    int m_fastCounter = 0;             // announcements since the last reset
-    qint64 m_lastSlowAnnouncement = 0; // ms since the epoch
+    int m_fastCounter = 0;                        // announcements since the last reset
+    std::optional<qint64> m_lastSlowAnnouncement; // ms, of the clock; nothing: never
     QSharedPointer<RpcSocket> m_rpcSocket;
     NodeInfo m_handshakeNode;
     int m_slowInterval; // ms

@@ -4,13 +4,17 @@
 
 #include <QObject>
 #include <QString>
+#include <map>
+#include <memory>
 
 class QUdpSocket;
 
 /// Announces a free server on the local network: one JSON datagram to the broadcast address, UDP port 45433,
-/// with all that a client there needs to connect. Only sends, from a socket and a port of its own.
+/// with all that a client there needs to connect. It goes out on every interface that is up and can
+/// broadcast, from that interface's address; where there is none, as the routes tell. Only sends, from ports
+/// of its own.
 /// Thread:    the main one.
-/// Errors:    none: on a computer without a network the datagrams vanish.
+/// Errors:    one line tells when no announcement can be sent any more, one when they can again.
 class Discovery : public QObject
 {
     Q_OBJECT
@@ -21,16 +25,27 @@ public:
     /// `port` is the UDP port that the server serves on, `deviceType` a value of DefRadioDevice::Type.
     Discovery(int160 id, quint16 port, int deviceType, const QString& title, const QString& description,
               const QString& identificator, QObject* parent);
+    ~Discovery() override;
 
-    /// Sends one announcement.
+    /// Sends one announcement, once on each interface.
     void send();
 
 private:
+    using Sockets = std::map<QString, std::unique_ptr<QUdpSocket>>;
+
+    [[nodiscard]] QByteArray announcement() const;
+    [[nodiscard]] bool sendOnInterfaces(const QByteArray& datagram);
+    [[nodiscard]] bool sendFrom(QUdpSocket& socket, const QByteArray& datagram);
+    void setReachable(bool reachable);
+
     const int160 m_id;
     const quint16 m_port;
     const QString m_title;
     const QString m_description;
     const QString m_identificator;
     const int m_deviceType;
-    QUdpSocket* m_udpSocket;
+    QUdpSocket* m_udpSocket; // bound to no address
+    Sockets m_ofInterfaces;  // each bound to its key
+    bool m_reachable = true;
+    QString m_error; // of the last send that failed
 };

@@ -3,13 +3,14 @@
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "Core/Signal/Kernels/AlternatingWindow.h"
+#include "Core/Signal/Kernels/SpectrumLevels.h"
 #include "Core/Worker/DspH/FftEngine.h"
-#include "Core/Worker/Kernels/AlternatingWindow.h"
-#include "Core/Worker/Kernels/SpectrumLevels.h"
 #include "Network/Socket/FFTSocket.h"
 
 #include <QMutexLocker>
 #include <QTimer>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -17,10 +18,8 @@ namespace
 {
 
 constexpr std::chrono::milliseconds kTick{40};
-constexpr qint16 kFrameMarker = 0x7F0F;
 constexpr int kMaxSize = 65536; // points a frame, and bins
 constexpr int kMinFftSize = 2;
-constexpr int kPacketsPerTurn = 24; // half a millisecond's work, as much as the frame's transform
 // Has no level, as a point without a bin has none.
 constexpr DoubleComplex kNoBin{std::numeric_limits<double>::quiet_NaN(), 0.0};
 constexpr double kTwoPi = 6.283185307179586;
@@ -50,20 +49,12 @@ FFTStream::FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* pare
     , m_socket(std::move(socket))
     , m_fftSocket(QSharedPointer<FFTSocket>::create(m_socket))
     , m_timer(new QTimer(this))
-    , m_nextTurn(new QTimer(this))
-    , m_header{kFrameMarker, 0, 0}
-    , m_packet(kPacketSize)
-    , m_compress(compress)
+    , m_sender(m_fftSocket, compress, nullptr)
 {
-    // Anyone may send points here; without a callback the first packet would end the process.
-    m_fftSocket->setCallback([](const QVector<qint16>& /*points*/) {});
     m_socket->addSocket(m_fftSocket);
     m_timer->setInterval(kTick);
     m_timer->setTimerType(Qt::PreciseTimer);
-    connect(m_timer, &QTimer::timeout, this, &FFTStream::onTick);
-    m_nextTurn->setSingleShot(true);
-    m_nextTurn->setInterval(0);
-    connect(m_nextTurn, &QTimer::timeout, this, &FFTStream::sendTurn);
+    connect(m_timer, &QTimer::timeout, this, &FFTStream::onTimeout);
 }
 
 FFTStream::~FFTStream()
@@ -91,8 +82,6 @@ void FFTStream::start()
 void FFTStream::stop()
 {
     m_timer->stop();
-    m_nextTurn->stop();
-    m_sentPackets = packets();
     m_device = nullptr;
 }
 
@@ -103,17 +92,10 @@ void FFTStream::setDataRange(int startIndex, int stopIndex, int dataSize, int ff
             << QStringLiteral("Error data range! Data size: %1, fft size: %2").arg(dataSize).arg(fftSize);
         return;
     }
-    finishFrame(); // its header holds the size of the present one
     m_startIndex = startIndex;
     m_stopIndex = stopIndex;
     m_dataSize = dataSize;
-    m_header[1] = static_cast<qint16>(dataSize);
-    const int points = std::max(dataSize, 0);
-    m_fullPackets = points / kPacketSize;
-    m_remainder = points % kPacketSize;
-    m_packet.resize(m_fullPackets != 0 ? kPacketSize : 0);
-    m_lastPacket.resize(m_remainder);
-    m_sentPackets = packets();
+    m_points.resize(std::max(dataSize, 0));
     if (fftSize != m_fftSize) {
         setFftSize(fftSize);
     }
@@ -138,20 +120,7 @@ void FFTStream::setFftSize(int fftSize)
 
 void FFTStream::onTimeout()
 {
-    makeFrame();
-    finishFrame();
-}
-
-void FFTStream::onTick()
-{
-    makeFrame();
-    sendTurn();
-}
-
-void FFTStream::makeFrame()
-{
-    finishFrame();
-    if (m_device == nullptr || m_fftSize < 1) {
+    if (m_device == nullptr || m_fftSize < 1 || m_sender.isSending()) {
         return;
     }
     readBlock();
@@ -160,8 +129,10 @@ void FFTStream::makeFrame()
     }
     applyWindow();
     m_fft->transform(m_block.data(), 1);
-    m_fftSocket->send(m_header, m_address, m_port, m_compress);
-    m_sentPackets = 0;
+    for (int first = 0; first < m_dataSize; first += kRun) {
+        fillPoints(first, std::min(kRun, m_dataSize - first));
+    }
+    m_sender.send(m_points, m_address, m_port);
 }
 
 // The frame ends at the newest sample; where none has come since the last tick, the index steps back
@@ -179,43 +150,20 @@ void FFTStream::applyWindow()
     Kernels::alternateAndWindow(m_window.constData(), m_fftSize, m_block.data());
 }
 
-void FFTStream::finishFrame()
-{
-    m_nextTurn->stop();
-    sendPackets(packets());
-}
-
-void FFTStream::sendTurn()
-{
-    sendPackets(kPacketsPerTurn);
-    if (m_sentPackets < packets()) {
-        m_nextTurn->start();
-    }
-}
-
-void FFTStream::sendPackets(int count)
-{
-    for (; count > 0 && m_sentPackets < packets(); --count, ++m_sentPackets) {
-        QVector<qint16>& points = m_sentPackets < m_fullPackets ? m_packet : m_lastPacket;
-        fillPoints(points, m_sentPackets * kPacketSize);
-        m_fftSocket->send(points, m_address, m_port, m_compress);
-    }
-}
-
 // One bin a point: a range wider than the frame is thinned, a narrower one repeated.
-void FFTStream::fillPoints(QVector<qint16>& points, int first)
+void FFTStream::fillPoints(int first, int count)
 {
     const double step = static_cast<double>(qint64{m_stopIndex} - m_startIndex) / m_dataSize;
     const auto binOf = [this, step](int n) { return static_cast<qint64>(m_startIndex + n * step); };
-    const int count = points.size();
     const qint64 firstBin = binOf(first);
+    qint16* const points = m_points.data() + first;
     if (step == 1.0 && firstBin >= 0 && firstBin + count <= m_fftSize) {
-        Kernels::levels(m_block.data() + firstBin, count, m_scale, points.data());
+        Kernels::levels(m_block.data() + firstBin, count, m_scale, points);
         return;
     }
     for (int i = 0; i < count; ++i) {
         const qint64 bin = binOf(first + i);
         m_bins[static_cast<std::size_t>(i)] = bin >= 0 && bin < m_fftSize ? m_block.data()[bin] : kNoBin;
     }
-    Kernels::levels(m_bins.data(), count, m_scale, points.data());
+    Kernels::levels(m_bins.data(), count, m_scale, points);
 }

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
-#include "Core/Worker/Kernels/AlignedSamples.h"
+#include "Core/Signal/AlignedSamples.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
+#include "Server/FrameSender.h"
 
 #include <QHostAddress>
 #include <QObject>
@@ -18,8 +19,8 @@ class Socket;
 
 /// Sends the client a spectrum of a device's raw input, 25 frames a second, each from one windowed transform
 /// of the newest samples: the bins asked for, thinned or repeated to the number of points asked for.
-/// A frame is a header of three values and then datagrams of 252 points, the last one shorter.
-/// A point is -4 times the power in dB; 800 marks a point without a bin.
+/// A point is -4 times the power in dB; 800 marks a point without a bin. There is no frame for a tick at
+/// which the one before is not sent yet.
 /// Thread:    the main one; the ring is written by another, under its mutex.
 /// Ownership: the device is not owned, and forgotten by stop(). Range and engine outlive a session.
 class FFTStream : public QObject
@@ -34,7 +35,8 @@ public:
     /// Reads the device's inBuffer.
     void setDevice(AbstractRadioDevice* device);
     void start();
-    /// Nothing refers to the device from here on.
+    /// Nothing refers to the device from here on. A frame that has begun is sent whole all the same, as it is
+    /// when the range or the host changes.
     void stop();
 
     /// `dataSize` points a frame, spread evenly over the bins from `startIndex` up to, not including,
@@ -45,12 +47,11 @@ public:
     void setDataRange(int startIndex, int stopIndex, int dataSize, int fftSize);
 
 public slots:
-    /// One frame, whole. The stream's own timer has a long one sent in several turns of the event loop, so
-    /// that whatever else waits is not held up by its compression.
+    /// One frame; of a long one the rest follows in later turns of the event loop.
     void onTimeout();
 
 private:
-    static constexpr int kPacketSize = 252; // points a datagram
+    static constexpr int kRun = 256; // points made at a time
 
     struct Reader
     {
@@ -61,28 +62,17 @@ private:
     void setFftSize(int fftSize);
     void readBlock();
     void applyWindow();
-    void onTick();
-    void makeFrame();
-    void finishFrame();
-    void sendTurn();
-    void sendPackets(int count);
-    [[nodiscard]] int packets() const { return m_fullPackets + (m_remainder > 0 ? 1 : 0); }
-    void fillPoints(QVector<qint16>& points, int first);
+    void fillPoints(int first, int count);
 
     QSharedPointer<Socket> m_socket;
     QSharedPointer<FFTSocket> m_fftSocket;
     AbstractRadioDevice* m_device = nullptr;
     QTimer* m_timer;
-    QTimer* m_nextTurn; // of a frame that is not sent yet
     QSharedPointer<Reader> m_reader;
-    QVector<qint16> m_header;
-    QVector<qint16> m_packet;
-    QVector<qint16> m_lastPacket;
+    FrameSender m_sender;
+    QVector<qint16> m_points; // of a frame
     QHostAddress m_address;
     quint16 m_port = 0;
-    int m_fullPackets = 0;
-    int m_remainder = 0;
-    int m_sentPackets = 0; // of the frame
     int m_startIndex = 0;
     int m_stopIndex = 0;
     int m_dataSize = 0;
@@ -91,7 +81,5 @@ private:
     QSharedPointer<FftEngine> m_fft;
     QVector<float> m_window;
     AlignedSamples m_block{1};
-    std::array<DoubleComplex, kPacketSize>
-        m_bins{}; // of a datagram's points, where they don't lie side by side
-    bool m_compress;
+    std::array<DoubleComplex, kRun> m_bins{}; // of a run of points, where they don't lie side by side
 };

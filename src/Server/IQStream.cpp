@@ -1,5 +1,6 @@
 #include "Server/IQStream.h"
 
+#include "Core/Losses/Losses.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "Network/Socket/IQSocket.h"
 #include "Server/IqConversion.h"
@@ -27,14 +28,12 @@ IQStream::IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent
     , m_samples(kValueCount)
     , m_compress(compress)
 {
-    // Anyone may send samples here; without a callback the first packet would end the process.
-    m_iqSocket->setCallback([](const QVector<qint16>& /*samples*/) {});
     m_socket->addSocket(m_iqSocket);
     m_timer->setInterval(kTick);
-    connect(m_timer, &QTimer::timeout, this, &IQStream::onTick);
+    connect(m_timer, &QTimer::timeout, this, &IQStream::onTimeout);
     m_nextTurn->setSingleShot(true);
     m_nextTurn->setInterval(0);
-    connect(m_nextTurn, &QTimer::timeout, this, &IQStream::onTick);
+    connect(m_nextTurn, &QTimer::timeout, this, &IQStream::onTimeout);
 }
 
 IQStream::~IQStream()
@@ -52,6 +51,7 @@ void IQStream::setDevice(AbstractRadioDevice* device)
 {
     m_device = device;
     m_reader = QSharedPointer<Reader>::create(Reader{0, device->outBuffer()});
+    m_reader->start();
 }
 
 void IQStream::start()
@@ -67,12 +67,6 @@ void IQStream::stop()
 }
 
 void IQStream::onTimeout()
-{
-    while (sendBlock()) {
-    }
-}
-
-void IQStream::onTick()
 {
     for (int i = 0; i < kBlocksPerTurn; ++i) {
         if (!sendBlock()) {
@@ -93,13 +87,21 @@ bool IQStream::sendBlock()
     return true;
 }
 
+void IQStream::Reader::start()
+{
+    const QMutexLocker lock(&buffer->mutex);
+    position.start(*buffer, readIndex);
+}
+
 bool IQStream::Reader::read(DoubleComplex* samples, int count)
 {
     const QMutexLocker lock(&buffer->mutex);
+    Losses::process().add(Losses::Cause::OutRing, position.update(*buffer, readIndex));
     if (buffer->available(readIndex) < count) {
         return false;
     }
     buffer->read(readIndex, samples, count);
     readIndex = buffer->advance(readIndex, count);
+    position.advance(count);
     return true;
 }

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
+#include "Core/Worker/RingPosition.h"
 
 #include <QHostAddress>
 #include <QObject>
@@ -17,7 +18,8 @@ class Socket;
 /// first, as many datagrams a tick as the ring has full blocks.
 /// Thread:    the main one; the ring is written by another, under its mutex.
 /// Ownership: the device is not owned, and forgotten by stop().
-/// Errors:    none: what can't be sent is lost, and a reader that the ring has overrun just reads on.
+/// Errors:    none: what can't be sent is lost, and a reader that the ring has overrun reads on, with what it
+///            missed counted (Losses).
 class IQStream : public QObject
 {
     Q_OBJECT
@@ -28,7 +30,10 @@ public:
     {
         int readIndex = 0;
         QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+        RingPosition position{};
 
+        /// Begins at `readIndex`: what is overrun from here on counts as lost.
+        void start();
         /// Takes `count` samples and steps over them; false, and no step, if fewer wait. Holds the ring's
         /// mutex for the copy alone, so that the writer hardly ever waits.
         [[nodiscard]] bool read(DoubleComplex* samples, int count);
@@ -45,12 +50,11 @@ public:
     void stop();
 
 public slots:
-    /// Sends all that waits. The stream's own timer has a long backlog sent in several turns of the event
-    /// loop, so that whatever else waits is not held up by its compression.
+    /// Sends all that waits; of a long backlog the rest follows in later turns of the event loop, so that
+    /// whatever else waits is not held up by its compression.
     void onTimeout();
 
 private:
-    void onTick();
     [[nodiscard]] bool sendBlock();
 
     QSharedPointer<Socket> m_socket;

@@ -1,6 +1,6 @@
 #include "Server/IqConversion.h"
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 
 namespace
 {

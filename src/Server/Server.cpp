@@ -2,6 +2,7 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
+#include "Core/Losses/Losses.h"
 #include "Core/Process/Process.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "Core/RadioDevice/FactoryRadioDevice.h"
@@ -13,12 +14,14 @@
 #include "Network/Remote/SourceObject.h"
 #include "Network/Socket/RpcSocket.h"
 #include "Network/Socket/Socket.h"
+#include "Network/Socket/UnprovenBudget.h"
 #include "Network/Socket/UserSocket.h"
 #include "Rendezvous/PingActiveConnection.h"
 #include "Server/Discovery.h"
 #include "Server/FFTStream.h"
 #include "Server/IQStream.h"
 #include "Server/RendezvousSettings.h"
+#include "Server/SessionCommands.h"
 
 #include <QPointer>
 #include <QTimer>
@@ -45,11 +48,13 @@ Server::Server(int160 id, quint16 port, int deviceType, const QString& title, co
     , m_id(std::move(id))
     , m_compress(compress)
     , m_deviceInfo(QSharedPointer<InfoRadioDevice>::create(deviceType))
+    , m_unprovenSessions(QSharedPointer<UnprovenBudget>::create())
 {
     m_deviceInfo->identificator = identificator;
 
     printAddress(identificator);
     m_socket = QSharedPointer<Socket>::create(nullptr);
+    m_socket->setBudget(m_unprovenSessions.budget());
     m_rpcSocket = QSharedPointer<RpcSocket>::create(m_socket, m_id, nullptr);
     m_socket->addSocket(m_rpcSocket);
     declareFunctions();
@@ -125,20 +130,6 @@ void Server::declareFunctions()
                                  });
 }
 
-void Server::declareUserFunctions()
-{
-    using Command = void (Server::*)(const QJsonObject&);
-    const auto declare = [this](const QString& name, Command command) {
-        m_userSocket->declareFunction(name, [this, command](const QJsonObject& request, const NodeInfo&) {
-            (this->*command)(request);
-            return QJsonObject();
-        });
-    };
-    declare(QStringLiteral("setIF"), &Server::setIF);
-    declare(QStringLiteral("setupDspH"), &Server::setupDspH);
-    declare(QStringLiteral("fft_data_range"), &Server::setDataRange);
-}
-
 QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& client)
 {
     LOG_LIMITED(LOG_DEBUG()) << "Connection from host" << Base58::encode(client.id.bytes())
@@ -165,7 +156,7 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     }
     m_sameIdentificator = identificator == m_deviceInfo->identificator;
     if (isConnected()) {
-        if (m_sameIdentificator) {
+        if (m_sameIdentificator || !m_takeovers.take()) {
             const QString text = QStringLiteral("Server busy!");
             LOG_LIMITED(LOG_DEBUG()) << text;
             return refusal(text);
@@ -175,6 +166,10 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     }
 
     LOG_LIMITED(LOG_DEBUG()) << "Success connect to the server!";
+    // A device takes its time: others have their turn before the next one.
+    m_socket->endTurn();
+    // Before the device says a word.
+    m_unprovenSessions.begin(client.address, client.port);
     m_iqStream->setHost(client.address, client.port);
     m_fftStream->setHost(client.address, client.port);
     if (!initDevice(client)) {
@@ -187,7 +182,9 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     m_userSocket = QSharedPointer<UserSocket>::create(m_socket, sessionId, client, nullptr);
     m_socket->addSocket(m_userSocket);
     connect(m_userSocket.data(), &UserSocket::disconnected, this, &Server::onDisconnected);
-    declareUserFunctions();
+    SessionCommands::declare(*m_userSocket, m_device, *m_fftStream);
+    connect(m_userSocket.data(), &UserSocket::proven, this,
+            [this, client] { m_unprovenSessions.prove(client.address, client.port); });
     return {{QStringLiteral("session_id"), sessionId.toString()}};
 }
 
@@ -267,38 +264,6 @@ void Server::connectDevice()
         Qt::QueuedConnection);
 }
 
-void Server::setIF(const QJsonObject& request)
-{
-    double frequency = 0.0;
-    if (Json::toDouble(request, QStringLiteral("IF"), frequency) && m_device != nullptr) {
-        m_device->setIF(frequency);
-    }
-}
-
-void Server::setupDspH(const QJsonObject& request)
-{
-    double preferredBandWidth = 0.0;
-    double aliasFreeBandWidth = 0.0;
-    if (Json::toDouble(request, QStringLiteral("prefBandWidth"), preferredBandWidth) &&
-        Json::toDouble(request, QStringLiteral("aliasFree"), aliasFreeBandWidth) && m_device != nullptr) {
-        m_device->setupDspH(preferredBandWidth, aliasFreeBandWidth);
-    }
-}
-
-void Server::setDataRange(const QJsonObject& request)
-{
-    int startIndex = 0;
-    int stopIndex = 0;
-    int dataSize = 0;
-    int fftSize = 0;
-    if (Json::toInt(request, QStringLiteral("startIndex"), startIndex) &&
-        Json::toInt(request, QStringLiteral("stopIndex"), stopIndex) &&
-        Json::toInt(request, QStringLiteral("dataSize"), dataSize) &&
-        Json::toInt(request, QStringLiteral("fftSize"), fftSize)) {
-        m_fftStream->setDataRange(startIndex, stopIndex, dataSize, fftSize);
-    }
-}
-
 void Server::onRendezvousAddress(const QHostAddress& address)
 {
     if (address.isNull()) {
@@ -314,6 +279,7 @@ void Server::onRendezvousAddress(const QHostAddress& address)
 void Server::onTimeout()
 {
     LogLimiter::reportAll();
+    Losses::process().report();
     if (isConnected()) {
         return;
     }

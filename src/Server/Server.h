@@ -2,6 +2,8 @@
 
 #include "Network/Data/NodeInfo.h"
 #include "Network/Data/int160.h"
+#include "Server/TakeoverBucket.h"
+#include "Server/UnprovenSessions.h"
 
 #include <QJsonObject>
 #include <QObject>
@@ -54,14 +56,10 @@ private slots:
 private:
     void printAddress(const QString& identificator) const;
     void declareFunctions();
-    void declareUserFunctions();
     QJsonObject connectToHost(const QJsonObject& request, const NodeInfo& client);
     [[nodiscard]] bool initDevice(const NodeInfo& client);
     void dropDevice();
     void connectDevice();
-    void setIF(const QJsonObject& request);
-    void setupDspH(const QJsonObject& request);
-    void setDataRange(const QJsonObject& request);
     void onRendezvousAddress(const QHostAddress& address);
     void onNoData();
     void stopStreams();
@@ -87,4 +85,6 @@ private:
     IPFromDNS* m_ipFromDns = nullptr;
     bool m_sameIdentificator = false;
     quint32 m_countConnections = 0;
+    TakeoverBucket m_takeovers;
+    UnprovenSessions m_unprovenSessions;
 };

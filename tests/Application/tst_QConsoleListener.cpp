@@ -1,7 +1,8 @@
 #include "Application/ConsoleNotifier.h"
 #include "Application/QConsoleListener.h"
 
-#include <QtTest>
+#include "support/TestMain.h"
+
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
@@ -176,9 +177,9 @@ void tst_QConsoleListener::destructionDoesNotWaitForInput()
 int main(int argc, char* argv[])
 {
     ConsoleNotifier::prepare();
-    QCoreApplication application(argc, argv);
+    const QCoreApplication application(argc, argv);
     tst_QConsoleListener test;
-    return QTest::qExec(&test, argc, argv);
+    return TestMain::run(test, argc, argv);
 }
 
 #include "tst_QConsoleListener.moc"

@@ -1,5 +1,10 @@
 #include "Client/ServerDouble.h"
 
+#include "Network/Socket/RpcPacket.h"
+
+#include <QJsonDocument>
+#include <utility>
+
 namespace
 {
 
@@ -7,9 +12,28 @@ const QByteArray kServerId(20, '\x51');
 
 } // namespace
 
+// Sees every datagram first, and keeps those that the server is not to hear.
+class ServerDouble::Door : public InterfaceSocket
+{
+public:
+    explicit Door(ServerDouble& server)
+        : m_server(server)
+    {
+    }
+
+    bool readyRead(QByteArray& data, const QHostAddress& address, quint16 port) override
+    {
+        return m_server.onDatagram(data, address, port);
+    }
+
+private:
+    ServerDouble& m_server;
+};
+
 ServerDouble::ServerDouble(const QString& identificator)
     : m_identificator(identificator)
     , m_socket(new Socket(nullptr))
+    , m_door(new Door(*this))
     , m_rpc(new RpcSocket(m_socket, int160(kServerId.constData()), nullptr))
     , m_iq(std::make_unique<IQSocket>(m_socket))
     , m_spectrum(std::make_unique<FFTSocket>(m_socket))
@@ -17,6 +41,9 @@ ServerDouble::ServerDouble(const QString& identificator)
     if (!m_socket->listen(0)) {
         qFatal("no port for a server");
     }
+    m_opening.setSingleShot(true);
+    connect(&m_opening, &QTimer::timeout, this, &ServerDouble::onOpened);
+    m_socket->addSocket(m_door);
     m_socket->addSocket(m_rpc);
     m_rpc->declareFunction(
         QStringLiteral("connect_to_host"),
@@ -27,11 +54,44 @@ ServerDouble::~ServerDouble()
 {
     forgetSession();
     m_socket->removeSocket(m_rpc);
+    m_socket->removeSocket(m_door);
 }
 
 NodeInfo ServerDouble::info() const
 {
     return {m_rpc->id(), QHostAddress(QHostAddress::LocalHost), m_socket->localPort()};
+}
+
+void ServerDouble::onOpened()
+{
+    m_openingTime = 0;
+    for (Heard& one : std::exchange(m_heard, {})) {
+        m_rpc->readyRead(one.datagram, one.address, one.port);
+    }
+}
+
+bool ServerDouble::onDatagram(const QByteArray& datagram, const QHostAddress& address, quint16 port)
+{
+    const auto packet = RpcPacket::readHeader(datagram);
+    const bool isCall = packet && packet->targetId == m_rpc->id() && datagram.contains("connect_to_host");
+    if (isCall && m_callsToLose > 0) {
+        --m_callsToLose;
+        return true;
+    }
+    if (isCall && m_answersToLose > 0) {
+        --m_answersToLose;
+        const QByteArray body = datagram.mid(RpcPacket::kHeaderSize);
+        onConnect(QJsonDocument::fromJson(body).object(), {packet->senderId, address, port});
+        return true;
+    }
+    if (m_openingTime == 0) {
+        return false;
+    }
+    if (m_heard.isEmpty()) {
+        m_opening.start(m_openingTime);
+    }
+    m_heard.append({datagram, address, port});
+    return true;
 }
 
 QJsonObject ServerDouble::onConnect(const QJsonObject& request, const NodeInfo& client)
@@ -46,7 +106,9 @@ QJsonObject ServerDouble::onConnect(const QJsonObject& request, const NodeInfo& 
     }
     m_client = client;
     m_source.reset();
-    m_source = std::make_unique<SourceObject>(QStringLiteral("rrd"), &device, m_rpc, client, nullptr);
+    if (!m_isSecretive) {
+        m_source = std::make_unique<SourceObject>(QStringLiteral("rrd"), &device, m_rpc, client, nullptr);
+    }
     const int160 sessionId = int160::random();
     m_user = QSharedPointer<UserSocket>::create(m_socket, sessionId, client, nullptr);
     m_socket->addSocket(m_user);

@@ -8,7 +8,9 @@
 
 #include <QJsonObject>
 #include <QObject>
+#include <QSharedPointer>
 #include <QStringList>
+#include <QTimer>
 #include <QVector>
 #include <memory>
 
@@ -75,6 +77,14 @@ public:
     void setDeaf(bool deaf);
     /// Ends the session without a word, as a server that is killed and started again.
     void forgetSession();
+    /// Takes so long to open its receiver: from the first call on it hears nothing, and then all that has
+    /// come meanwhile, in order.
+    void setOpeningTime(int ms) { m_openingTime = ms; }
+    /// The next so many connect_to_host don't arrive, or their answers don't.
+    void loseCalls(int count) { m_callsToLose = count; }
+    void loseAnswers(int count) { m_answersToLose = count; }
+    /// Sessions from now on tell nothing of the receiver.
+    void withholdProperties() { m_isSecretive = true; }
     /// Lets another client drive this one out.
     void takeOver();
 
@@ -93,15 +103,33 @@ public:
     DeviceDouble device;
 
 private:
+    class Door;
+
+    void onOpened();
+    bool onDatagram(const QByteArray& datagram, const QHostAddress& address, quint16 port);
     QJsonObject onConnect(const QJsonObject& request, const NodeInfo& client);
+
+    struct Heard
+    {
+        QByteArray datagram;
+        QHostAddress address;
+        quint16 port;
+    };
 
     QString m_identificator;
     QJsonObject m_answer;
+    QTimer m_opening;
+    QVector<Heard> m_heard; // while the receiver opens
     bool m_deaf = false;
+    bool m_isSecretive = false;
     int m_connects = 0;
+    int m_openingTime = 0; // ms
+    int m_callsToLose = 0;
+    int m_answersToLose = 0;
     NodeInfo m_client;
     QVector<Call> m_calls;
     QSharedPointer<Socket> m_socket;
+    QSharedPointer<Door> m_door; // before all others
     QSharedPointer<RpcSocket> m_rpc;
     QSharedPointer<UserSocket> m_user;
     QVector<QSharedPointer<UserSocket>> m_forgotten;

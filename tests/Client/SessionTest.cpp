@@ -5,9 +5,8 @@
 ClientSession::Timing SessionTest::quick()
 {
     ClientSession::Timing timing;
-    timing.attempt = 500;
+    timing.repeat = 500;
     timing.patience = 30'000;
-    timing.busyPatience = 60'000;
     timing.pause = 50;
     timing.clock = [start = QDateTime::currentMSecsSinceEpoch()] {
         return start + 4 * (QDateTime::currentMSecsSinceEpoch() - start);
@@ -19,11 +18,16 @@ void SessionTest::init()
 {
     m_log = std::make_unique<LogCapture>();
     m_server = std::make_unique<ServerDouble>();
-    m_session = std::make_unique<ClientSession>(quick(), nullptr);
     m_ends.clear();
     m_refusals.clear();
     m_texts.clear();
     m_connected = 0;
+    useSession(quick());
+}
+
+void SessionTest::useSession(const ClientSession::Timing& timing)
+{
+    m_session = std::make_unique<ClientSession>(timing, nullptr);
     connect(m_session.get(), &ClientSession::connected, this, [this] { ++m_connected; });
     connect(m_session.get(), &ClientSession::ended, this, [this](End end) { m_ends.append(end); });
     connect(m_session.get(), &ClientSession::refused, this, [this](Refusal refusal, const QString& why) {

@@ -28,6 +28,8 @@ protected:
     [[nodiscard]] static ClientSession::Timing quick();
     [[nodiscard]] static QString text(const char* latin) { return QString::fromLatin1(latin); }
 
+    /// Another session instead, before it is opened.
+    void useSession(const ClientSession::Timing& timing);
     [[nodiscard]] ClientSession::Target target() const;
     [[nodiscard]] bool openAndWait();
 

@@ -14,15 +14,39 @@ private slots:
     void anAnswerThatIsNoneEndsTheConnecting_data();
     void anAnswerThatIsNoneEndsTheConnecting();
     void noAnswerIsARefusalToo();
-    void busyAfterALostAnswerIsWaitedOut();
+    void aServerThatOpensItsReceiverIsWaitedForUnderOneId_data();
+    void aServerThatOpensItsReceiverIsWaitedForUnderOneId();
+    void aReceiverThatCanNotBeOpenedIsToldWhenItsServerSaysSo();
+    void aServerThatAnswersAtOnceIsNotWaitedFor();
+    void aLostCallIsRepeated();
+    void aSessionWhoseAnswerGotLostIsKnownByItsPing();
+    void answersToRepeatsConfirmNothingOfTheSession();
+    void aBusyServerIsToldAtOnce();
+    void aServerThatIsBusyAfterALostCallIsToldAtTheEnd();
+    void aServerThatGetsFreeAfterALostCallIsEntered();
     void closeWhileConnectingLeavesNothingBehind();
 
     void aSilentServerEndsTheSessionAndItComesBackAsItWas();
+    void aRefusedWriteIsNotRepeatedInTheNextSession();
     void aBusyServerIsBorneWhileReconnecting();
     void otherRefusalsEndTheReconnecting();
     void closeEndsTheReconnecting();
     void aTakeoverIsNotReconnected();
+
+private:
+    [[nodiscard]] static ClientSession::Timing scaled();
 };
+
+// About a tenth of the usual times.
+ClientSession::Timing tst_Connector::scaled()
+{
+    ClientSession::Timing timing;
+    timing.repeat = 200;
+    timing.notice = 150;
+    timing.patience = 1200;
+    timing.pause = 100;
+    return timing;
+}
 
 void tst_Connector::refusalsAreValues_data()
 {
@@ -40,7 +64,8 @@ void tst_Connector::refusalsAreValues_data()
     row("", Refusal::Other);
     QTest::newRow("endless") << QString(60'000, QLatin1Char('x')) << Refusal::Other
                              << QString(200, QLatin1Char('x'));
-    QTest::newRow("for a terminal") << QStringLiteral("a\u001b[2Jb\nc") << Refusal::Other << text("a [2Jb c");
+    QTest::newRow("for a terminal") << QStringLiteral("a\u001b[2Jb\nc") << Refusal::Other
+                                    << text("a\\x1b[2Jb\\nc");
 }
 
 void tst_Connector::refusalsAreValues()
@@ -77,29 +102,136 @@ void tst_Connector::anAnswerThatIsNoneEndsTheConnecting()
 
 void tst_Connector::noAnswerIsARefusalToo()
 {
+    useSession(scaled());
     m_server->setDeaf(true);
-    ClientSession::Timing timing = quick();
-    timing.patience = 1000;
-    ClientSession session(timing, nullptr);
-    QSignalSpy refused(&session, &ClientSession::refused);
-    QVERIFY(session.open(target()));
-    QTRY_COMPARE(refused.size(), 1);
-    QCOMPARE(refused.at(0).at(0).value<Refusal>(), Refusal::NoAnswer);
-    QCOMPARE(refused.at(0).at(1).toString(), QString());
-    QCOMPARE(session.state(), State::Idle);
+    QSignalSpy waiting(m_session.get(), &ClientSession::waiting);
+    QVERIFY(m_session->open(target()));
+    QTRY_COMPARE(m_refusals, QVector<Refusal>{Refusal::NoAnswer});
+    QCOMPARE(m_texts, QStringList{QString()});
+    QCOMPARE(waiting.size(), 1);
+    QCOMPARE(m_session->state(), State::Idle);
 }
 
-void tst_Connector::busyAfterALostAnswerIsWaitedOut()
+void tst_Connector::aServerThatOpensItsReceiverIsWaitedForUnderOneId_data()
 {
-    m_server->setDeaf(true);
-    QVERIFY(m_session->open(target()));
-    QTRY_VERIFY(m_log->texts().filter(text("Function timeout ... name: connect_to_host")).size() >= 1);
-    m_server->setAnswer({{text("err"), text("Server busy!")}});
-    m_server->setDeaf(false);
-    QTRY_VERIFY(m_server->connects() >= 2);
+    QTest::addColumn<int>("ms"); // a tenth of a real receiver's
+    QTest::newRow("slow") << 330;
+    QTest::newRow("very slow") << 800;
+}
+
+void tst_Connector::aServerThatOpensItsReceiverIsWaitedForUnderOneId()
+{
+    QFETCH(int, ms);
+    useSession(scaled());
+    m_server->setOpeningTime(ms);
+    QSignalSpy waiting(m_session.get(), &ClientSession::waiting);
+    QVERIFY(openAndWait());
+    QCOMPARE(waiting.size(), 1);
+    QTRY_VERIFY(m_server->connects() > 1); // the repeats have come, and were refused
+    QTRY_VERIFY(m_session->device().isSynchronized());
     QVERIFY(m_refusals.isEmpty());
+}
+
+void tst_Connector::aReceiverThatCanNotBeOpenedIsToldWhenItsServerSaysSo()
+{
+    useSession(scaled());
+    m_server->setOpeningTime(500);
+    m_server->setAnswer({{text("err"), text("Error factory RadioDevice!")}});
+    QVERIFY(m_session->open(target()));
+    QTRY_COMPARE(m_refusals, QVector<Refusal>{Refusal::NoDevice});
+}
+
+void tst_Connector::aServerThatAnswersAtOnceIsNotWaitedFor()
+{
+    useSession(scaled());
+    QSignalSpy waiting(m_session.get(), &ClientSession::waiting);
+    QVERIFY(openAndWait());
+    // That nothing is said has no event of its own: the time for it passes.
+    QTest::qWait(3 * scaled().notice);
+    QCOMPARE(waiting.size(), 0);
+    QCOMPARE(m_server->connects(), 1);
+}
+
+void tst_Connector::aLostCallIsRepeated()
+{
+    useSession(scaled());
+    m_server->loseCalls(2);
+    QVERIFY(openAndWait());
+    QCOMPARE(m_server->connects(), 1);
+    QTRY_VERIFY(m_session->device().isSynchronized());
+}
+
+// The server pings each session once a second or two.
+void tst_Connector::aSessionWhoseAnswerGotLostIsKnownByItsPing()
+{
+    m_server->loseAnswers(1);
+    QVERIFY(openAndWait());
+    QVERIFY(m_server->isInSession());
+    QTRY_VERIFY(m_session->device().isSynchronized());
+    QVERIFY(m_session->setOffset(3000));
+    QTRY_COMPARE(m_server->calls(text("setIF")).size(), 1);
+    QTRY_VERIFY(m_session->roundTrip() > 0 || m_server->session().hasHeardPing());
+    QVERIFY(m_server->connects() > 1); // the repeats met a busy server
+    QVERIFY(m_refusals.isEmpty());
+}
+
+// They have numbers of calls as the session's have.
+void tst_Connector::answersToRepeatsConfirmNothingOfTheSession()
+{
+    useSession(scaled());
+    m_server->setOpeningTime(900);
+    QVERIFY(m_session->setOffset(3000) && m_session->setBandwidth(20'000, 8000));
+    QVERIFY(m_session->setSpectrumRange({0, 512, 300, 512})); // the session's third call
+    int frames = 0;
+    connect(&m_session->spectrum(), &SpectrumReceiver::frameReceived, this, [&] { ++frames; });
+    connect(m_session.get(), &ClientSession::connected, this, [this] {
+        m_server->setDeaf(true); // it hears no setting: none is taken up
+    });
+    QVERIFY(openAndWait());
+    QTRY_VERIFY(m_server->connects() >= 4);
+    for (int i = 0; i < 2; ++i) {
+        m_server->sendSpectrum({32527, 300, 0});
+        m_server->sendSpectrum(QVector<qint16>(252));
+        m_server->sendSpectrum(QVector<qint16>(48));
+    }
+    m_server->sendIq(QVector<qint16>(256));
+    QTRY_COMPARE(m_session->iq().receivedSamples(), 128);
+    QCOMPARE(frames, 0);
+}
+
+void tst_Connector::aBusyServerIsToldAtOnce()
+{
+    useSession(scaled());
+    m_server->setAnswer({{text("err"), text("Server busy!")}});
+    QSignalSpy waiting(m_session.get(), &ClientSession::waiting);
+    QVERIFY(m_session->open(target()));
+    QTRY_COMPARE(m_refusals, QVector<Refusal>{Refusal::Busy});
+    QCOMPARE(waiting.size(), 0);
+    QCOMPARE(m_server->connects(), 1);
+}
+
+void tst_Connector::aServerThatIsBusyAfterALostCallIsToldAtTheEnd()
+{
+    useSession(scaled());
+    m_server->loseCalls(1);
+    m_server->setAnswer({{text("err"), text("Server busy!")}});
+    QVERIFY(m_session->open(target()));
+    QTRY_VERIFY(m_server->connects() >= 3);
+    QVERIFY(m_refusals.isEmpty());
+    QTRY_COMPARE(m_refusals, QVector<Refusal>{Refusal::Busy});
+    QCOMPARE(m_texts, QStringList{text("Server busy!")});
+}
+
+void tst_Connector::aServerThatGetsFreeAfterALostCallIsEntered()
+{
+    useSession(scaled());
+    m_server->loseCalls(1);
+    m_server->setAnswer({{text("err"), text("Server busy!")}});
+    QVERIFY(m_session->open(target()));
+    QTRY_VERIFY(m_server->connects() >= 1);
     m_server->setAnswer({});
     QTRY_COMPARE(m_connected, 1);
+    QVERIFY(m_refusals.isEmpty());
 }
 
 void tst_Connector::closeWhileConnectingLeavesNothingBehind()
@@ -142,6 +274,24 @@ void tst_Connector::aSilentServerEndsTheSessionAndItComesBackAsItWas()
     QTRY_COMPARE(m_server->calls(text("setIF")).size(), 2);
     QVERIFY(m_server->client().id != firstId);
     QVERIFY(m_refusals.isEmpty());
+}
+
+void tst_Connector::aRefusedWriteIsNotRepeatedInTheNextSession()
+{
+    RemoteDevice& device = m_session->device();
+    m_session->setReconnecting(true);
+    QVERIFY(openAndWait());
+    QTRY_VERIFY(device.isSynchronized());
+    QVERIFY(device.setFrequency(15'000'000) && device.setPpmCorrection(5));
+    QTRY_COMPARE(device.frequency(), std::optional<double>(14'250'000)); // the present one
+    QSignalSpy writes(&m_server->device, &DeviceDouble::frequencyChanged);
+    m_server->session().disconnectFromHost();
+    QTRY_COMPARE(m_ends, QVector<End>{End::ByServer});
+    m_server->device.ppm = 0;
+    QTRY_COMPARE(m_connected, 2);
+    QTRY_COMPARE(m_server->device.ppm, 5); // written after the frequency, if that were
+    QCOMPARE(writes.size(), 0);
+    QCOMPARE(device.frequency(), std::optional<double>(14'250'000));
 }
 
 void tst_Connector::aBusyServerIsBorneWhileReconnecting()

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QSignalSpy>
 #include <QtTest>
+#include <ctime>
 #include <memory>
 #include <random>
 
@@ -23,6 +24,7 @@ private slots:
     void lyingCountsAndLengthsInBothStreams_data();
     void lyingCountsAndLengthsInBothStreams();
     void compressedBombs();
+    void aBombCostsWhatAnyDatagramOfItsSizeCosts();
     void propertiesWithoutEnd();
     void namesOf60kB();
     void valuesThatAreNoNumbers();
@@ -147,6 +149,27 @@ void tst_HostileServer::compressedBombs()
     QCOMPARE(m_session->iq().damagedDatagrams(), 40);
     QCOMPARE(m_session->iq().receivedSamples(), 0);
     QCOMPARE(m_log->texts(QtWarningMsg).size(), 1);
+}
+
+// Unpacked, each one would take some ten milliseconds.
+void tst_HostileServer::aBombCostsWhatAnyDatagramOfItsSizeCosts()
+{
+    const QByteArray bomb = qCompress(QByteArray(15 * 1024 * 1024, '\0'), 9);
+    const QByteArray random(bomb.size(), '\x55');
+    const auto cost = [this](const QByteArray& payload) {
+        const std::clock_t begin = std::clock(); // of the processor, for both ends
+        for (int i = 0; i < 200; ++i) {
+            m_server->sendRaw((i % 2 == 0 ? '\x03' : '\x05') + payload);
+            if (i % 10 == 9) {
+                settle();
+            }
+        }
+        return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+    };
+    const double honest = cost(random);
+    const double evil = cost(bomb);
+    QCOMPARE(m_session->iq().damagedDatagrams(), 200);
+    QVERIFY2(evil < 5 * honest + 0.1, qPrintable(QStringLiteral("%1 s, %2 s").arg(evil).arg(honest)));
 }
 
 void tst_HostileServer::propertiesWithoutEnd()

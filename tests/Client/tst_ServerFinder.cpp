@@ -22,14 +22,18 @@ private slots:
     void aServerUnheardForFiveSecondsIsDropped();
     void aServerThatComesBackIsFoundAgain();
     void twoServersOnOneMachineAreTwo();
+    void aServerHeardFromTwoAddressesIsOneAtTheFirst();
+    void aServerThatFallsSilentAtOneAddressIsAtTheOther();
     void anImpostorDoesNotTakeTheServersPlace();
     void whatIsNoAnnouncementCostsOneWarning();
+    void afterSixtyFourReadsTheTimersHaveTheirTurn();
     void noMoreThan256ServersAreKept();
     void aPortThatIsTakenWithoutSharingIsAnError();
 
 private:
     void announce(const QJsonObject& changes = {});
     void announceRaw(const QByteArray& datagram);
+    void announceFrom(const QString& address);
 
     qint64 m_now = 0;
     std::unique_ptr<ServerFinder> m_finder;
@@ -83,6 +87,14 @@ void tst_ServerFinder::announce(const QJsonObject& changes)
 void tst_ServerFinder::announceRaw(const QByteArray& datagram)
 {
     m_socket.writeDatagram(datagram, QHostAddress::Broadcast, kPort);
+}
+
+void tst_ServerFinder::announceFrom(const QString& address)
+{
+    m_socket.close();
+    QVERIFY(m_socket.bind(QHostAddress(address)));
+    announce();
+    m_socket.close();
 }
 
 void tst_ServerFinder::aServerThatAnnouncesItselfIsFound()
@@ -167,6 +179,36 @@ void tst_ServerFinder::twoServersOnOneMachineAreTwo()
     QCOMPARE(m_finder->servers().at(1).announcement.port, quint16(50'001));
 }
 
+void tst_ServerFinder::aServerHeardFromTwoAddressesIsOneAtTheFirst()
+{
+    for (int round = 0; round < 3; ++round) {
+        announceFrom(QStringLiteral("127.0.0.1"));
+        announceFrom(QStringLiteral("127.0.0.2"));
+        announce({{QStringLiteral("id"), idOf(2 + round)}}); // all before it has been heard then
+        QTRY_COMPARE(m_finder->servers().size(), 2 + round);
+    }
+    QCOMPARE(m_finder->servers().first().address, QHostAddress(QStringLiteral("127.0.0.1")));
+    QCOMPARE(m_found.size(), 4);
+}
+
+void tst_ServerFinder::aServerThatFallsSilentAtOneAddressIsAtTheOther()
+{
+    announceFrom(QStringLiteral("127.0.0.1"));
+    QTRY_COMPARE(m_finder->servers().size(), 1);
+    m_now += 3000;
+    announceFrom(QStringLiteral("127.0.0.2"));
+    announce({{QStringLiteral("id"), idOf(2)}});
+    QTRY_COMPARE(m_finder->servers().size(), 2);
+    m_now += 3000;
+    QCOMPARE(m_finder->servers().size(), 2);
+    QCOMPARE(m_finder->servers().first().address, QHostAddress(QStringLiteral("127.0.0.2")));
+    m_finder->onTimeout();
+    QCOMPARE(m_lost.size(), 0);
+    m_now += 3000;
+    m_finder->onTimeout();
+    QCOMPARE(m_lost.size(), 2);
+}
+
 void tst_ServerFinder::anImpostorDoesNotTakeTheServersPlace()
 {
     announce();
@@ -187,6 +229,25 @@ void tst_ServerFinder::whatIsNoAnnouncementCostsOneWarning()
     QTRY_COMPARE(m_finder->servers().size(), 1);
     QCOMPARE(log.texts().size(), 1);
     QVERIFY(log.texts().first().contains(QStringLiteral("=>\t What is no announcement comes from ")));
+}
+
+void tst_ServerFinder::afterSixtyFourReadsTheTimersHaveTheirTurn()
+{
+    const LogCapture log;
+    for (int i = 0; i < 150; ++i) {
+        announceRaw("x");
+    }
+    QList<qint64> readAtTurn;
+    QTimer turns;
+    connect(&turns, &QTimer::timeout, this, [&] { readAtTurn.append(m_finder->refusedDatagrams()); });
+    turns.start(0);
+    QTRY_COMPARE(m_finder->refusedDatagrams(), qint64(150));
+    qint64 before = 0;
+    for (const qint64 read : readAtTurn) {
+        QVERIFY2(read - before <= 64, qPrintable(QString::number(read - before)));
+        before = read;
+    }
+    QVERIFY(readAtTurn.size() >= 2);
 }
 
 void tst_ServerFinder::noMoreThan256ServersAreKept()

@@ -1,6 +1,7 @@
 #include "ClientApplication/Commands/SetCommand.h"
 #include "ClientApplication/Text.h"
 
+#include <QJsonObject>
 #include <QtTest>
 
 class tst_Text : public QObject
@@ -14,6 +15,7 @@ private slots:
     void timesAreRead();
     void numbersAreWritten();
     void valuesOfAServerStayOnOneLine();
+    void jsonIsExactAndNothingForATerminal();
     void longLinesAreBrokenAtBlanks();
     void valueTakesTheTypeOfThePresentOne_data();
     void valueTakesTheTypeOfThePresentOne();
@@ -109,13 +111,24 @@ void tst_Text::valuesOfAServerStayOnOneLine()
     QCOMPARE(Text::value(true), QStringLiteral("true"));
     QCOMPARE(Text::value(QVariantList{QStringLiteral("a"), 2}), QStringLiteral("a, 2"));
     QCOMPARE(Text::value(QVariantMap{{QStringLiteral("a"), 1}}), QStringLiteral("(an object)"));
-    QCOMPARE(Text::value(QStringLiteral("a\nb\x1b[2Jc")), QStringLiteral("a b [2Jc"));
+    QCOMPARE(Text::value(QStringLiteral("a\nb\x1b[2Jc")), QStringLiteral("a\\nb\\x1b[2Jc"));
     QVERIFY(Text::value(QString(60'000, QLatin1Char('x'))).size() <= 200);
     QVariantList many;
     for (int n = 0; n < 10'000; ++n) {
         many.append(QString(1'000, QLatin1Char('x')));
     }
     QVERIFY(Text::value(many).size() < 21'000);
+}
+
+void tst_Text::jsonIsExactAndNothingForATerminal()
+{
+    const QString evil = QStringLiteral("\u00e4\u009b2J\u202e\u2028\u007f\u001b]0;x\u0007\n\"\\\U0001F4FB");
+    const QJsonObject object{{evil, evil}};
+    const QString line = Text::json(QJsonDocument(object));
+    for (const QChar unit : line) {
+        QVERIFY2(unit.unicode() >= 0x20 && unit.unicode() < 0x7F, qPrintable(line));
+    }
+    QCOMPARE(QJsonDocument::fromJson(line.toUtf8()).object(), object);
 }
 
 void tst_Text::longLinesAreBrokenAtBlanks()

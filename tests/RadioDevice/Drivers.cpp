@@ -30,10 +30,10 @@ QSharedPointer<InfoRadioDevice> record(const QString& identificator)
 template <class Device>
 std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
                                           std::chrono::milliseconds watchdogInterval,
-                                          std::chrono::milliseconds deadline)
+                                          const LibraryDeadlines& deadlines)
 {
     auto device =
-        std::make_unique<Device>(record<Device>(identificator), nullptr, deadline, watchdogInterval);
+        std::make_unique<Device>(record<Device>(identificator), nullptr, deadlines, watchdogInterval);
     device->reset();
     return device;
 }
@@ -41,7 +41,7 @@ std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
 template <>
 std::unique_ptr<AbstractRadioDevice> make<IQPlayerRadioDevice>(const QString& identificator,
                                                                std::chrono::milliseconds watchdogInterval,
-                                                               std::chrono::milliseconds /*deadline*/)
+                                                               const LibraryDeadlines& /*deadlines*/)
 {
     auto device = std::make_unique<IQPlayerRadioDevice>(record<IQPlayerRadioDevice>(identificator), nullptr,
                                                         watchdogInterval);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Core/RadioDevice/AbstractRadioDevice.h"
-#include "RadioDevice/Vendor/BoundedCall.h"
+#include "RadioDevice/Vendor/LibraryThread.h"
 
 #include <QVariant>
 #include <QVector>
@@ -21,7 +21,7 @@ struct Driver
     /// As the factory leaves it, on a receiver that works.
     std::unique_ptr<AbstractRadioDevice> (*make)(const QString& identificator,
                                                  std::chrono::milliseconds watchdogInterval,
-                                                 std::chrono::milliseconds deadline);
+                                                 const LibraryDeadlines& deadlines);
     QString identificator;
     QVector<Property> properties; ///< Those that are saved, restored and reset, in their order.
     QString openCall;             ///< Of the library, empty without one.
@@ -29,9 +29,9 @@ struct Driver
 
     [[nodiscard]] std::unique_ptr<AbstractRadioDevice>
     device(std::chrono::milliseconds watchdogInterval = IQSource::kWatchdogInterval,
-           std::chrono::milliseconds deadline = BoundedCall::kDeadline) const
+           const LibraryDeadlines& deadlines = {}) const
     {
-        return make(identificator, watchdogInterval, deadline);
+        return make(identificator, watchdogInterval, deadlines);
     }
 };
 

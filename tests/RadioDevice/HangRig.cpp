@@ -1,5 +1,6 @@
 #include "RadioDevice/HangRig.h"
 
+#include <QDir>
 #include <QtTest>
 #include <algorithm>
 #include <iterator>
@@ -31,7 +32,8 @@ bool HangRig::letGo(const Driver& driver, const QString& hang)
     vendor.remove(hang);
     return QTest::qWaitFor(
                [this, &driver] {
-                   return opened(driver) > 0 && vendor.calls(driver.closeCall).size() >= opened(driver);
+                   const int closed = vendor.calls(driver.closeCall).size();
+                   return closed > 0 && closed >= opened(driver);
                },
                kPatienceMs) &&
            vendor.calls().filter(QStringLiteral(" closed")).isEmpty();
@@ -43,9 +45,14 @@ int HangRig::received(const AbstractRadioDevice& device)
     return device.inBuffer()->writeIndex;
 }
 
-QStringList HangRig::leftBehind(const LogCapture& log)
+QStringList HangRig::out(const LogCapture& log)
 {
-    return log.texts(QtWarningMsg).filter(QStringLiteral("doesn't come back, it is left behind:"));
+    return log.texts(QtWarningMsg).filter(QStringLiteral("The receiver's library doesn't come back:"));
+}
+
+int HangRig::threads()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 void HangRig::writeAll(AbstractRadioDevice& device, const Driver& driver)

@@ -1,3 +1,4 @@
+#include "Core/Losses/Losses.h"
 #include "RadioDevice/Drivers.h"
 #include "RadioDevice/Watchdog.h"
 
@@ -30,10 +31,13 @@ private slots:
     void resetBringsEveryDefaultBack();
     void propertiesAreSavedAndRestored();
     void savedCorrectionIsRestored();
+    void savedFrequencyIsRestoredUnderItsCorrection();
     void propertiesOfARunningDeviceAreSaved();
     void refusedValuesLeaveARunningDeviceAsItWas();
 
     void watchdogIsContentWithABlockBetweenTwoTicks();
+    void watchdogTakesEveryBlockForASignOfLife_data();
+    void watchdogTakesEveryBlockForASignOfLife();
     void watchdogTripsAtEachTickWithoutABlock();
     void watchdogEndsWithTheStop();
     void callbackOfTheWatchdogMayStopTheDevice();
@@ -235,6 +239,22 @@ void tst_DriverContract::savedCorrectionIsRestored()
     QCOMPARE(next->ppmCorrection(), -17);
 }
 
+void tst_DriverContract::savedFrequencyIsRestoredUnderItsCorrection()
+{
+    const auto device = driver().device();
+    device->setPpmCorrection(50);
+    device->setFrequency(driver().properties.at(1).other.toDouble());
+    const double stored = device->frequency();
+    QVERIFY(device->save(driver().name));
+    for (int session = 0; session < 3; ++session) {
+        const auto next = driver().device();
+        QVERIFY(next->restore(driver().name));
+        QCOMPARE(next->ppmCorrection(), 50);
+        QVERIFY2(std::abs(next->frequency() - stored) < 1e-6, qPrintable(QString::number(next->frequency())));
+        QVERIFY(next->save(driver().name));
+    }
+}
+
 void tst_DriverContract::propertiesOfARunningDeviceAreSaved()
 {
     const auto device = driver().device();
@@ -257,11 +277,17 @@ void tst_DriverContract::refusedValuesLeaveARunningDeviceAsItWas()
     const double frequency = device->frequency();
     const double rate = device->sampleRate();
     for (const double value : {qQNaN(), qInf(), -qInf(), 1e300}) {
-        const LogCapture log;
+        LogCapture log;
+        QSignalSpy frequencyChanged(device.get(), &AbstractRadioDevice::frequencyChanged);
         device->setFrequency(value);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+        QCOMPARE(frequencyChanged.size(), 1);
+        QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), frequency);
+        log.clear();
+        QSignalSpy sampleRateChanged(device.get(), &AbstractRadioDevice::sampleRateChanged);
         device->setSampleRate(value);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 2);
+        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+        QCOMPARE(sampleRateChanged.size(), 1);
+        QCOMPARE(sampleRateChanged.constFirst().constFirst().toDouble(), rate);
     }
     QCOMPARE(device->frequency(), frequency);
     QCOMPARE(device->sampleRate(), rate);
@@ -283,6 +309,50 @@ void tst_DriverContract::watchdogIsContentWithABlockBetweenTwoTicks()
         QCOMPARE(noData.size(), 0);
     }
     device->stop();
+}
+
+void tst_DriverContract::watchdogTakesEveryBlockForASignOfLife_data()
+{
+    QTest::addColumn<double>("samples");
+    QTest::newRow("empty") << 0.0;
+    QTest::newRow("of more than the ring holds") << 1'100'000.0;
+}
+
+void tst_DriverContract::watchdogTakesEveryBlockForASignOfLife()
+{
+    QFETCH(double, samples);
+    // What the fake tells as the length of its blocks, and how many of that a sample has.
+    const QMap<QString, QPair<QString, int>> lengths{
+        {QStringLiteral("RTL2832U"), {QStringLiteral("rtlsdr.length"), 2}},
+        {QStringLiteral("Airspy HF+"), {QStringLiteral("airspyhf.count"), 1}},
+        {QStringLiteral("Airspy R2/mini"), {QStringLiteral("airspy.count"), 1}},
+        {QStringLiteral("RSP"), {QStringLiteral("rsp.count"), 1}}};
+    if (!lengths.contains(driver().name)) {
+        QSKIP("Delivers by itself");
+    }
+    const auto [key, unit] = lengths.value(driver().name);
+    m_vendor.set(key, unit * samples);
+    const qint64 lost = Losses::process().total(Losses::Cause::LargeBlocks);
+    const Watchdog watchdog;
+    const auto device = driver().device(Watchdog::kAtOnce);
+    QSignalSpy noData(device.get(), &AbstractRadioDevice::noData);
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(watchdog.isCaught());
+    // A tick before a block has come is another's.
+    const LogCapture log;
+    const auto isContent = [&] {
+        noData.clear();
+        watchdog.tick();
+        return noData.isEmpty();
+    };
+    QVERIFY(QTest::qWaitFor(isContent));
+    QVERIFY(QTest::qWaitFor(isContent));
+    QCOMPARE(received(*device), 0);
+    device->stop();
+    const auto whole = static_cast<qint64>(samples);
+    const qint64 newlyLost = Losses::process().total(Losses::Cause::LargeBlocks) - lost;
+    QCOMPARE(newlyLost > 0, whole > 0);
+    QVERIFY(whole == 0 || newlyLost % whole == 0);
 }
 
 void tst_DriverContract::watchdogTripsAtEachTickWithoutABlock()

@@ -154,7 +154,6 @@ void tst_DriverEndurance::initTestCase()
 {
     QCoreApplication::setOrganizationName(QStringLiteral("Test"));
     QCoreApplication::setApplicationName(QStringLiteral("Test"));
-    m_threads = threads();
 }
 
 void tst_DriverEndurance::init()
@@ -163,13 +162,16 @@ void tst_DriverEndurance::init()
     // A buffer a millisecond, of a length that wakes the signal path with each few of them.
     m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
     m_vendor.set(QStringLiteral("buffer"), 8'192);
-    // What a first session takes for good: the dispatcher's pipes, the settings' file, the library itself.
+    // What a first session takes for good: the dispatcher's pipes, the settings' file, the library itself and
+    // its thread.
     const LogCapture log;
-    const auto device = driver().device();
+    auto device = driver().device();
     device->start(false);
     device->save(driver().name);
     device->stop();
     m_vendor.clearCalls();
+    device.reset();
+    m_threads = threads();
 }
 
 void tst_DriverEndurance::manyStartsInAnyOrderLeaveNothingBehind()
@@ -189,7 +191,7 @@ void tst_DriverEndurance::manyStartsInAnyOrderLeaveNothingBehind()
         }
         QCOMPARE(client.errors(), QStringList());
     }
-    QTRY_COMPARE(threads(), m_threads);
+    QTRY_VERIFY(threads() <= m_threads);
     QTRY_COMPARE(handles(), handlesBefore);
     QTRY_VERIFY2(heap() - heapBefore < heapAllowed, qPrintable(QString::number(heap() - heapBefore)));
     if (!driver().openCall.isEmpty()) {
@@ -222,7 +224,7 @@ void tst_DriverEndurance::receiverPulledOutInMidStreamLeavesNothingBehind()
             QVERIFY(device->running());
         }
     }
-    QTRY_COMPARE(threads(), m_threads);
+    QTRY_VERIFY(threads() <= m_threads);
     QTRY_COMPARE(handles(), handlesBefore);
     QCOMPARE(m_vendor.calls().filter(QStringLiteral(" closed")), QStringList());
 }

@@ -1,6 +1,7 @@
 #include "RadioDevice/HangRig.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -14,8 +15,16 @@ private slots:
 
     void callOfAStartThatHangsFailsIt_data();
     void callOfAStartThatHangsFailsIt();
-    void slowCallsOfAStartShareOneDeadline_data();
-    void slowCallsOfAStartShareOneDeadline();
+    void startsBesideACallThatIsOutFailAtOnce_data();
+    void startsBesideACallThatIsOutFailAtOnce();
+    void slowCallsOfAStartMayAddUp_data();
+    void slowCallsOfAStartMayAddUp();
+    void openingMayTakeLongerThanOtherCalls_data();
+    void openingMayTakeLongerThanOtherCalls();
+    void nothingOfASessionFollowsTheNextOne_data();
+    void nothingOfASessionFollowsTheNextOne();
+    void deviceThatIsStoppedAsItStartsStaysStopped_data();
+    void deviceThatIsStoppedAsItStartsStaysStopped();
 
 private:
     HangRig m_rig;
@@ -24,35 +33,76 @@ private:
 namespace
 {
 
+struct StartCall
+{
+    const char* name;
+    const char* error; ///< Of the start that it hangs.
+};
+
 /// The calls of a start with the defaults, which are those that it can hang in; a later one of a name with
 /// its number.
-const QMap<QString, QStringList>& startCalls()
+const QMap<QString, QVector<StartCall>>& startCalls()
 {
-    static const QMap<QString, QStringList> calls{
+    static const QMap<QString, QVector<StartCall>> calls{
         {QStringLiteral("RTL2832U"),
-         {QStringLiteral("rtlsdr_open.1"), QStringLiteral("rtlsdr_set_sample_rate.1"),
-          QStringLiteral("rtlsdr_get_tuner_type.1"), QStringLiteral("rtlsdr_set_direct_sampling.1"),
-          QStringLiteral("rtlsdr_set_center_freq.1"), QStringLiteral("rtlsdr_set_agc_mode.1"),
-          QStringLiteral("rtlsdr_set_tuner_gain_mode.1"), QStringLiteral("rtlsdr_reset_buffer.1")}},
+         {{"rtlsdr_open.1", "Error open device #0"},
+          {"rtlsdr_set_sample_rate.1", "Error set sampleRate! 2.048e+06"},
+          {"rtlsdr_get_tuner_type.1", "Error open device #0"},
+          {"rtlsdr_set_direct_sampling.1", "Error set sampling mpde = 0!"},
+          {"rtlsdr_set_center_freq.1", "Error set RTLSDR LO 1e+08"},
+          {"rtlsdr_set_agc_mode.1", "Error RTLUSB set agc rtl2832!"},
+          {"rtlsdr_set_tuner_gain_mode.1", "Error RTLUSB set agc tuner!"},
+          {"rtlsdr_reset_buffer.1", "Error open device #0"}}},
         {QStringLiteral("Airspy HF+"),
-         {QStringLiteral("airspyhf_open_sn.1"), QStringLiteral("airspyhf_get_samplerates.1"),
-          QStringLiteral("airspyhf_get_samplerates.2"), QStringLiteral("airspyhf_set_samplerate.1"),
-          QStringLiteral("airspyhf_start.1"), QStringLiteral("airspyhf_set_freq.1"),
-          QStringLiteral("airspyhf_set_hf_agc.1"), QStringLiteral("airspyhf_set_hf_lna.1"),
-          QStringLiteral("airspyhf_set_hf_att.1")}},
+         {{"airspyhf_open_sn.1", "Error open device!-1"},
+          {"airspyhf_get_samplerates.1", "Error get sample rates count!-1"},
+          {"airspyhf_get_samplerates.2", "Error get sample rates!-1"},
+          {"airspyhf_set_samplerate.1", "Error set sample rate!-1"},
+          {"airspyhf_start.1", "Error start rx!-1"},
+          {"airspyhf_set_freq.1", "Error set lo freq!-1"},
+          {"airspyhf_set_hf_agc.1", "Error set hf agc!"},
+          {"airspyhf_set_hf_lna.1", "Error set hf lna!"},
+          {"airspyhf_set_hf_att.1", "Error set hf att!"}}},
         {QStringLiteral("Airspy R2/mini"),
-         {QStringLiteral("airspy_open_sn.1"), QStringLiteral("airspy_get_samplerates.1"),
-          QStringLiteral("airspy_get_samplerates.2"), QStringLiteral("airspy_set_samplerate.1"),
-          QStringLiteral("airspy_set_sample_type.1"), QStringLiteral("airspy_start_rx.1"),
-          QStringLiteral("airspy_set_freq.1"), QStringLiteral("airspy_set_lna_agc.1"),
-          QStringLiteral("airspy_set_mixer_agc.1"), QStringLiteral("airspy_set_linearity_gain.1")}},
+         {{"airspy_open_sn.1", "Error open device!-9999"},
+          {"airspy_get_samplerates.1", "Error get sample rates count!-9999"},
+          {"airspy_get_samplerates.2", "Error get sample rates!-9999"},
+          {"airspy_set_samplerate.1", "Error set sample rate!-9999"},
+          {"airspy_set_sample_type.1", "Error set sample type!-9999"},
+          {"airspy_start_rx.1", "Error start rx!-9999"},
+          {"airspy_set_freq.1", "Error set lo freq!-9999"},
+          {"airspy_set_lna_agc.1", "Error start rx!-9999"},
+          {"airspy_set_mixer_agc.1", "Error start rx!-9999"},
+          {"airspy_set_linearity_gain.1", "Error start rx!-9999"}}},
         {QStringLiteral("RSP"),
-         {QStringLiteral("mir_sdr_SetDeviceIdx.1"), QStringLiteral("mir_sdr_DebugEnable.1"),
-          QStringLiteral("mir_sdr_DCoffsetIQimbalanceControl.1"), QStringLiteral("mir_sdr_StreamInit.1"),
-          QStringLiteral("mir_sdr_SetSyncUpdatePeriod.1"),
-          QStringLiteral("mir_sdr_SetSyncUpdateSampleNum.1")}},
+         {{"mir_sdr_SetDeviceIdx.1", "Error start RSP device ...-1"},
+          {"mir_sdr_DebugEnable.1", "Error start RSP device ...-1"},
+          {"mir_sdr_DCoffsetIQimbalanceControl.1", "Error start RSP device ...-1"},
+          {"mir_sdr_StreamInit.1", "Error start RSP device ...-1"},
+          {"mir_sdr_SetSyncUpdatePeriod.1", "Error start RSP device ...-1"},
+          {"mir_sdr_SetSyncUpdateSampleNum.1", "Error start RSP device ...-1"}}},
     };
     return calls;
+}
+
+QString hangOf(const QString& call)
+{
+    return QStringLiteral("hang.") + call;
+}
+
+/// A function's name, without its number or parenthesis.
+QString function(const QString& call)
+{
+    return call.section(QRegularExpression(QStringLiteral("[.(]")), 0, 0);
+}
+
+QString texts(const QSignalSpy& errors)
+{
+    QStringList result;
+    for (const QList<QVariant>& arguments : errors) {
+        result.append(arguments.constFirst().toString());
+    }
+    return result.join(QLatin1Char('|'));
 }
 
 } // namespace
@@ -61,9 +111,11 @@ void tst_StartHangs::callOfAStartThatHangsFailsIt_data()
 {
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<QString>("call");
+    QTest::addColumn<QString>("error");
     for (const Driver& driver : m_rig.vendorDrivers()) {
-        for (const QString& call : startCalls().value(driver.name)) {
-            QTest::newRow(qPrintable(call)) << driver << call;
+        for (const StartCall& call : startCalls().value(driver.name)) {
+            QTest::newRow(call.name) << driver << QString::fromLatin1(call.name)
+                                     << QString::fromLatin1(call.error);
         }
     }
 }
@@ -72,9 +124,9 @@ void tst_StartHangs::callOfAStartThatHangsFailsIt()
 {
     QFETCH(Driver, driver);
     QFETCH(QString, call);
-    const QString hang = QStringLiteral("hang.") + call;
-    const auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadline);
-    m_rig.vendor.set(hang, 1);
+    QFETCH(QString, error);
+    const auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
+    m_rig.vendor.set(hangOf(call), 1);
     QSignalSpy errors(device.get(), &Worker::errorHappen);
     QSignalSpy stopped(device.get(), &Worker::stopped);
     const LogCapture log;
@@ -84,25 +136,25 @@ void tst_StartHangs::callOfAStartThatHangsFailsIt()
     QVERIFY2(elapsed.elapsed() < HangRig::kLongMs, qPrintable(QString::number(elapsed.elapsed())));
     QCOMPARE(device->state(), Worker::STOPPED);
     QCOMPARE(stopped.size(), 1);
-    QVERIFY(!errors.isEmpty());
-    QCOMPARE(m_rig.leftBehind(log).size(), 1);
-    QVERIFY2(m_rig.leftBehind(log).first().endsWith(call.section(QLatin1Char('.'), 0, 0)),
-             qPrintable(m_rig.leftBehind(log).first()));
+    QCOMPARE(texts(errors), error);
+    QCOMPARE(m_rig.out(log).size(), 1);
+    QVERIFY2(m_rig.out(log).first().endsWith(function(call)), qPrintable(m_rig.out(log).first()));
     // Nothing more is asked of that receiver.
     const QStringList calls = m_rig.vendor.calls();
     m_rig.writeAll(*device, driver);
     device->stop();
     QCOMPARE(m_rig.vendor.calls(), calls);
-    QCOMPARE(m_rig.leftBehind(log).size(), 1);
-    // The call hangs on, and the next start doesn't wait for it.
+    QCOMPARE(m_rig.out(log).size(), 1);
+    // What was opened is closed once the call is back, and the next start comes after that.
+    QVERIFY(m_rig.letGo(driver, hangOf(call)));
     QVERIFY(device->start(false));
     QVERIFY(device->running());
     QTRY_VERIFY(m_rig.received(*device) > 0);
     device->stop();
-    QVERIFY(m_rig.letGo(driver, hang));
+    QVERIFY(m_rig.vendor.calls(driver.closeCall).size() >= m_rig.opened(driver));
 }
 
-void tst_StartHangs::slowCallsOfAStartShareOneDeadline_data()
+void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce_data()
 {
     QTest::addColumn<Driver>("driver");
     for (const Driver& driver : m_rig.vendorDrivers()) {
@@ -110,25 +162,159 @@ void tst_StartHangs::slowCallsOfAStartShareOneDeadline_data()
     }
 }
 
-void tst_StartHangs::slowCallsOfAStartShareOneDeadline()
+void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce()
 {
     QFETCH(Driver, driver);
-    const QStringList calls = startCalls().value(driver.name);
-    const auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadline);
-    for (const QString& call : calls) {
-        m_rig.vendor.set(QStringLiteral("delay.") + call.section(QLatin1Char('.'), 0, 0), 120);
+    const QString hang = hangOf(function(driver.openCall));
+    const LogCapture log;
+    auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
+    m_rig.vendor.set(hang, 1);
+    QVERIFY(device->start(false));
+    const QString error = QString::fromLatin1(startCalls().value(driver.name).first().error);
+    device.reset();
+    const int threads = HangRig::threads();
+    for (int i = 0; i < 8; ++i) {
+        // One that is willing to wait.
+        device = driver.device();
+        QSignalSpy errors(device.get(), &Worker::errorHappen);
+        QElapsedTimer elapsed;
+        elapsed.start();
+        QVERIFY(device->start(false));
+        QVERIFY2(elapsed.elapsed() < HangRig::kAtOnceMs, qPrintable(QString::number(elapsed.elapsed())));
+        QCOMPARE(device->state(), Worker::STOPPED);
+        QVERIFY2(texts(errors).endsWith(error), qPrintable(texts(errors)));
+        device.reset();
+        QTRY_VERIFY(HangRig::threads() <= threads);
+    }
+    QCOMPARE(m_rig.out(log).size(), 1);
+    QVERIFY(m_rig.letGo(driver, hang));
+    // The starts that failed have left nothing to be done.
+    device = driver.device();
+    QVERIFY(device->start(false));
+    QVERIFY(device->running());
+    device->stop();
+    QCOMPARE(m_rig.vendor.calls(driver.openCall).size(), 2);
+    QCOMPARE(m_rig.vendor.calls(driver.closeCall).size(), 2);
+}
+
+void tst_StartHangs::slowCallsOfAStartMayAddUp_data()
+{
+    startsBesideACallThatIsOutFailAtOnce_data();
+}
+
+void tst_StartHangs::slowCallsOfAStartMayAddUp()
+{
+    QFETCH(Driver, driver);
+    const auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
+    for (const StartCall& call : startCalls().value(driver.name)) {
+        m_rig.vendor.set(QStringLiteral("delay.") + function(QString::fromLatin1(call.name)), 100);
     }
     const LogCapture log;
     QElapsedTimer elapsed;
     elapsed.start();
     QVERIFY(device->start(false));
-    QVERIFY2(elapsed.elapsed() < HangRig::kLongMs, qPrintable(QString::number(elapsed.elapsed())));
-    QVERIFY(!device->running());
-    QCOMPARE(m_rig.leftBehind(log).size(), 1);
-    for (const QString& call : calls) {
-        m_rig.vendor.remove(QStringLiteral("delay.") + call.section(QLatin1Char('.'), 0, 0));
+    QVERIFY(elapsed.elapsed() > HangRig::kDeadline.count());
+    QVERIFY(device->running());
+    QTRY_VERIFY(m_rig.received(*device) > 0);
+    QCOMPARE(m_rig.out(log), QStringList());
+    device->stop();
+}
+
+void tst_StartHangs::openingMayTakeLongerThanOtherCalls_data()
+{
+    startsBesideACallThatIsOutFailAtOnce_data();
+}
+
+void tst_StartHangs::openingMayTakeLongerThanOtherCalls()
+{
+    QFETCH(Driver, driver);
+    QCOMPARE(LibraryDeadlines().open.count(), 10'000);
+    QCOMPARE(LibraryDeadlines().call.count(), 3'000);
+    const auto device =
+        driver.device(IQSource::kWatchdogInterval, {4 * HangRig::kDeadline, HangRig::kDeadline});
+    m_rig.vendor.set(QStringLiteral("delay.") + function(driver.openCall), 2.0 * HangRig::kDeadline.count());
+    const LogCapture log;
+    QVERIFY(device->start(false));
+    QVERIFY(device->running());
+    QTRY_VERIFY(m_rig.received(*device) > 0);
+    device->stop();
+    QCOMPARE(m_rig.out(log), QStringList());
+}
+
+void tst_StartHangs::nothingOfASessionFollowsTheNextOne_data()
+{
+    QTest::addColumn<Driver>("driver");
+    QTest::addColumn<QString>("call");
+    const QMap<QString, QStringList> stopCalls{
+        {QStringLiteral("RTL2832U"), {QStringLiteral("rtlsdr_cancel_async"), QStringLiteral("rtlsdr_close")}},
+        {QStringLiteral("Airspy HF+"), {QStringLiteral("airspyhf_stop"), QStringLiteral("airspyhf_close")}},
+        {QStringLiteral("Airspy R2/mini"),
+         {QStringLiteral("airspy_stop_rx"), QStringLiteral("airspy_close")}},
+        {QStringLiteral("RSP"),
+         {QStringLiteral("mir_sdr_StreamUninit"), QStringLiteral("mir_sdr_ReleaseDeviceIdx")}}};
+    for (const Driver& driver : m_rig.vendorDrivers()) {
+        for (const QString& call : stopCalls.value(driver.name)) {
+            QTest::newRow(qPrintable(call)) << driver << call;
+        }
     }
-    QTRY_VERIFY(m_rig.vendor.calls(driver.closeCall).size() >= m_rig.opened(driver));
+}
+
+void tst_StartHangs::nothingOfASessionFollowsTheNextOne()
+{
+    QFETCH(Driver, driver);
+    QFETCH(QString, call);
+    const LogCapture log;
+    auto first = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
+    QVERIFY(first->start(false));
+    QVERIFY(first->running());
+    m_rig.vendor.set(hangOf(call + QStringLiteral(".1")), 1);
+    first->stop();
+    first.reset();
+    QCOMPARE(m_rig.out(log).size(), 1);
+    const auto second = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
+    QVERIFY(second->start(false));
+    QVERIFY(!second->running());
+    QCOMPARE(m_rig.opened(driver), 1);
+    m_rig.vendor.remove(hangOf(call + QStringLiteral(".1")));
+    // The call is on its way back; once it isn't out any more the start waits its turn.
+    QVERIFY(QTest::qWaitFor([&second] { return second->start(false) && second->running(); }));
+    QStringList order;
+    for (const QString& made : m_rig.vendor.calls()) {
+        for (const QString& of :
+             {driver.openCall, driver.closeCall, QStringLiteral("mir_sdr_ReleaseDeviceIdx("),
+              QStringLiteral("mir_sdr_SetDeviceIdx(")}) {
+            if (made.startsWith(of)) {
+                order.append(of);
+            }
+        }
+    }
+    second->stop();
+    if (driver.name == QLatin1String("RSP")) {
+        QCOMPARE(order, (QStringList{QStringLiteral("mir_sdr_SetDeviceIdx("), driver.openCall,
+                                     driver.closeCall, QStringLiteral("mir_sdr_ReleaseDeviceIdx("),
+                                     QStringLiteral("mir_sdr_SetDeviceIdx("), driver.openCall}));
+    } else {
+        QCOMPARE(order, (QStringList{driver.openCall, driver.closeCall, driver.openCall}));
+    }
+}
+
+void tst_StartHangs::deviceThatIsStoppedAsItStartsStaysStopped_data()
+{
+    startsBesideACallThatIsOutFailAtOnce_data();
+}
+
+void tst_StartHangs::deviceThatIsStoppedAsItStartsStaysStopped()
+{
+    QFETCH(Driver, driver);
+    const auto device = driver.device();
+    const auto once = connect(device.get(), &Worker::started, device.get(), [&device] { device->stop(); });
+    QVERIFY(device->start(false));
+    QCOMPARE(device->state(), Worker::STOPPED);
+    QCOMPARE(m_rig.vendor.calls(driver.closeCall).size(), 1);
+    QObject::disconnect(once);
+    QVERIFY(device->start(false));
+    QTRY_VERIFY(m_rig.received(*device) > 0);
+    device->stop();
 }
 
 QTEST_GUILESS_MAIN(tst_StartHangs)

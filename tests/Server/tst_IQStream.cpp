@@ -1,5 +1,6 @@
 #include "Server/IQStream.h"
 
+#include "Core/Losses/Losses.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "DatagramReceiver.h"
 #include "Network/Socket/IQSocket.h"
@@ -87,6 +88,8 @@ private slots:
     void compressedDatagramsHoldTheSameBlock();
     void withoutCompressionEveryDatagramIsPlain();
     void overrunReaderReadsOnWhereItStands();
+    void samplesOverrunInTheRingAreCounted();
+    void ringThatIsResizedIsReadOnInOrder();
     void newDeviceIsReadFromIndexZero();
     void hostMayChangeBetweenTicks();
     void withoutADeviceATickDoesNothing();
@@ -94,6 +97,7 @@ private slots:
     void tickQueuedBeforeStopFindsNoDevice();
     void runsByItselfEvery28MillisecondsOnceStarted();
     void longBacklogIsSentInSeveralTurnsOfTheEventLoop();
+    void longBacklogFollowsADirectCallInLaterTurns();
     void stopAmidALongBacklogLeavesNoFurtherDatagram();
     void releasesTheRingBeforeItSends();
     void takesNothingFromTheHeapPerBlock();
@@ -258,6 +262,46 @@ void tst_IQStream::overrunReaderReadsOnWhereItStands()
     QCOMPARE(valuesOf(datagrams.first()), rampValues(5000, kBlock));
 }
 
+void tst_IQStream::samplesOverrunInTheRingAreCounted()
+{
+    Session session;
+    const qint64 before = Losses::process().total(Losses::Cause::OutRing);
+    // Also before the first tick.
+    session.write(ramp(0, kCapacity));
+    session.write(ramp(0, kCapacity));
+    session.write(ramp(5000, 200));
+    QCOMPARE(session.tick().size(), 1);
+    QCOMPARE(Losses::process().total(Losses::Cause::OutRing) - before, 2 * kCapacity);
+    session.write(ramp(0, kCapacity - 100));
+    session.tick();
+    QCOMPARE(Losses::process().total(Losses::Cause::OutRing) - before, 2 * kCapacity);
+    session.stream.stop();
+    session.stream.setDevice(&session.device);
+    session.tick();
+    QCOMPARE(Losses::process().total(Losses::Cause::OutRing) - before, 2 * kCapacity);
+}
+
+void tst_IQStream::ringThatIsResizedIsReadOnInOrder()
+{
+    Session session;
+    for (int block = 0; block < kCapacity / kBlock - 1; ++block) {
+        session.write(ramp(0, kBlock));
+        session.tick();
+    }
+    session.write(ramp(1000, 2 * kBlock)); // around the end
+    {
+        RingBuffer<DoubleComplex>& ring = *session.device.outBuffer();
+        const QMutexLocker lock(&ring.mutex);
+        ring.resize(2 * kCapacity);
+    }
+    session.write(ramp(1000 + 2 * kBlock, kBlock));
+    const QList<QByteArray> datagrams = session.tick();
+    QCOMPARE(datagrams.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(valuesOf(datagrams.at(i)), rampValues(1000 + i * kBlock, kBlock));
+    }
+}
+
 void tst_IQStream::newDeviceIsReadFromIndexZero()
 {
     Session session;
@@ -343,6 +387,16 @@ void tst_IQStream::longBacklogIsSentInSeveralTurnsOfTheEventLoop()
     QCOMPARE(values, rampValues(0, kBlocks * kBlock));
 }
 
+void tst_IQStream::longBacklogFollowsADirectCallInLaterTurns()
+{
+    constexpr int kBlocks = 500;
+    Session session;
+    session.write(ramp(0, kBlocks * kBlock));
+    session.stream.onTimeout();
+    QVERIFY(session.socket->sentPackets() <= 40U);
+    QTRY_COMPARE(session.socket->sentPackets(), quint64{kBlocks});
+}
+
 void tst_IQStream::stopAmidALongBacklogLeavesNoFurtherDatagram()
 {
     Session session;
@@ -370,7 +424,7 @@ void tst_IQStream::releasesTheRingBeforeItSends()
 
 void tst_IQStream::takesNothingFromTheHeapPerBlock()
 {
-    constexpr int kBlocks = 64;
+    constexpr int kBlocks = 39; // of one turn
     Session session;
     session.write(ramp(0, kBlock));
     session.tick(); // what the first one makes

@@ -1,6 +1,7 @@
+#include "Core/Losses/Losses.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "Core/Signal/Kernels/IntegerIq.h"
 #include "Core/Worker/DspH/DspH.h"
-#include "Core/Worker/Kernels/IntegerIq.h"
 #include "DatagramReceiver.h"
 #include "Network/Socket/Socket.h"
 #include "Server/FFTStream.h"
@@ -21,6 +22,8 @@ class tst_SamplePath : public QObject
 private slots:
     void receiversSamplesReachTheDatagramsWithoutTheHeap_data();
     void receiversSamplesReachTheDatagramsWithoutTheHeap();
+    void theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data();
+    void theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges();
 };
 
 namespace
@@ -80,15 +83,18 @@ private:
 void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap_data()
 {
     QTest::addColumn<bool>("compress");
+    QTest::addColumn<int>("stopIndex");
     QTest::addColumn<int>("dataSize");
-    QTest::newRow("compressed, every bin") << true << kFftSize;
-    QTest::newRow("compressed, thinned bins") << true << 1000;
-    QTest::newRow("plain, repeated bins") << false << 40'000;
+    // Frames of one turn of the event loop: a timer has the rest sent, and takes a little for itself.
+    QTest::newRow("compressed, every bin") << true << 6000 << 6000;
+    QTest::newRow("compressed, thinned bins") << true << kFftSize << 1000;
+    QTest::newRow("plain, repeated bins") << false << 4000 << 6000;
 }
 
 void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap()
 {
     QFETCH(const bool, compress);
+    QFETCH(const int, stopIndex);
     QFETCH(const int, dataSize);
     const DatagramReceiver receiver;
     const auto socket = QSharedPointer<Socket>::create();
@@ -99,7 +105,7 @@ void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap()
     iqStream.setDevice(&device);
     fftStream.setHost(QHostAddress::LocalHost, receiver.port());
     fftStream.setDevice(&device);
-    fftStream.setDataRange(0, kFftSize, dataSize, kFftSize);
+    fftStream.setDataRange(0, stopIndex, dataSize, kFftSize);
     QVERIFY(device.start(false));
 
     const auto turn = [&] {
@@ -139,6 +145,53 @@ void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap()
     QCOMPARE(ofDelivery, 0);
     QCOMPARE(ofStreams, 0);
     QCOMPARE(chain, 0);
+}
+
+void tst_SamplePath::theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data()
+{
+    QTest::addColumn<double>("wide"); // samples a second
+    QTest::newRow("10 million") << 10e6;
+    QTest::newRow("38.4 million") << 38.4e6;
+}
+
+void tst_SamplePath::theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges()
+{
+    QFETCH(const double, wide);
+    constexpr int kDatagram = 128; // samples
+    const DatagramReceiver receiver;
+    const auto socket = QSharedPointer<Socket>::create();
+    IQStream stream(socket, false, nullptr);
+    Device device;
+    stream.setHost(QHostAddress::LocalHost, receiver.port());
+    stream.setDevice(&device);
+    device.setupDspH(wide, 8000.0);
+    QVERIFY(device.start(false));
+    const qint64 lost = Losses::process().total(Losses::Cause::OutRing);
+    const auto written = [&device] {
+        const QMutexLocker lock(&device.outBuffer()->mutex);
+        return device.outBuffer()->written;
+    };
+    // The first call is served before the chain's loop or in it, the second one in it: it is ready then.
+    device.onDsp([] {});
+    device.onDsp([] {});
+    for (const double rate : {wide, kRate, wide}) {
+        device.setSampleRate(rate);
+        device.onDsp([] {}); // the new rate has arrived
+        for (int i = 0; i < 4; ++i) {
+            // A block of the chain is one of the device's, or two.
+            const quint64 before = written();
+            const int blocks = rate == wide ? 2 : 1;
+            for (int block = 0; block < blocks; ++block) {
+                device.deliver();
+            }
+            QTRY_COMPARE(written(), before + static_cast<quint64>(blocks) * kBlock);
+            // It sends some of them in each turn.
+            QTRY_COMPARE((stream.onTimeout(), static_cast<quint64>(socket->sentPackets())),
+                         written() / kDatagram);
+        }
+    }
+    QCOMPARE(Losses::process().total(Losses::Cause::OutRing), lost);
+    device.stop();
 }
 
 QTEST_GUILESS_MAIN(tst_SamplePath)

@@ -1,5 +1,6 @@
 #include "System/Receiver.h"
 
+#include <QElapsedTimer>
 #include <algorithm>
 
 namespace
@@ -107,6 +108,26 @@ ServedReceiver::ServedReceiver(const Receiver& receiver)
         server.setVariable(name, environment.value(name));
     }
     server.setVariable(QStringLiteral("LD_LIBRARY_PATH"), which.folder);
+}
+
+bool ServedReceiver::isOut() const
+{
+    return server.count(QStringLiteral("doesn't come back")) > 0;
+}
+
+bool ServedReceiver::turnsAway(WireClient& client) const
+{
+    constexpr int kAtOnceMs = 8000; // on a busy machine; one that waited for the receiver would take 10 s
+    QElapsedTimer clock;
+    clock.start();
+    return client.open(which.identificator) && client.waitForCall(QStringLiteral("disconnect_from_host")) &&
+           clock.elapsed() < kAtOnceMs &&
+           client.calls(QStringLiteral("error_happen"))
+               .last()
+               .object.value(QStringLiteral("err"))
+               .toString()
+               .startsWith(which.type == 9 ? QStringLiteral("Error start RSP device ...")
+                                           : QStringLiteral("Error open device"));
 }
 
 void ServedReceiver::setCarrier(double offset)

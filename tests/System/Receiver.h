@@ -2,6 +2,7 @@
 
 #include "System/ServerHome.h"
 #include "System/ServerProcess.h"
+#include "System/WireClient.h"
 #include "support/FakeVendor.h"
 
 #include <QMap>
@@ -36,6 +37,12 @@ struct ServedReceiver
     /// A carrier on the air, hertz from where the receiver is tuned to at first. With its library's fake it
     /// stays as far from where it is tuned to later.
     void setCarrier(double offset);
+
+    /// Whether a call of the library isn't back in time. That of the Airspy HF+ may hang for good when it
+    /// closes a stream that has ended by itself.
+    [[nodiscard]] bool isOut() const;
+    /// Whether a client that opens a session is told at once that the receiver can't be opened, and left.
+    [[nodiscard]] bool turnsAway(WireClient& client) const;
 
     const Receiver& which;
     FakeVendor fake;

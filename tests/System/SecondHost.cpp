@@ -12,15 +12,14 @@
 namespace
 {
 
-// $1 is the other namespace.
-const char* const kLayCable = "ip link add name cable0 type veth peer name cable1 netns \"$1\" && "
-                              "ip address add 10.90.0.1/24 dev cable0 && "
-                              "ip link set cable0 up && "
-                              "ip route replace 255.255.255.255 dev cable0 && "
+// $1 is the other namespace, $2 the cable's number.
+const char* const kLayCable = "ip link add name cable$2 type veth peer name far$2 netns \"$1\" && "
+                              "ip address add 10.90.$2.1/24 dev cable$2 && "
+                              "ip link set cable$2 up && "
                               "nsenter --net=\"$1\" sh -c '"
                               "ip link set lo up && "
-                              "ip address add 10.90.0.2/24 dev cable1 && "
-                              "ip link set cable1 up'";
+                              "ip address add 10.90.'$2'.2/24 dev far'$2' && "
+                              "ip link set far'$2' up'";
 
 } // namespace
 
@@ -32,10 +31,19 @@ SecondHost::SecondHost()
             m_namespace = open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
         }
     }).join();
+    m_connected =
+        m_namespace >= 0 && lay(0) &&
+        QProcess::execute(QStringLiteral("ip"), {QStringLiteral("route"), QStringLiteral("replace"),
+                                                 QStringLiteral("255.255.255.255"), QStringLiteral("dev"),
+                                                 QStringLiteral("cable0")}) == 0;
+}
+
+bool SecondHost::lay(int number) const
+{
     const QString path = QStringLiteral("/proc/%1/fd/%2").arg(getpid()).arg(m_namespace);
-    m_connected = m_namespace >= 0 && QProcess::execute(QStringLiteral("sh"),
-                                                        {QStringLiteral("-c"), QString::fromLatin1(kLayCable),
-                                                         QStringLiteral("sh"), path}) == 0;
+    return QProcess::execute(QStringLiteral("sh"), {QStringLiteral("-c"), QString::fromLatin1(kLayCable),
+                                                    QStringLiteral("sh"), path, QString::number(number)}) ==
+           0;
 }
 
 SecondHost::~SecondHost()

@@ -167,6 +167,7 @@ void WireClient::onReadyRead()
 
 void WireClient::onDatagram(const QByteArray& datagram)
 {
+    m_bytesHeard += datagram.size();
     if (datagram.isEmpty()) {
         return;
     }

@@ -97,6 +97,8 @@ public:
 
     /// Datagrams heard of one type byte.
     [[nodiscard]] int heard(int type) const;
+    /// Bytes of all datagrams heard.
+    [[nodiscard]] qint64 bytesHeard() const { return m_bytesHeard; }
     [[nodiscard]] qint64 now() const { return m_clock.elapsed(); }
 
 private:
@@ -123,4 +125,5 @@ private:
     QVector<int> m_iqBlockSizes;
     QVector<Frame> m_frames;
     std::map<int, int> m_heard;
+    qint64 m_bytesHeard = 0;
 };

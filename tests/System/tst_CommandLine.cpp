@@ -22,6 +22,10 @@ const QStringList kUsage{
     QStringLiteral("\t[-p listen port (default: random)]"),
     QStringLiteral("\t[-r regenerate server address (default: 0)]"),
     QStringLiteral("\t[-c disable compress iq data]"),
+    QStringLiteral("\t-h, --help this text"),
+    QStringLiteral("\t--rtl-offset-binary read RTL-SDR samples as the sticks deliver them, from now on"),
+    QStringLiteral("\t--no-rtl-offset-binary read them as two's complement again"),
+    QStringLiteral("\t--version, --list, --index, --port as -v, -l, -i, -p"),
 };
 
 QStringList words(const char* text)
@@ -65,6 +69,17 @@ Run run(const ServerHome& home, const QStringList& arguments)
     return {exitCode, withoutTheMachines(server.lines())};
 }
 
+/// What the server has warned of so far, without the tags.
+QStringList warnings(const ServerProcess& server)
+{
+    QStringList result;
+    const QStringList all = server.lines().filter(QStringLiteral("[ W ][ Application/Application ]"));
+    for (const QString& line : all) {
+        result.append(line.section(QStringLiteral("=>\t "), 1));
+    }
+    return result;
+}
+
 } // namespace
 
 class tst_CommandLine : public QObject
@@ -85,8 +100,15 @@ private slots:
     void indexChoosesAmongSeveral_data();
     void indexChoosesAmongSeveral();
     void portIsTheOneAskedFor();
+    void portIsCutTo16Bits_data();
     void portIsCutTo16Bits();
     void portThatIsNoNumberIsLeftToTheSystem();
+    void usablePortAndIndexBringNoWarning();
+    void missingLibraryIsToldWhereAReceiverIsLookedFor_data();
+    void missingLibraryIsToldWhereAReceiverIsLookedFor();
+    void startWithAReceiverBeginsWithTheVersion();
+    void loggingRulesOfTheEnvironmentLeaveTheAddressBlock_data();
+    void loggingRulesOfTheEnvironmentLeaveTheAddressBlock();
     void portInUseEndsTheProcess();
     void addressSurvivesARestart();
     void eachReceiverHasItsOwnAddress();
@@ -110,6 +132,8 @@ void tst_CommandLine::endsAtOnce_data()
                               QStringLiteral("No supported devices found!")};
     QTest::newRow("-h, no receiver") << 0 << words("-h") << kUsage;
     QTest::newRow("-h, two receivers") << 2 << words("-h") << kUsage;
+    QTest::newRow("--help, no receiver") << 0 << words("--help") << kUsage;
+    QTest::newRow("--version, no receiver") << 0 << words("--version") << version;
     QTest::newRow("-v, no receiver") << 0 << words("-v") << version;
     QTest::newRow("-v, one receiver") << 1 << words("-v") << version;
     QTest::newRow("-v before -h") << 0 << words("-v -h") << kUsage;
@@ -140,7 +164,7 @@ void tst_CommandLine::unknownOptionsEndTheProcess()
 {
     const ServerHome home;
     home.addRecording(QStringLiteral("a.wav"), silence());
-    for (const char* arguments : {"-x", "--help", "--version", "-p"}) {
+    for (const char* arguments : {"-x", "--hell", "-p"}) {
         const Run result = run(home, words(arguments));
         QCOMPARE(result.exitCode, 1);
         QVERIFY2(!result.lines.isEmpty(), arguments);
@@ -267,16 +291,20 @@ void tst_CommandLine::indexChoosesAmongSeveral_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<int>("index");
-    QTest::newRow("-i 0") << words("-i 0") << 0;
-    QTest::newRow("-i 1") << words("-i 1") << 1;
-    QTest::newRow("--index=1") << words("--index=1") << 1;
-    QTest::newRow("-i abc is -i 0") << words("-i abc") << 0;
+    QTest::addColumn<QStringList>("warned");
+    QTest::newRow("-i 0") << words("-i 0") << 0 << QStringList();
+    QTest::newRow("-i 1") << words("-i 1") << 1 << QStringList();
+    QTest::newRow("--index=1") << words("--index=1") << 1 << QStringList();
+    QTest::newRow("-i abc is -i 0") << words("-i abc") << 0
+                                    << QStringList{
+                                           QStringLiteral("Device index is no number: abc - taken as 0")};
 }
 
 void tst_CommandLine::indexChoosesAmongSeveral()
 {
     QFETCH(QStringList, arguments);
     QFETCH(int, index);
+    QFETCH(QStringList, warned);
     const ServerHome home;
     home.addRecording(QStringLiteral("b.wav"), silence());
     home.addRecording(QStringLiteral("a.wav"), silence());
@@ -286,6 +314,7 @@ void tst_CommandLine::indexChoosesAmongSeveral()
     QVERIFY(server.serve(arguments));
     QVERIFY(entry.startsWith(QString::number(index)));
     QVERIFY2(entry.endsWith(server.identificator()), qPrintable(entry));
+    QCOMPARE(warnings(server), warned);
     QVERIFY(server.quit());
 }
 
@@ -299,13 +328,25 @@ void tst_CommandLine::portIsTheOneAskedFor()
     QVERIFY(server.quit());
 }
 
+void tst_CommandLine::portIsCutTo16Bits_data()
+{
+    QTest::addColumn<QString>("asked");
+    QTest::addColumn<quint16>("port");
+    QTest::newRow("70000") << QStringLiteral("70000") << quint16(4'464);
+    QTest::newRow("99999") << QStringLiteral("99999") << quint16(34'463);
+}
+
 void tst_CommandLine::portIsCutTo16Bits()
 {
+    QFETCH(QString, asked);
+    QFETCH(quint16, port);
     const ServerHome home;
     home.addRecording(QStringLiteral("a.wav"), silence());
     ServerProcess server(home);
-    QVERIFY(server.serve(words("-p 70000")));
-    QCOMPARE(server.port(), quint16(4464));
+    QVERIFY(server.serve({QStringLiteral("-p"), asked}));
+    QCOMPARE(server.port(), port);
+    QCOMPARE(warnings(server), QStringList{QStringLiteral("Port is no number up to 65535: %1 - taken as %2")
+                                               .arg(asked, QString::number(port))});
     QVERIFY(server.quit());
 }
 
@@ -315,6 +356,75 @@ void tst_CommandLine::portThatIsNoNumberIsLeftToTheSystem()
     home.addRecording(QStringLiteral("a.wav"), silence());
     ServerProcess server(home);
     QVERIFY(server.serve(words("-p ham")));
+    QVERIFY(server.port() != 0);
+    QCOMPARE(warnings(server),
+             QStringList{QStringLiteral("Port is no number up to 65535: ham - taken as 0")});
+    QVERIFY(server.quit());
+}
+
+void tst_CommandLine::usablePortAndIndexBringNoWarning()
+{
+    const ServerHome home;
+    home.addRecording(QStringLiteral("a.wav"), silence());
+    ServerProcess server(home);
+    QVERIFY(server.serve(words("-p 65535 -i 0")));
+    QCOMPARE(server.port(), quint16(65'535));
+    QCOMPARE(warnings(server), QStringList());
+    QVERIFY(server.quit());
+}
+
+void tst_CommandLine::missingLibraryIsToldWhereAReceiverIsLookedFor_data()
+{
+    QTest::addColumn<int>("recordings");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("-l, no receiver") << 0 << words("-l");
+    QTest::newRow("-l, one receiver") << 1 << words("-l");
+    QTest::newRow("a start without a receiver") << 0 << QStringList();
+    QTest::newRow("an index without a receiver") << 0 << words("-i 0");
+}
+
+void tst_CommandLine::missingLibraryIsToldWhereAReceiverIsLookedFor()
+{
+    QFETCH(int, recordings);
+    QFETCH(QStringList, arguments);
+    const ServerHome home;
+    for (int i = 0; i < recordings; ++i) {
+        home.addRecording(QStringLiteral("%1.wav").arg(i), silence());
+    }
+    ServerProcess server(home);
+    server.start(arguments);
+    QVERIFY(server.waitForExitCode() != -1000);
+    QCOMPARE(server.count(QStringLiteral("The rsp library isn't installed")), 1);
+}
+
+void tst_CommandLine::startWithAReceiverBeginsWithTheVersion()
+{
+    const ServerHome home;
+    home.addRecording(QStringLiteral("a.wav"), silence());
+    ServerProcess server(home);
+    QVERIFY(server.serve());
+    QCOMPARE(server.lines().constFirst(), QStringLiteral("App version: 0.8"));
+    QCOMPARE(server.count(QStringLiteral("The rsp library isn't installed")), 0);
+    QVERIFY(server.quit());
+}
+
+void tst_CommandLine::loggingRulesOfTheEnvironmentLeaveTheAddressBlock_data()
+{
+    QTest::addColumn<QString>("rules");
+    QTest::newRow("debug") << QStringLiteral("default.debug=false");
+    QTest::newRow("everything") << QStringLiteral("*=false");
+    QTest::newRow("in another section") << QStringLiteral("*.debug=false;[Elsewhere]");
+}
+
+void tst_CommandLine::loggingRulesOfTheEnvironmentLeaveTheAddressBlock()
+{
+    QFETCH(QString, rules);
+    const ServerHome home;
+    home.addRecording(QStringLiteral("a.wav"), silence());
+    ServerProcess server(home);
+    server.setVariable(QStringLiteral("QT_LOGGING_RULES"), rules);
+    QVERIFY(server.serve());
+    QCOMPARE(server.id().size(), 20);
     QVERIFY(server.port() != 0);
     QVERIFY(server.quit());
 }
@@ -454,7 +564,12 @@ void tst_CommandLine::unusableSettingsStoreEndsTheProcess()
     QCOMPARE(result.exitCode, kFailure);
     static const QRegularExpression form(QStringLiteral(
         "^\\[ C \\]\\[ Application/[A-Za-z]+ \\] [A-Za-z]+ : [0-9]+ =>\t Check settings: false$"));
-    QVERIFY2(form.match(result.lines.last()).hasMatch(), qPrintable(result.lines.last()));
+    QVERIFY(result.lines.size() > 1);
+    QVERIFY2(form.match(result.lines[result.lines.size() - 2]).hasMatch(), qPrintable(result.lines.last()));
+    QVERIFY2(result.lines.last().contains(home.settingsFile()), qPrintable(result.lines.last()));
+    QVERIFY2(result.lines.last().endsWith(
+                 QStringLiteral("- the folder %1/config/Orvenlink can't be made").arg(home.path())),
+             qPrintable(result.lines.last()));
     QVERIFY(result.lines.filter(QStringLiteral("Server address")).isEmpty());
 }
 

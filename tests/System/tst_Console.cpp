@@ -111,6 +111,7 @@ private slots:
     void statPrintsTheFourLines_data();
     void statPrintsTheFourLines();
     void statTellsOfASession();
+    void statTellsWhatWasLostAfterTheFourLines();
     void otherLinesAreIgnoredSilently();
     void twoLinesInOneReadAreBothHandledInOrder();
     void manyLinesInOneReadAllPrint();
@@ -124,6 +125,8 @@ private slots:
     void backgroundJobIsNotStoppedByItsTerminal();
     void signalsDoWhatQDoes_data();
     void signalsDoWhatQDoes();
+    void closedTerminalEndsItsServer();
+    void ignoredHangupEndsNothing();
     void signalEndsTheProcessAfterTheEndOfInput();
     void qEndsTheProcessWhileANameLookUpHangs();
 
@@ -194,6 +197,18 @@ void tst_Console::statTellsOfASession()
     QVERIFY(server.quit());
 }
 
+void tst_Console::statTellsWhatWasLostAfterTheFourLines()
+{
+    ServerProcess server(*m_home);
+    QVERIFY(server.serve());
+    server.type("stat\n");
+    QVERIFY(server.waitForLine(QStringLiteral("Lost samples, overrun in ring \"out\": 0")));
+    QVERIFY(server.waitForLine(QStringLiteral("Lost datagrams, not taken by the system: 0")));
+    const QStringList lines = server.lines();
+    QVERIFY(lines.indexOf(kFree.last()) < lines.indexOf(lines.filter(QStringLiteral("Lost ")).value(0)));
+    QVERIFY(server.quit());
+}
+
 void tst_Console::otherLinesAreIgnoredSilently()
 {
     ServerProcess server(*m_home);
@@ -216,8 +231,8 @@ void tst_Console::twoLinesInOneReadAreBothHandledInOrder()
 
 void tst_Console::manyLinesInOneReadAllPrint()
 {
-    // What the operator asks for is not rationed as what a stranger causes is.
-    constexpr int kRuns = 200;
+    // What the operator asks for is not rationed, as what a stranger causes is and a place's own lines are.
+    constexpr int kRuns = 1200;
     ServerProcess server(*m_home);
     QVERIFY(server.serve());
     server.type(QByteArray("stat\n").repeated(kRuns));
@@ -352,6 +367,7 @@ void tst_Console::signalsDoWhatQDoes_data()
     QTest::addColumn<int>("number");
     QTest::newRow("SIGINT") << SIGINT;
     QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGHUP") << SIGHUP;
 }
 
 void tst_Console::signalsDoWhatQDoes()
@@ -361,6 +377,27 @@ void tst_Console::signalsDoWhatQDoes()
     QVERIFY(server.serve());
     server.signal(number);
     QCOMPARE(server.waitForExitCode(), 0);
+}
+
+void tst_Console::closedTerminalEndsItsServer()
+{
+    Terminal terminal;
+    ServerProcess server(*m_home);
+    server.setInputFile(terminal.device());
+    server.startBy(QStringLiteral("setsid"), {QStringLiteral("--ctty"), QStringLiteral(ORVENLINK_SERVER)});
+    QVERIFY(server.waitUntilServing());
+    terminal.hangUp();
+    QCOMPARE(server.waitForExitCode(), 0);
+}
+
+void tst_Console::ignoredHangupEndsNothing()
+{
+    ServerProcess server(*m_home);
+    server.setPreparation([] { std::signal(SIGHUP, SIG_IGN); }); // as nohup does
+    QVERIFY(server.serve());
+    server.signal(SIGHUP);
+    QVERIFY(answers(server));
+    QVERIFY(server.quit());
 }
 
 void tst_Console::signalEndsTheProcessAfterTheEndOfInput()

@@ -4,8 +4,10 @@
 
 #include <QJsonDocument>
 #include <QNetworkDatagram>
+#include <QProcess>
 #include <QTest>
-#include <map>
+#include <algorithm>
+#include <iterator>
 
 namespace
 {
@@ -21,6 +23,13 @@ struct Announcement
     qint64 time = 0; // ms
 };
 
+/// Runs the program of that name.
+bool ip(const QByteArray& arguments)
+{
+    return QProcess::execute(QStringLiteral("ip"), QString::fromLatin1(arguments).split(QLatin1Char(' '))) ==
+           0;
+}
+
 } // namespace
 
 /// Heard by a second computer, which knows nothing of the servers but what they say.
@@ -35,8 +44,13 @@ private slots:
     void announcementsComeOnceASecond();
     void everyServerOfAComputerAnnouncesItself();
     void sessionSilencesTheAnnouncements();
+    void announcementGoesOutOnEveryInterfaceWithoutARoute();
+    void interfacesMayComeAndGo();
+    void silenceIsToldWhenItBeginsAndWhenItEnds();
 
 private:
+    /// Announcements that came over a cable.
+    [[nodiscard]] QVector<Announcement> over(int cable) const;
     [[nodiscard]] QVector<Announcement> of(const ServerProcess& server) const;
     [[nodiscard]] bool waitFor(const ServerProcess& server, int count) const;
 
@@ -155,6 +169,75 @@ void tst_LocalNetwork::sessionSilencesTheAnnouncements()
     QVERIFY(client.close());
     m_heard.clear();
     QVERIFY(waitFor(served.server, 2));
+}
+
+QVector<Announcement> tst_LocalNetwork::over(int cable) const
+{
+    QVector<Announcement> result;
+    std::copy_if(
+        m_heard.cbegin(), m_heard.cend(), std::back_inserter(result),
+        [cable](const auto& announcement) { return announcement.address.isEqual(SecondHost::here(cable)); });
+    return result;
+}
+
+void tst_LocalNetwork::announcementGoesOutOnEveryInterfaceWithoutARoute()
+{
+    QVERIFY(m_host->lay(1));
+    QVERIFY(m_host->lay(2));
+    QVERIFY(ip("route del 255.255.255.255"));
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    for (const int cable : {0, 1, 2}) {
+        QVERIFY(waitUntil([this, cable] { return over(cable).size() >= 3; }));
+        const QVector<Announcement> heard = over(cable);
+        // Once a second, each of them.
+        QVERIFY(heard[2].time - heard[0].time >= 1600);
+        QCOMPARE(heard[0].object.value(QStringLiteral("id")).toString().toLatin1(),
+                 served.server.id().toHex());
+        QCOMPARE(heard[0].bytes, over(0).value(0).bytes);
+        QCOMPARE(heard[2].port, heard[0].port);
+    }
+    QCOMPARE(served.server.count(QStringLiteral("announcement")), 0);
+}
+
+void tst_LocalNetwork::interfacesMayComeAndGo()
+{
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    QVERIFY(m_host->lay(3));
+    QVERIFY(waitUntil([this] { return over(3).size() >= 1; }));
+    QVERIFY(ip("link set cable3 down"));
+    m_heard.clear();
+    QVERIFY(waitUntil([this] { return over(0).size() >= 2; }));
+    QCOMPARE(over(3).size(), 0);
+    QVERIFY(ip("address flush dev cable3"));
+    QVERIFY(ip("address add 10.90.3.1/24 dev cable3"));
+    QVERIFY(ip("link set cable3 up"));
+    QVERIFY(waitUntil([this] { return over(3).size() >= 1; }));
+}
+
+void tst_LocalNetwork::silenceIsToldWhenItBeginsAndWhenItEnds()
+{
+    const QString begun = QStringLiteral("The local network can't hear the announcement: ");
+    const QString over = QStringLiteral("The local network hears the announcement again");
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    QVERIFY(waitFor(served.server, 1));
+    for (int round = 1; round <= 2; ++round) {
+        for (const char* const cable : {"cable0", "cable1", "cable2", "cable3"}) {
+            QVERIFY(ip(QByteArray("link set ") + cable + " down"));
+        }
+        QVERIFY(waitUntil([&] { return served.server.count(begun) == round; }));
+        // Others go by in silence.
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(waitUntil([&clock] { return clock.elapsed() > 1500; }));
+        QCOMPARE(served.server.count(begun), round);
+        QCOMPARE(served.server.count(over), round - 1);
+        QVERIFY(ip("link set cable0 up"));
+        QVERIFY(waitUntil([&] { return served.server.count(over) == round; }));
+        QCOMPARE(served.server.count(begun), round);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_LocalNetwork)

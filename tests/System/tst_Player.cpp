@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
+#include <sys/stat.h>
 
 namespace
 {
@@ -26,7 +27,8 @@ private slots:
     void headerThatLiesEndsNothing();
     void recordingAtRateZeroTakesNoCore();
     void fileThatVanishesDuringASessionPlaysOn();
-    void fileThatShrinksDuringASessionEndsNothing();
+    void fileThatShrinksDuringASessionPlaysOn();
+    void fileCutToNothingDuringASessionIsNoData();
 };
 
 void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone_data()
@@ -37,6 +39,7 @@ void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone_data()
     const QString header = QStringLiteral("Error read wav header - ");
     QTest::newRow("gone") << QStringLiteral("gone") << open;
     QTest::newRow("a folder by now") << QStringLiteral("folder") << QString();
+    QTest::newRow("a pipe by now") << QStringLiteral("pipe") << open + QStringLiteral("Not a regular file");
     QTest::newRow("empty") << QStringLiteral("empty") << header;
     QTest::newRow("43 bytes") << QStringLiteral("short") << header;
 }
@@ -53,6 +56,8 @@ void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone()
     QVERIFY(QFile::remove(served.file));
     if (state == QStringLiteral("folder")) {
         QVERIFY(QDir().mkdir(served.file));
+    } else if (state == QStringLiteral("pipe")) {
+        QCOMPARE(mkfifo(qPrintable(served.file), 0600), 0);
     } else if (state == QStringLiteral("empty")) {
         served.home.addRecording(QStringLiteral("a.wav"), {});
     } else if (state == QStringLiteral("short")) {
@@ -69,6 +74,7 @@ void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone()
     QVERIFY2(text.startsWith(error), qPrintable(text));
 
     QDir().rmdir(served.file);
+    QFile::remove(served.file);
     served.home.addRecording(QStringLiteral("a.wav"), recording({}));
     QVERIFY(client.open(served.file));
     client.forgetSamples();
@@ -152,7 +158,21 @@ void tst_Player::fileThatVanishesDuringASessionPlaysOn()
     QVERIFY(served.server.quit());
 }
 
-void tst_Player::fileThatShrinksDuringASessionEndsNothing()
+void tst_Player::fileThatShrinksDuringASessionPlaysOn()
+{
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    WireClient client(served.server);
+    QVERIFY(client.open(served.file));
+    QVERIFY(client.waitForSamples(4800));
+    QVERIFY(QFile::resize(served.file, 444));
+    client.forgetSamples();
+    QVERIFY(client.waitForSamples(9600));
+    QVERIFY(client.close());
+    QVERIFY(served.server.quit());
+}
+
+void tst_Player::fileCutToNothingDuringASessionIsNoData()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -160,9 +180,13 @@ void tst_Player::fileThatShrinksDuringASessionEndsNothing()
     QVERIFY(client.open(served.file));
     QVERIFY(client.waitForSamples(4800));
     QVERIFY(QFile::resize(served.file, 10));
-    client.forgetSamples();
-    QVERIFY(client.waitForSamples(9600));
-    QVERIFY(client.close());
+    const int before = served.server.count(QStringLiteral("End file."));
+    // The watchdog looks every 6 s.
+    QVERIFY(client.waitForCall(QStringLiteral("error_happen")));
+    QCOMPARE(client.calls(QStringLiteral("error_happen")).constFirst().object.value(QStringLiteral("err")),
+             QJsonValue(QStringLiteral("No IQ data - stop!")));
+    QVERIFY(client.waitForCall(QStringLiteral("disconnect_from_host")));
+    QVERIFY(served.server.count(QStringLiteral("End file.")) <= before + 1);
     QVERIFY(served.server.quit());
 }
 

@@ -3,6 +3,7 @@
 
 #include <QJsonArray>
 #include <QTest>
+#include <cmath>
 
 namespace
 {
@@ -95,6 +96,10 @@ private slots:
     void correctionShowsInTheFrequency();
     void badWritesAreAnsweredAndHarmless_data();
     void badWritesAreAnsweredAndHarmless();
+    void refusedValuesAreAnsweredWithThePresentOnes_data();
+    void refusedValuesAreAnsweredWithThePresentOnes();
+    void levelThatIsNoNumberHurtsNothing();
+    void frequencyUnderACorrectionStaysThroughSessions();
     void changesOutliveTheSession();
     void changesOutliveTheProcess();
     void otherRecordingsKeepTheirOwn();
@@ -284,6 +289,65 @@ void tst_Properties::badWritesAreAnsweredAndHarmless()
     const Dump after = dump(*m_client);
     QCOMPARE(after.names, before.names);
     QCOMPARE(after.values, before.values);
+}
+
+void tst_Properties::refusedValuesAreAnsweredWithThePresentOnes_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QJsonValue>("value");
+    const QString frequency = QStringLiteral("frequency");
+    QTest::newRow("outside the range") << frequency << QJsonValue(15e6);
+    QTest::newRow("beyond 64 bits") << frequency << QJsonValue(1e19);
+    QTest::newRow("beyond all reason") << frequency << QJsonValue(1e300);
+    QTest::newRow("infinite") << frequency << QJsonValue(QStringLiteral("inf"));
+    QTest::newRow("no number") << frequency << QJsonValue(QStringLiteral("nan"));
+    const QString rate = QStringLiteral("sampleRate");
+    QTest::newRow("rate 0") << rate << QJsonValue(0);
+    QTest::newRow("rate below 0") << rate << QJsonValue(-48'000);
+    QTest::newRow("rate below 1") << rate << QJsonValue(0.5);
+    QTest::newRow("rate that is no number") << rate << QJsonValue(QStringLiteral("nan"));
+    QTest::newRow("rate beyond all reason") << rate << QJsonValue(1e300);
+}
+
+void tst_Properties::refusedValuesAreAnsweredWithThePresentOnes()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QJsonValue, value);
+    m_client->forgetCalls();
+    QVERIFY(writeProperty(name, value));
+    QVERIFY(m_client->waitForCall(QStringLiteral("pc_rrd")));
+    const QJsonObject told = m_client->calls(QStringLiteral("pc_rrd")).constFirst().object;
+    const double present = name == QStringLiteral("frequency") ? kCenter : 48'000;
+    QCOMPARE(told.value(QStringLiteral("n")), QJsonValue(name));
+    QCOMPARE(told.value(QStringLiteral("v")), QJsonValue(present));
+    m_client->forgetSamples();
+    QVERIFY(m_client->waitForSamples(4800));
+}
+
+void tst_Properties::levelThatIsNoNumberHurtsNothing()
+{
+    const QString level = QStringLiteral("levelCorrection");
+    for (const char* text : {"inf", "-inf", "nan"}) {
+        QVERIFY(writeProperty(level, QString::fromLatin1(text)));
+        QVERIFY(m_client->close());
+        QVERIFY(m_client->open(m_served.file));
+        const Dump all = dump(*m_client);
+        QCOMPARE(all.names, kNames);
+        QCOMPARE(all.values.value(level), QJsonValue(QJsonValue::Null)); // JSON knows no other word for it
+    }
+}
+
+void tst_Properties::frequencyUnderACorrectionStaysThroughSessions()
+{
+    QVERIFY(writeProperty(QStringLiteral("ppmCorrection"), 50));
+    QVERIFY(writeProperty(QStringLiteral("frequency"), 14'250'000));
+    for (int session = 0; session < 3; ++session) {
+        QVERIFY(m_client->close());
+        QVERIFY(m_client->open(m_served.file));
+        const QJsonObject values = dump(*m_client).values;
+        QCOMPARE(values.value(QStringLiteral("ppmCorrection")), QJsonValue(50));
+        QVERIFY(std::abs(values.value(QStringLiteral("frequency")).toDouble() - 14'250'000) < 1e-3);
+    }
 }
 
 void tst_Properties::changesOutliveTheSession()

@@ -31,7 +31,7 @@ private:
         }
 
         [[nodiscard]] const char* name() const { return served.which.name; }
-        /// Whether somebody without a session gets an answer soon.
+        /// Whether somebody without a session gets an answer within what opening a receiver may take.
         [[nodiscard]] bool answersAStranger() const
         {
             QElapsedTimer clock;
@@ -41,7 +41,7 @@ private:
                        .ask(stranger.serverId(), QStringLiteral("connect_to_host"),
                             WireClient::greeting(served.which.identificator, 9))
                        .has_value() &&
-                   clock.elapsed() < 6000;
+                   clock.elapsed() < 13'000;
         }
         /// Whether a session opens, and samples come in it before an error does.
         [[nodiscard]] bool isServed() const
@@ -81,8 +81,13 @@ void tst_ReceiversDeaf::serveTheNext()
 {
     for (const auto& station : m_stations) {
         station->setDeaf(false);
-        // What was left behind may hold the stick for a moment yet.
-        QVERIFY2(waitUntil([&station] { return station->isServed(); }), station->name());
+        // The call that is out may hold the stick for a moment yet.
+        const auto isServed = [&station] {
+            // Not so often that the server takes the client for a flood.
+            constexpr int kRetryMs = 500;
+            return station->isServed() || (QTest::qWait(kRetryMs), false);
+        };
+        QVERIFY2(waitUntil(isServed), station->name());
         QVERIFY2(station->client->close(), station->name());
         QVERIFY2(station->served.server.quit(), station->name());
     }
@@ -118,13 +123,17 @@ void tst_ReceiversDeaf::settingOfADeafReceiverHoldsNobody()
         QVERIFY2(station->answersAStranger(), station->name());
         QVERIFY2(station->served.server.waitForLine(QStringLiteral("doesn't come back")), station->name());
     }
-    // It is given up, and the watch for its samples ends the session.
+    // The session ends by what was asked for.
     for (const auto& station : m_stations) {
         QVERIFY2(waitUntil([&station] {
+                     const bool isRtl = station->served.which.type == 5;
                      const auto errors = station->client->calls(QStringLiteral("error_happen"));
                      return !errors.isEmpty() &&
-                            errors.last().object.value(QStringLiteral("err")).toString() ==
-                                QStringLiteral("No IQ data - stop!");
+                            errors.last()
+                                .object.value(QStringLiteral("err"))
+                                .toString()
+                                .startsWith(isRtl ? QStringLiteral("Error set sampling mpde = 1!")
+                                                  : QStringLiteral("Error set frequency!"));
                  }),
                  station->name());
         QVERIFY2(station->client->waitForCall(QStringLiteral("disconnect_from_host")), station->name());
@@ -156,7 +165,7 @@ void tst_ReceiversDeaf::listOfADeafReceiverComesToAnEnd()
         clock.start();
         station->served.server.start({QStringLiteral("-l")});
         QVERIFY2(station->served.server.waitForExitCode() == 0, station->name());
-        QVERIFY2(clock.elapsed() < 8000, station->name());
+        QVERIFY2(clock.elapsed() < 20'000, station->name());
     }
 }
 

@@ -16,6 +16,7 @@ private slots:
     void receiverIsListed();
     void noReceiverIsNothingToServe_data() { receiverIsListed_data(); }
     void noReceiverIsNothingToServe();
+    void offsetBinaryIsRecommendedForEachRtlStickUntilItIsChosen();
     void onlyReceiverIsServedWithoutAChoice_data() { receiverIsListed_data(); }
     void onlyReceiverIsServedWithoutAChoice();
     void identityStaysWithTheReceiver_data() { receiverIsListed_data(); }
@@ -64,6 +65,29 @@ void tst_ReceiversList::receiverIsListed()
     const QStringList found = served.server.lines().filter(QStringLiteral("found .."));
     QCOMPARE(found.size(), 1);
     QCOMPARE(found.first().simplified(), QStringLiteral("0 found .. ") + which.listed);
+    QCOMPARE(served.server.count(QStringLiteral("recommended: --rtl-offset-binary")),
+             which.type == 5 ? 1 : 0);
+}
+
+void tst_ReceiversList::offsetBinaryIsRecommendedForEachRtlStickUntilItIsChosen()
+{
+    ServedReceiver served(receiver("RTL over USB"));
+    served.fake.set(QStringLiteral("usb.rtl"), 2);
+    served.fake.set(QStringLiteral("usb.airspy"), 1);
+    const QString text = QStringLiteral("recommended: --rtl-offset-binary");
+    served.server.start({QStringLiteral("-l")});
+    QCOMPARE(served.server.waitForExitCode(), 0);
+    const QStringList lines = served.server.lines().filter(text);
+    QCOMPARE(lines.size(), 2);
+    QVERIFY(lines[0].startsWith(QStringLiteral("0 ")) && lines[1].startsWith(QStringLiteral("1 ")));
+
+    QVERIFY(served.server.serve(
+        {QStringLiteral("-i"), QStringLiteral("0"), QStringLiteral("--rtl-offset-binary")}));
+    QCOMPARE(served.server.count(text), 0); // a start says nothing of it
+    QVERIFY(served.server.quit());
+    served.server.start({QStringLiteral("-l")});
+    QCOMPARE(served.server.waitForExitCode(), 0);
+    QCOMPARE(served.server.count(text), 0);
 }
 
 void tst_ReceiversList::noReceiverIsNothingToServe()

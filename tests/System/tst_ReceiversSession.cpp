@@ -1,9 +1,11 @@
 #include "System/Carrier.h"
+#include "System/Measure.h"
 #include "System/Receiver.h"
 #include "System/Wait.h"
 #include "System/WireClient.h"
 
 #include <QTest>
+#include <cmath>
 
 /// Sessions with a receiver that works.
 class tst_ReceiversSession : public QObject
@@ -21,6 +23,8 @@ private slots:
     void settingThatFailsLeavesTheStream();
     void settingsOutliveTheSession_data();
     void settingsOutliveTheSession();
+    void samplesOfAnRtlStickAreReadEitherWay_data();
+    void samplesOfAnRtlStickAreReadEitherWay();
     void sessionsLeaveNothingOpen_data();
     void sessionsLeaveNothingOpen();
 };
@@ -226,6 +230,84 @@ void tst_ReceiversSession::settingsOutliveTheSession()
     QVERIFY(client.open(which.identificator));
     QVERIFY(client.waitForSamples(1000));
     QVERIFY2(!served.fake.calls(call).isEmpty(), qPrintable(served.fake.calls().join(QLatin1Char('\n'))));
+    QVERIFY(client.close());
+    QVERIFY(served.server.quit());
+}
+
+void tst_ReceiversSession::samplesOfAnRtlStickAreReadEitherWay_data()
+{
+    const QStringList none;
+    const QStringList on{QStringLiteral("--rtl-offset-binary")};
+    const QStringList off{QStringLiteral("--no-rtl-offset-binary")};
+    QTest::addColumn<QVector<QStringList>>("starts");
+    QTest::addColumn<bool>("offsetBinary");
+    QTest::newRow("two's complement by default") << QVector<QStringList>{none} << false;
+    QTest::newRow("offset binary if asked for") << QVector<QStringList>{on} << true;
+    QTest::newRow("offset binary from then on") << QVector<QStringList>{on, none} << true;
+    QTest::newRow("until it is taken back") << QVector<QStringList>{on, off, none} << false;
+}
+
+void tst_ReceiversSession::samplesOfAnRtlStickAreReadEitherWay()
+{
+    QFETCH(const QVector<QStringList>, starts);
+    QFETCH(const bool, offsetBinary);
+    constexpr double kRate = 250'000;
+    constexpr double kTone = 20'000;
+    // From a byte's step to one on the wire, where the fine mixer settles at the root of 0.95.
+    constexpr double kGain = 3.2 * 0.974679;
+    ServedReceiver served(receiver("RTL"));
+    served.fake.set(QStringLiteral("source"), QStringLiteral("noise"));
+    served.fake.set(QStringLiteral("tone.level"), 0.055); // an rms of 5.7 steps
+    served.fake.set(QStringLiteral("tone.hz"), kTone);
+    for (const QStringList& arguments : starts.mid(0, starts.size() - 1)) {
+        QVERIFY(served.server.serve(arguments));
+        QVERIFY(served.server.quit());
+    }
+    QVERIFY(served.server.serve(starts.last()));
+    WireClient client(served.server);
+    QVERIFY(client.open(QStringLiteral("0")));
+    QVERIFY(Carrier::write(client, "sampleRate", kRate));
+    QVERIFY(client.close());
+    QVERIFY(client.open(QStringLiteral("0"))); // the stand-in takes its rate from the start
+    // The whole band.
+    QVERIFY(client
+                .askSession(QStringLiteral("setupDspH"),
+                            {{QStringLiteral("prefBandWidth"), kRate}, {QStringLiteral("aliasFree"), 8000}})
+                .has_value());
+    const auto received = [&client] {
+        client.forgetSamples();
+        std::vector<std::complex<double>> samples;
+        if (client.waitForSamples(20'000)) {
+            samples.assign(client.samples().begin(), client.samples().begin() + 20'000);
+        }
+        return samples;
+    };
+    const auto rms = [](const std::vector<std::complex<double>>& samples) {
+        double sum = 0;
+        for (const std::complex<double>& sample : samples) {
+            sum += std::norm(sample);
+        }
+        return std::sqrt(sum / static_cast<double>(samples.size())) / kGain;
+    };
+    const double expected = offsetBinary ? 5.7 : 176.0;
+    double noise = 0;
+    QVERIFY2(waitUntil([&] {
+                 noise = rms(received());
+                 return std::abs(noise - expected) < 0.06 * expected;
+             }),
+             qPrintable(QString::number(noise)));
+
+    served.fake.set(QStringLiteral("source"), QStringLiteral("tone"));
+    served.fake.set(QStringLiteral("tone.level"), 0.1);
+    double tone = 0;
+    QVERIFY2(waitUntil([&] {
+                 const auto samples = received();
+                 tone = Measure::amplitude(samples, kTone, kRate) / kGain;
+                 // Of 12.7 steps, and hardly anything beside it.
+                 const bool isTone = std::abs(tone - 12.7) < 0.6 && rms(samples) < 1.06 * tone;
+                 return isTone == offsetBinary;
+             }),
+             qPrintable(QString::number(tone)));
     QVERIFY(client.close());
     QVERIFY(served.server.quit());
 }

@@ -81,6 +81,11 @@ void tst_ReceiversUnplug::nextClientIsServedWhenItIsBack()
 {
     for (const auto& station : m_stations) {
         station->served.fake.set(QStringLiteral("unplug"), 0);
+        if (station->served.isOut()) {
+            station->client->forgetCalls();
+            QVERIFY2(station->served.turnsAway(*station->client), station->served.which.name);
+            continue;
+        }
         // Until the session without a receiver is over, the server is busy.
         QVERIFY2(waitUntil([&station] {
                      station->client->forgetCalls();

@@ -2,9 +2,13 @@
 #include "System/Served.h"
 #include "System/WireClient.h"
 
+#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
+#include <algorithm>
 #include <cmath>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace
 {
@@ -47,6 +51,7 @@ private slots:
     void oldSessionIdIsDead();
     void leavingTwiceIsNotAnswered();
     void sessionAcrossARestart();
+    void serverThatGetsNoThreadRefusesAndServesOnceItGetsOne();
 };
 
 void tst_Session::clientGetsASessionOfItsOwn()
@@ -384,6 +389,49 @@ void tst_Session::sessionAcrossARestart()
     WireClient client(served.server);
     QVERIFY(client.open(served.file));
     QVERIFY(client.waitForSamples(1));
+    QVERIFY(served.server.quit());
+}
+
+namespace
+{
+
+void limit(qint64 pid, __rlimit_resource resource, rlim_t bytes)
+{
+    rlimit present{};
+    QCOMPARE(prlimit(static_cast<pid_t>(pid), resource, nullptr, &present), 0);
+    present.rlim_cur = std::min(bytes, present.rlim_max);
+    QCOMPARE(prlimit(static_cast<pid_t>(pid), resource, &present, nullptr), 0);
+}
+
+rlim_t addressSpace(qint64 pid)
+{
+    QFile file(QStringLiteral("/proc/%1/statm").arg(pid));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    return file.readAll().split(' ').constFirst().toULongLong() * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+}
+
+} // namespace
+
+void tst_Session::serverThatGetsNoThreadRefusesAndServesOnceItGetsOne()
+{
+    constexpr rlim_t kGibi = 1ULL << 30U;
+    Served served(recording({}));
+    // A thread gets a stack as large as this; half of it is left for everything else.
+    served.server.setPreparation([] { limit(0, RLIMIT_STACK, kGibi); });
+    QVERIFY(served.server.serve());
+    limit(served.server.pid(), RLIMIT_AS, addressSpace(served.server.pid()) + kGibi / 2);
+    WireClient client(served.server);
+    for (int i = 0; i < 3; ++i) {
+        const auto answer = client.ask(client.serverId(), QStringLiteral("connect_to_host"),
+                                       WireClient::greeting(served.file));
+        QVERIFY(answer.has_value());
+        QCOMPARE(text(*answer, "err"), QStringLiteral("Error factory RadioDevice!"));
+    }
+    limit(served.server.pid(), RLIMIT_AS, RLIM_INFINITY);
+    QVERIFY(client.open(served.file));
+    QVERIFY(client.waitForSamples(4800));
     QVERIFY(served.server.quit());
 }
 

@@ -3,6 +3,7 @@
 
 #include <QTest>
 #include <csignal>
+#include <optional>
 
 namespace
 {
@@ -39,6 +40,26 @@ bool waitForStatus(ServerProcess& server, const char* connected, int connections
         10'000);
 }
 
+bool setFrequency(WireClient& client, double frequency)
+{
+    return client
+        .ask(client.serverId(), QStringLiteral("wp_rrd"),
+             {{QStringLiteral("n"), QStringLiteral("frequency")}, {QStringLiteral("v"), frequency}})
+        .has_value();
+}
+
+/// The last one that the client has heard of.
+double toldFrequency(const WireClient& client)
+{
+    double frequency = 0.0;
+    for (const WireClient::Call& call : client.calls(QStringLiteral("pci_rrd"))) {
+        if (call.object.value(QStringLiteral("n")).toString() == QStringLiteral("frequency")) {
+            frequency = call.object.value(QStringLiteral("v")).toDouble();
+        }
+    }
+    return frequency;
+}
+
 /// Sends both while the server stands still, so that it finds them in one go.
 void sendTogether(const ServerProcess& server, const std::function<void()>& send)
 {
@@ -64,8 +85,11 @@ private slots:
     void leavingAndComingInOneGoSavesTheOldProperties();
     void leavingAndComingManyTimesOver();
     void takeoverInOneGoWithALeave();
+    void sessionTakenOverWhileItsEndIsOnItsWayIsSaved();
 
 private:
+    std::optional<QJsonObject> leaveAndTakeOver(WireClient& client, WireClient& administrator);
+
     std::unique_ptr<Served> m_served;
 };
 
@@ -192,10 +216,7 @@ void tst_Takeover::leavingAndComingInOneGoSavesTheOldProperties()
 {
     WireClient client(m_served->server);
     QVERIFY(client.open(m_served->file));
-    QVERIFY(client
-                .ask(client.serverId(), QStringLiteral("wp_rrd"),
-                     {{QStringLiteral("n"), QStringLiteral("frequency")}, {QStringLiteral("v"), 14'012'345}})
-                .has_value());
+    QVERIFY(setFrequency(client, 14'012'345.0));
     quint32 greet = 0;
     sendTogether(m_served->server, [&] {
         client.call(client.sessionId(), kLeave);
@@ -205,11 +226,7 @@ void tst_Takeover::leavingAndComingInOneGoSavesTheOldProperties()
     QVERIFY(client.reply(greet).contains(QStringLiteral("session_id")));
     client.forgetCalls();
     QVERIFY(client.ask(client.serverId(), QStringLiteral("it_ra_rrd")).has_value());
-    const QVector<WireClient::Call> dump = client.calls(QStringLiteral("pci_rrd"));
-    QVERIFY(std::any_of(dump.begin(), dump.end(), [](const WireClient::Call& call) {
-        return call.object.value(QStringLiteral("n")).toString() == QStringLiteral("frequency") &&
-               call.object.value(QStringLiteral("v")).toDouble() == 14'012'345.0;
-    }));
+    QCOMPARE(toldFrequency(client), 14'012'345.0);
 }
 
 void tst_Takeover::leavingAndComingManyTimesOver()
@@ -233,23 +250,46 @@ void tst_Takeover::leavingAndComingManyTimesOver()
     QVERIFY(waitForStatus(m_served->server, "true", kRounds + 1));
 }
 
+// What the administrator is answered; nothing if he isn't.
+std::optional<QJsonObject> tst_Takeover::leaveAndTakeOver(WireClient& client, WireClient& administrator)
+{
+    quint32 greet = 0;
+    sendTogether(m_served->server, [&] {
+        client.call(client.sessionId(), kLeave);
+        greet = administrator.call(administrator.serverId(), kGreet, WireClient::greeting(kOther));
+    });
+    if (!waitUntil([&] { return administrator.hasReply(greet); })) {
+        return std::nullopt;
+    }
+    return administrator.reply(greet);
+}
+
 void tst_Takeover::takeoverInOneGoWithALeave()
 {
     // The client leaves and the administrator comes: by then there is nobody to drive out.
     WireClient client(m_served->server);
     QVERIFY(client.open(m_served->file));
     WireClient administrator(m_served->server);
-    quint32 greet = 0;
-    sendTogether(m_served->server, [&] {
-        client.call(client.sessionId(), kLeave);
-        greet = administrator.call(administrator.serverId(), kGreet, WireClient::greeting(kOther));
-    });
-    QVERIFY(waitUntil([&] { return administrator.hasReply(greet); }));
-    const QByteArray session = QByteArray::fromHex(
-        administrator.reply(greet).value(QStringLiteral("session_id")).toString().toLatin1());
+    const auto reply = leaveAndTakeOver(client, administrator);
+    QVERIFY(reply.has_value());
+    const QByteArray session =
+        QByteArray::fromHex(reply->value(QStringLiteral("session_id")).toString().toLatin1());
     QVERIFY(administrator.waitForSamples(9600));
     QVERIFY(administrator.ask(session, QStringLiteral("ping")).has_value());
     QVERIFY(!told(client, client.sessionId()).contains(kRequest));
+}
+
+void tst_Takeover::sessionTakenOverWhileItsEndIsOnItsWayIsSaved()
+{
+    WireClient client(m_served->server);
+    QVERIFY(client.open(m_served->file));
+    QVERIFY(setFrequency(client, 14'012'345.0));
+    WireClient administrator(m_served->server);
+    const auto reply = leaveAndTakeOver(client, administrator);
+    QVERIFY(reply.has_value());
+    QVERIFY(reply->contains(QStringLiteral("session_id")));
+    QVERIFY(administrator.ask(administrator.serverId(), QStringLiteral("it_ra_rrd")).has_value());
+    QCOMPARE(toldFrequency(administrator), 14'012'345.0);
 }
 
 QTEST_GUILESS_MAIN(tst_Takeover)

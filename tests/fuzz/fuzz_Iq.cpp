@@ -82,7 +82,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         const bool isIq = isPacket(datagram, PacketType::Iq) || isPacket(datagram, PacketType::IqCompressed);
         expect(receiver.receive(datagram) == isIq, "IQ is taken, and nothing else");
         twin.receive(isPacket(datagram, PacketType::Iq)
-                         ? makePacket(PacketType::IqCompressed, SampleBlock::compress(datagram.mid(1)))
+                         ? makePacket(PacketType::IqCompressed, qCompress(datagram.mid(1)))
                          : datagram);
         expect(receiver.iq.receivedSamples() == twin.iq.receivedSamples() &&
                    receiver.iq.damagedDatagrams() == twin.iq.damagedDatagrams(),

@@ -83,5 +83,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     const int before = session.echoes;
     expect(session.receive(session.packet(R"({"cd":"echo"})")), "a datagram is still taken");
     expect(session.echoes == before + 1, "a command is still served");
+    expect(user.isProven(), "whoever knows the id has proven his address");
     return 0;
 }

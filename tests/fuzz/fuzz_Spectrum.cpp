@@ -78,7 +78,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
             isPacket(datagram, PacketType::Spectrum) || isPacket(datagram, PacketType::SpectrumCompressed);
         expect(receiver.receive(datagram) == isSpectrum, "spectra are taken, and nothing else");
         twin.receive(isPacket(datagram, PacketType::Spectrum)
-                         ? makePacket(PacketType::SpectrumCompressed, SampleBlock::compress(datagram.mid(1)))
+                         ? makePacket(PacketType::SpectrumCompressed, qCompress(datagram.mid(1)))
                          : datagram);
         expect(receiver.spectrum.receivedFrames() == twin.spectrum.receivedFrames() &&
                    receiver.spectrum.droppedFrames() == twin.spectrum.droppedFrames(),

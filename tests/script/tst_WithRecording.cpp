@@ -130,7 +130,7 @@ void tst_WithRecording::withoutARecordingTheDemoIsServedAndSaidInOneLine()
     QCOMPARE(lines[0], QStringLiteral("No recording in %1: playing the demo, %2")
                            .arg(m_home.filePath(QStringLiteral("Documents")), demo()));
     QCOMPARE(lines.filter(QStringLiteral("playing the demo")).size(), 1);
-    QVERIFY2(lines.last().contains(demo()), qPrintable(result.text));
+    QCOMPARE(lines.filter(QStringLiteral("found ..")).filter(demo()).size(), 1);
     QCOMPARE(QFileInfo(demo()).size(), qint64(44 + 60 * 192'000));
 }
 

@@ -29,7 +29,7 @@ struct LocalNode
         return {int160(peer.id().constData()), peer.address(), peer.port()};
     }
 
-    qint64 now = 1'700'000'000'000; // ms since the epoch
+    qint64 now = 1000; // ms, as on a machine that has just been switched on
     QSharedPointer<Socket> socket{new Socket(nullptr)};
     QSharedPointer<RpcSocket> rpcSocket;
     bool isListening = false;

@@ -1,17 +1,20 @@
 #include "support/LogCapture.h"
 
 #include <QMutex>
+#include <vector>
 
 namespace
 {
 
 QMutex mutex;
-QList<LogCapture::Record> captured;
+// No container of Qt's: one that is shared with a reader is written to again as soon as that one's count of
+// it is down, by a look at the count that orders nothing.
+std::vector<LogCapture::Record> captured;
 
 void capture(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text)
 {
     const QMutexLocker lock(&mutex);
-    captured.append({type, text});
+    captured.push_back({type, text});
 }
 
 } // namespace
@@ -30,7 +33,7 @@ LogCapture::~LogCapture()
 QList<LogCapture::Record> LogCapture::records() const
 {
     const QMutexLocker lock(&mutex);
-    return captured;
+    return {captured.cbegin(), captured.cend()};
 }
 
 QStringList LogCapture::texts() const

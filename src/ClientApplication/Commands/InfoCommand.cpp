@@ -24,8 +24,9 @@ QString joinHertz(const QVector<double>& values)
 
 } // namespace
 
-InfoCommand::InfoCommand(Form form)
-    : m_form(form)
+InfoCommand::InfoCommand(Form form, const Patience& patience)
+    : SessionCommand(patience)
+    , m_form(form)
 {
 }
 
@@ -127,5 +128,5 @@ void InfoCommand::printJson(const QStringList& names)
             {QStringLiteral("properties"), values},
         };
     }
-    Terminal::print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
+    Terminal::print(Text::json(QJsonDocument(object)));
 }

@@ -13,7 +13,7 @@ public:
         Everything,  ///< `info`: what it is, and each property with its unit and meaning.
         ValuesAlone, ///< `get`: the values of the properties named, or of all.
     };
-    explicit InfoCommand(Form form);
+    explicit InfoCommand(Form form, const Patience& patience = {});
 
     void describe(QCommandLineParser& parser) const override;
     [[nodiscard]] QString read(const QCommandLineParser& parser) override;

@@ -96,7 +96,7 @@ bool ListCommand::print() const
         for (const ServerFinder::Server& server : servers) {
             array.append(toJson(server));
         }
-        return Terminal::print(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)));
+        return Terminal::print(Text::json(QJsonDocument(array)));
     }
     bool isPrinted = true;
     for (const ServerFinder::Server& server : servers) {

@@ -29,7 +29,8 @@ QCommandLineOption audioRateOption()
 } // namespace
 
 ListenCommand::ListenCommand()
-    : m_pipe(STDOUT_FILENO)
+    : SampleCommand({})
+    , m_pipe(STDOUT_FILENO)
 {
 }
 

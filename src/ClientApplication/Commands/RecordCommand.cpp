@@ -36,6 +36,11 @@ QCommandLineOption playerOption()
 
 } // namespace
 
+RecordCommand::RecordCommand(const Patience& patience)
+    : SampleCommand(patience)
+{
+}
+
 void RecordCommand::describe(QCommandLineParser& parser) const
 {
     SampleCommand::describe(parser);

@@ -9,6 +9,8 @@ class RecordCommand : public SampleCommand
     Q_OBJECT
 
 public:
+    explicit RecordCommand(const Patience& patience = {});
+
     void describe(QCommandLineParser& parser) const override;
     [[nodiscard]] QString read(const QCommandLineParser& parser) override;
 

@@ -6,6 +6,7 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <cmath>
 #include <unistd.h>
 
 namespace
@@ -24,8 +25,9 @@ QString bar(double share)
 
 } // namespace
 
-SampleCommand::SampleCommand()
-    : m_queue(kQueueCapacity)
+SampleCommand::SampleCommand(const Patience& patience)
+    : TunedCommand(patience)
+    , m_queue(kQueueCapacity)
 {
     connect(&m_progress, &QTimer::timeout, this, &SampleCommand::showProgress);
 }
@@ -60,6 +62,12 @@ void SampleCommand::beginTuned(double sampleRate)
     m_pump = std::make_unique<IqPump>(m_queue, std::move(sink), sampleRate, m_seconds);
     connect(m_pump.get(), &IqPump::ended, this, &SampleCommand::onEnded);
     connect(&session().iq(), &IqReceiver::blockReceived, &m_queue, &IqQueue::push, Qt::DirectConnection);
+    connect(&session().iq(), &IqReceiver::blockReceived, this, [this](const IqBlock& block) {
+        if (m_pump->takes(block)) {
+            stallWatch().arrived();
+        }
+    });
+    stallWatch().start();
     m_pump->start();
     if (Terminal::isTerminal(STDERR_FILENO)) {
         m_progress.start(kProgressInterval);
@@ -112,13 +120,19 @@ void SampleCommand::onEnded(IqSink::Outcome outcome, const QString& error)
     }
 }
 
-QString SampleCommand::losses() const
+// Those before a block are counted with it; those of a silence that lasts, by its time.
+qint64 SampleCommand::missing()
 {
-    const qint64 missing = m_pump->missing();
-    return missing == 0 ? QStringLiteral("no losses")
-                        : QStringLiteral("%1 samples (%2 s) missing")
-                              .arg(missing)
-                              .arg(static_cast<double>(missing) / m_pump->sampleRate(), 0, 'f', 2);
+    return m_pump->missing() + std::llround(stallWatch().silence() / 1e3 * m_pump->sampleRate());
+}
+
+QString SampleCommand::losses()
+{
+    const qint64 count = missing();
+    return count == 0 ? QStringLiteral("no losses")
+                      : QStringLiteral("%1 samples (%2 s) missing")
+                            .arg(count)
+                            .arg(static_cast<double>(count) / m_pump->sampleRate(), 0, 'f', 2);
 }
 
 void SampleCommand::showProgress()
@@ -151,7 +165,7 @@ void SampleCommand::summarize()
             {QStringLiteral("seconds"), seconds},
             {QStringLiteral("sample_rate_hz"), m_pump->sampleRate()},
             {QStringLiteral("centre_hz"), centre()},
-            {QStringLiteral("missing_samples"), m_pump->missing()},
+            {QStringLiteral("missing_samples"), missing()},
             {QStringLiteral("damaged_datagrams"), session().iq().damagedDatagrams()},
         };
         const QString line = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));

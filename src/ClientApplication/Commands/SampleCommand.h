@@ -19,7 +19,7 @@ public:
     void interrupt() override;
 
 protected:
-    SampleCommand();
+    explicit SampleCommand(const Patience& patience);
 
     void beginTuned(double sampleRate) final;
     void broken() final;
@@ -35,7 +35,8 @@ private:
     void onEnded(IqSink::Outcome outcome, const QString& error);
     void showProgress();
     void summarize();
-    [[nodiscard]] QString losses() const;
+    [[nodiscard]] qint64 missing();
+    [[nodiscard]] QString losses();
 
     IqQueue m_queue;
     std::unique_ptr<IqPump> m_pump;

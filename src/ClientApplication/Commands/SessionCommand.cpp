@@ -9,7 +9,6 @@ namespace
 {
 
 constexpr double kListenTime = 3.0; // s
-constexpr int kMostFailures = 4;    // to get the properties, of 5 s each
 
 QString refusalText(ClientSession::Refusal refusal, const QString& text)
 {
@@ -57,10 +56,24 @@ QString endText(ClientSession::End end)
 
 } // namespace
 
-SessionCommand::SessionCommand()
+SessionCommand::SessionCommand(const Patience& patience)
+    : m_session(patience.session, nullptr)
 {
+    m_properties.setSingleShot(true);
+    m_properties.setInterval(patience.properties);
+    connect(&m_properties, &QTimer::timeout, this, &SessionCommand::onPropertiesMissing);
     connect(&m_resolver, &ServerResolver::found, this, &SessionCommand::onTarget);
     connect(&m_resolver, &ServerResolver::failed, this, &SessionCommand::fail);
+    connect(&m_session, &ClientSession::waiting, this, [] {
+        Terminal::note(
+            QStringLiteral("no answer yet: waiting up to 12 s for a server that may be opening its "
+                           "receiver"));
+    });
+    connect(&m_session, &ClientSession::connected, this, [this] {
+        if (!m_hasBegun) {
+            m_properties.start();
+        }
+    });
     connect(&m_session, &ClientSession::refused, this, &SessionCommand::onRefused);
     connect(&m_session, &ClientSession::ended, this, &SessionCommand::onEnded);
     connect(&m_session, &ClientSession::deviceError, this,
@@ -151,6 +164,7 @@ void SessionCommand::onRefused(ClientSession::Refusal refusal, const QString& te
 
 void SessionCommand::onEnded(ClientSession::End end)
 {
+    m_properties.stop();
     if (m_isDone || m_session.state() == ClientSession::State::Reconnecting) {
         return;
     }
@@ -167,15 +181,23 @@ void SessionCommand::onSynchronized()
 {
     if (!m_hasBegun && !m_isDone) {
         m_hasBegun = true;
+        m_properties.stop();
         begin();
     }
 }
 
 void SessionCommand::onSynchronizationFailed()
 {
-    if (!m_hasBegun && ++m_failures == kMostFailures) {
-        fail(ExitCode::SessionLost,
-             QStringLiteral("the server doesn't tell what its receiver is: too much gets lost "
-                            "on the way, try again later"));
+    if (m_properties.isActive()) {
+        Terminal::note(
+            QStringLiteral("the server has not told all of its receiver yet: waiting for %1 s in all")
+                .arg(m_properties.interval() / 1000));
     }
+}
+
+void SessionCommand::onPropertiesMissing()
+{
+    fail(ExitCode::SessionLost,
+         QStringLiteral("the server doesn't tell what its receiver is: too much gets lost "
+                        "on the way, try again later"));
 }

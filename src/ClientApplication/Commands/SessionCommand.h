@@ -5,6 +5,8 @@
 #include "ClientApplication/ServerArgument.h"
 #include "ClientApplication/ServerResolver.h"
 
+#include <QTimer>
+
 class QCommandLineOption;
 
 /// A command that needs a session with the server that its first argument names: finds it, connects, waits
@@ -14,6 +16,15 @@ class SessionCommand : public Command
     Q_OBJECT
 
 public:
+    /// How long a command waits.
+    struct Patience
+    {
+        int properties = 20'000; ///< ms, for the receiver's properties, from the session's beginning.
+        int stalled = 5'000;     ///< ms without samples or spectra, after which it is said.
+        int lost = 15'000;       ///< ms without them, after which the command ends unless it is to come back.
+        ClientSession::Timing session;
+    };
+
     void describe(QCommandLineParser& parser) const override;
     [[nodiscard]] QString read(const QCommandLineParser& parser) override;
     void start() override;
@@ -21,7 +32,7 @@ public:
     void interrupt() override;
 
 protected:
-    SessionCommand();
+    explicit SessionCommand(const Patience& patience);
 
     /// In session, and the receiver's properties are here. Once.
     virtual void begin() = 0;
@@ -45,6 +56,7 @@ private:
     void onEnded(ClientSession::End end);
     void onSynchronized();
     void onSynchronizationFailed();
+    void onPropertiesMissing();
 
     ServerArgument m_server;
     QString m_identificator;
@@ -52,7 +64,7 @@ private:
     QString m_deviceError;
     ServerResolver m_resolver;
     ClientSession m_session;
-    int m_failures = 0; // to get the properties
+    QTimer m_properties; // runs in a session until they have come
     bool m_hasBegun = false;
     bool m_isDone = false;
 };

@@ -29,6 +29,11 @@ bool isSame(const QVariant& wanted, const QVariant& taken, double ppm)
 
 } // namespace
 
+SetCommand::SetCommand()
+    : SessionCommand({})
+{
+}
+
 void SetCommand::describe(QCommandLineParser& parser) const
 {
     SessionCommand::describe(parser);
@@ -106,6 +111,10 @@ void SetCommand::compare()
     const bool isTuning = m_name == QLatin1String("frequency");
     if (isSame(m_wanted, taken, isTuning ? device().ppmCorrection().value_or(0) : 0)) {
         Terminal::print(shown);
+        const QString effect = DeviceText::correctionAtStart(device());
+        if ((isTuning || m_name == QLatin1String("ppmCorrection")) && !effect.isEmpty()) {
+            Terminal::note(effect);
+        }
         done(Terminal::outputCode());
     } else {
         fail(ExitCode::NotTaken,

@@ -8,6 +8,8 @@ class SetCommand : public SessionCommand
     Q_OBJECT
 
 public:
+    SetCommand();
+
     void describe(QCommandLineParser& parser) const override;
     [[nodiscard]] QString read(const QCommandLineParser& parser) override;
 

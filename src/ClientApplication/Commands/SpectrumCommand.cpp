@@ -20,6 +20,7 @@ namespace
 constexpr double kPictureTime = 5.0;     // s
 constexpr double kTableTime = 2.0;       // s
 constexpr int kDrawInterval = 100;       // ms
+constexpr int kNoticeable = 2000;        // ms without a spectrum
 constexpr int kPictureFft = 2048;        // bins
 constexpr int kBinsPerColumn = 8;        // at the least, so that no station falls between two
 constexpr int kMostPoints = 4096;        // in a frame: what 25 a second cost the network
@@ -47,7 +48,8 @@ QCommandLineOption spanOption()
 
 } // namespace
 
-SpectrumCommand::SpectrumCommand()
+SpectrumCommand::SpectrumCommand(const Patience& patience)
+    : TunedCommand(patience)
 {
     m_end.setSingleShot(true);
     connect(&m_end, &QTimer::timeout, this, &SpectrumCommand::finish);
@@ -139,6 +141,8 @@ void SpectrumCommand::beginTuned(double /*sampleRate*/)
         m_picture = std::make_unique<SpectrumPicture>(axis());
     }
     connect(&session().spectrum(), &SpectrumReceiver::frameReceived, this, &SpectrumCommand::onFrame);
+    connect(&session().spectrum(), &SpectrumReceiver::frameReceived, &stallWatch(), &StallWatch::arrived);
+    stallWatch().start();
     const bool isTable = !m_isScreen && !m_isJson && m_png.isEmpty();
     const double seconds = m_seconds.value_or(!m_png.isEmpty() ? kPictureTime : kTableTime);
     if (m_seconds || isTable || !m_png.isEmpty()) {
@@ -198,10 +202,13 @@ void SpectrumCommand::drawScreen()
     }
     const SpectrumReceiver& spectrum = session().spectrum();
     const bool isBroken = session().state() != ClientSession::State::Connected;
-    const QString state = isBroken ? QStringLiteral("the session has broken off, coming back ...")
-                                   : QStringLiteral("%1 frames, %2 lost")
-                                         .arg(spectrum.receivedFrames())
-                                         .arg(spectrum.droppedFrames());
+    QString state =
+        QStringLiteral("%1 frames, %2 lost").arg(spectrum.receivedFrames()).arg(spectrum.droppedFrames());
+    if (isBroken) {
+        state = QStringLiteral("the session has broken off, coming back ...");
+    } else if (stallWatch().silence() >= kNoticeable) {
+        state = QStringLiteral("nothing has come for %1 s").arg(stallWatch().silence() / 1000);
+    }
     const QStringList lines =
         m_screen.lines(QStringLiteral("%1   %2   %3 wide")
                            .arg(title(), Text::hertz(centre()), Text::hertz(axis().highest - axis().lowest)),
@@ -231,6 +238,14 @@ void SpectrumCommand::interrupt()
 void SpectrumCommand::broken()
 {
     leaveScreen();
+}
+
+// The screen tells it all the time.
+void SpectrumCommand::stalled()
+{
+    if (!m_isScreen) {
+        TunedCommand::stalled();
+    }
 }
 
 void SpectrumCommand::finish()

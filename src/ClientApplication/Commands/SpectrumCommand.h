@@ -14,7 +14,7 @@ class SpectrumCommand : public TunedCommand
     Q_OBJECT
 
 public:
-    SpectrumCommand();
+    explicit SpectrumCommand(const Patience& patience = {});
     ~SpectrumCommand() override;
 
     void describe(QCommandLineParser& parser) const override;
@@ -25,6 +25,7 @@ protected:
     [[nodiscard]] std::optional<Bandwidth> bandwidth() const override;
     void beginTuned(double sampleRate) override;
     void broken() override;
+    void stalled() override;
 
 private:
     [[nodiscard]] SpectrumRange range() const;

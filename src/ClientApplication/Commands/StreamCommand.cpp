@@ -23,7 +23,8 @@ QCommandLineOption formatOption()
 } // namespace
 
 StreamCommand::StreamCommand()
-    : m_pipe(STDOUT_FILENO)
+    : SampleCommand({})
+    , m_pipe(STDOUT_FILENO)
 {
 }
 

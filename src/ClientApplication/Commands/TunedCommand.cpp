@@ -2,6 +2,7 @@
 
 #include "ClientApplication/DeviceText.h"
 #include "ClientApplication/Options.h"
+#include "ClientApplication/Terminal.h"
 #include "ClientApplication/Text.h"
 
 #include <algorithm>
@@ -19,8 +20,15 @@ constexpr int kFilePlayer = 0; // its type
 
 } // namespace
 
-TunedCommand::TunedCommand()
+TunedCommand::TunedCommand(const Patience& patience)
+    : SessionCommand(patience)
+    , m_stallWatch(patience.stalled, patience.lost)
 {
+    connect(&session(), &ClientSession::stateChanged, this, [this](ClientSession::State state) {
+        m_stallWatch.setExpecting(state == ClientSession::State::Connected);
+    });
+    connect(&m_stallWatch, &StallWatch::stalled, this, &TunedCommand::stalled);
+    connect(&m_stallWatch, &StallWatch::lost, this, &TunedCommand::onLost);
     m_patience.setSingleShot(true);
     m_settling.setSingleShot(true);
     connect(&m_patience, &QTimer::timeout, this, [this] {
@@ -78,6 +86,10 @@ void TunedCommand::begin()
                  .arg(Text::hertz(rate / 2)));
         return;
     }
+    if (const QString effect = DeviceText::correctionAtStart(device()); !effect.isEmpty()) {
+        Terminal::note(effect);
+        m_frequencyBefore = device().frequency();
+    }
     connect(&device(), &RemoteDevice::synchronized, this, &TunedCommand::tuneAgain);
     tune();
 }
@@ -92,6 +104,9 @@ bool TunedCommand::isPlayer()
 // In a session that has come back.
 void TunedCommand::tuneAgain()
 {
+    if (m_frequencyBefore && !m_frequency) {
+        device().setFrequency(*m_frequencyBefore);
+    }
     const std::optional<double> wanted = m_frequency ? m_frequency : device().frequency();
     if (isPlayer() && wanted) {
         device().setFrequency(*wanted);
@@ -163,4 +178,22 @@ void TunedCommand::onSettled()
         fail(ExitCode::SessionLost,
              QStringLiteral("the server doesn't tell the rate of its samples: try again"));
     }
+}
+
+void TunedCommand::stalled()
+{
+    Terminal::note(QStringLiteral("nothing has come for %1 s: waiting").arg(m_stallWatch.silence() / 1000));
+}
+
+void TunedCommand::onLost()
+{
+    if (m_isReconnecting) {
+        return;
+    }
+    broken();
+    fail(ExitCode::SessionLost,
+         QStringLiteral(
+             "nothing has come for %1 s, though the session goes on: see whether a firewall lets the "
+             "server's datagrams pass, or wait on with --reconnect")
+             .arg(m_stallWatch.silence() / 1000));
 }

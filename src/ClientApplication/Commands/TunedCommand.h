@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ClientApplication/Commands/SessionCommand.h"
+#include "ClientApplication/StallWatch.h"
 
 #include <QTimer>
 #include <optional>
@@ -17,7 +18,7 @@ public:
     void start() override;
 
 protected:
-    TunedCommand();
+    explicit TunedCommand(const Patience& patience);
 
     /// The stream's needs, which --bandwidth overrides if there is such an option.
     struct Bandwidth
@@ -30,12 +31,16 @@ protected:
     /// Tuned; `sampleRate` is the stream's, in hertz.
     virtual void beginTuned(double sampleRate) = 0;
 
+    /// Nothing has come for a while; says so.
+    virtual void stalled();
+
     void begin() final;
 
     /// Hz, what stands at 0 Hz in the samples.
     [[nodiscard]] double centre();
+    /// Of what the command receives; started by it.
+    [[nodiscard]] StallWatch& stallWatch() { return m_stallWatch; }
     [[nodiscard]] double offset() const { return m_offset.value_or(0.0); }
-    [[nodiscard]] bool isReconnecting() const { return m_isReconnecting; }
 
 private:
     [[nodiscard]] bool isPlayer();
@@ -44,13 +49,16 @@ private:
     void onFrequency(double hertz);
     void settle();
     void onSettled();
+    void onLost();
     [[nodiscard]] bool isRateSettled();
 
-    std::optional<double> m_frequency; // Hz, wanted
-    std::optional<double> m_offset;    // Hz
+    std::optional<double> m_frequency;       // Hz, wanted
+    std::optional<double> m_frequencyBefore; // Hz, of a receiver that moves at each start
+    std::optional<double> m_offset;          // Hz
     bool m_isReconnecting = false;
     bool m_isTuning = false;
     QTimer m_patience; // for the echo of the frequency
     QTimer m_settling;
+    StallWatch m_stallWatch;
     int m_looks = 0; // at the rate, so far
 };

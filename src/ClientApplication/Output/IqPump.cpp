@@ -30,6 +30,11 @@ IqPump::~IqPump()
     wait();
 }
 
+bool IqPump::takes(const IqBlock& block) const
+{
+    return std::abs(block.sampleRate - m_sampleRate) <= 0.5;
+}
+
 void IqPump::stop()
 {
     m_queue.close();
@@ -59,7 +64,7 @@ IqSink::Outcome IqPump::carry()
             IqBlock& block = taken->block;
             block.missing += taken->dropped;
             m_missing += block.missing;
-            if (std::abs(block.sampleRate - m_sampleRate) > 0.5) {
+            if (!takes(block)) {
                 skipped += block.missing;
                 continue;
             }

@@ -23,6 +23,8 @@ public:
     /// Stops and waits.
     ~IqPump() override;
 
+    /// True for a block at the rate that is not left out.
+    [[nodiscard]] bool takes(const IqBlock& block) const;
     /// Closes the queue; what is in it is still written, and `ended` follows.
     void stop();
 

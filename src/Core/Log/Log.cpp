@@ -1,5 +1,7 @@
 #include "Core/Log/Log.h"
 
+#include "Core/Log/LogLimiter.h"
+
 namespace
 {
 
@@ -7,6 +9,19 @@ QDebug tagged(QDebug stream, const char* severity, const char* file, const char*
 {
     stream.noquote() << severity << Log::sourceTag(file) << "]" << function << ":" << line << "=>\t";
     return stream;
+}
+
+bool isAdmitted(const char* file, int line, QtMsgType level)
+{
+    return LogLimiter::ofPlace(file, line, level).admit();
+}
+
+// What nobody reads.
+QDebug nowhere()
+{
+    static thread_local QString text;
+    text.resize(0);
+    return QDebug(&text);
 }
 
 } // namespace
@@ -23,12 +38,23 @@ QString Log::sourceTag(const char* file)
     return path.left(path.lastIndexOf(QLatin1Char('.')));
 }
 
-QDebug Log::warning(const char* file, const char* function, int line)
+QDebug Log::unlimitedWarning(const char* file, const char* function, int line)
 {
     return tagged(qWarning(), "[ W ][", file, function, line);
 }
 
+QDebug Log::debug(const char* file, int line)
+{
+    return isAdmitted(file, line, QtDebugMsg) ? unlimitedDebug() : nowhere();
+}
+
+QDebug Log::warning(const char* file, const char* function, int line)
+{
+    return isAdmitted(file, line, QtWarningMsg) ? unlimitedWarning(file, function, line) : nowhere();
+}
+
 QDebug Log::critical(const char* file, const char* function, int line)
 {
-    return tagged(qCritical(), "[ C ][", file, function, line);
+    return isAdmitted(file, line, QtCriticalMsg) ? tagged(qCritical(), "[ C ][", file, function, line)
+                                                 : nowhere();
 }

@@ -4,6 +4,8 @@
 
 /// The form of every warning and critical record: "[ W ][ Core/Worker/Worker ] start : 57 =>\t", then the
 /// message, each item followed by one blank. Debug and info records are the message alone.
+/// Of the records of one place in the source, but those at info level, 1,000 a minute are logged
+/// (LogLimiter).
 namespace Log
 {
 
@@ -15,19 +17,23 @@ QDebug warning(const char* file, const char* function, int line);
 QDebug critical(const char* file, const char* function, int line);
 
 /// Records at debug and info level, unquoted.
-inline QDebug debug()
-{
-    return qDebug().noquote();
-}
+QDebug debug(const char* file, int line);
 inline QDebug info()
 {
     return qInfo().noquote();
 }
+
+/// For what counts by itself, and for answers to the one at the console.
+inline QDebug unlimitedDebug()
+{
+    return qDebug().noquote();
+}
+QDebug unlimitedWarning(const char* file, const char* function, int line);
 
 } // namespace Log
 
 // Macros, since only they know the place they stand at. Any thread.
 #define LOG_WARNING() Log::warning(__FILE__, __func__, __LINE__)
 #define LOG_CRITICAL() Log::critical(__FILE__, __func__, __LINE__)
-#define LOG_DEBUG() Log::debug()
+#define LOG_DEBUG() Log::debug(__FILE__, __LINE__)
 #define LOG_INFO() Log::info()

@@ -17,6 +17,7 @@ constexpr int kOutCapacity = 65'536; // samples
 constexpr double kInteger64Limit = 9'223'372'036'854'775'808.0; // 2^63
 
 constexpr double kPerMillion = 1e6;
+constexpr double kLowestSampleRate = 1.0; // Hz
 
 } // namespace
 
@@ -38,10 +39,13 @@ AbstractRadioDevice::~AbstractRadioDevice()
 
 void AbstractRadioDevice::initDsp()
 {
-    m_dsp = new DspH;
-    m_dsp->reset();
-    m_dspThread = new ThreadManager(m_dsp, this);
-    m_dspThread->start(QThread::HighestPriority);
+    auto* const dsp = new DspH;
+    dsp->reset();
+    m_dspThread = new ThreadManager(dsp, this);
+    if (!m_dspThread->start(QThread::HighestPriority)) {
+        return;
+    }
+    m_dsp = dsp;
     connect(m_dsp, &DspH::outSampleRateChanged, this, &AbstractRadioDevice::outSampleRateChanged);
     m_dsp->setBuffer(inBuffer(), QStringLiteral("in"));
     m_dsp->setBuffer(outBuffer(), QStringLiteral("out"));
@@ -78,7 +82,7 @@ bool AbstractRadioDevice::isUsable(double value)
 void AbstractRadioDevice::setSampleRate(double rate)
 {
     if (!isUsable(rate)) {
-        LOG_LIMITED(LOG_WARNING()) << "Error set sample rate - value refused!" << rate;
+        refuseSampleRate(rate);
         return;
     }
     m_sampleRate = rate;
@@ -86,6 +90,21 @@ void AbstractRadioDevice::setSampleRate(double rate)
     if (m_dsp != nullptr) {
         m_dsp->setProperty("inSampleRate", rate);
     }
+}
+
+void AbstractRadioDevice::writeSampleRate(double rate)
+{
+    if (rate < kLowestSampleRate) {
+        refuseSampleRate(rate);
+        return;
+    }
+    setSampleRate(rate);
+}
+
+void AbstractRadioDevice::refuseSampleRate(double rate)
+{
+    LOG_LIMITED(LOG_WARNING()) << "Error set sample rate - value refused!" << rate;
+    emit sampleRateChanged(m_sampleRate);
 }
 
 void AbstractRadioDevice::resetSampleRate()
@@ -109,11 +128,21 @@ bool AbstractRadioDevice::storeFrequency(double hertz)
     const double corrected = hertz / (1.0 - m_ppm / kPerMillion);
     if (!isUsable(hertz) || !isUsable(corrected)) {
         LOG_LIMITED(LOG_WARNING()) << "Error set frequency - value refused!" << hertz;
+        emit frequencyChanged(m_loFrequency);
         return false;
     }
+    m_askedFrequency = hertz;
     m_loFrequency = corrected;
     emit frequencyChanged(m_loFrequency);
     return true;
+}
+
+void AbstractRadioDevice::restored()
+{
+    // The frequency stands before the correction in the list of properties, so it was set without.
+    if (m_ppm != 0.0) {
+        setFrequency(m_askedFrequency);
+    }
 }
 
 void AbstractRadioDevice::resetFrequency()
@@ -144,13 +173,8 @@ void AbstractRadioDevice::setupDspH(double preferredBandWidth, double aliasFreeB
 
 void AbstractRadioDevice::setLevelCorrection(double decibels)
 {
-    const double factor = std::pow(10.0, -decibels / 20.0);
-    if (!std::isfinite(decibels) || !std::isfinite(factor)) {
-        LOG_LIMITED(LOG_WARNING()) << "Error set level correction - value refused!" << decibels;
-        return;
-    }
     m_levelDb = decibels;
-    m_levelFactor = factor;
+    m_levelFactor = std::pow(10.0, -decibels / 20.0);
 }
 
 void AbstractRadioDevice::resetLevelCorrection()

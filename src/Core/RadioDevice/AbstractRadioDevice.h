@@ -17,8 +17,10 @@ class ThreadManager;
 /// Thread:    stays on the thread that made it. Its DspH has one of its own for the device's whole life.
 /// Ownership: owns its DspH and that one's thread; shares both rings with the streams.
 /// Units:     hertz, decibels; frequency corrections in parts per million.
-/// Errors:    errorHappen and a warning with the same text. A value that no hardware or stage could take
-///            (not finite, or beyond 64 bits) is refused by its setter with one warning and changes nothing.
+/// Errors:    errorHappen and a warning with the same text. A frequency or rate that no hardware or stage
+/// could
+///            take (not finite, or beyond 64 bits) is refused by its setter with one warning; the notify
+///            signal then tells the value that stays.
 class AbstractRadioDevice : public Worker, public IQSource
 {
     Q_OBJECT
@@ -26,8 +28,8 @@ class AbstractRadioDevice : public Worker, public IQSource
     Q_PROPERTY(int type READ type)
     Q_PROPERTY(QStringList supportSampleRates READ supportSampleRates)
     Q_PROPERTY(QStringList supportFrequencies READ supportFrequencies)
-    Q_PROPERTY(
-        double sampleRate READ sampleRate WRITE setSampleRate RESET resetSampleRate NOTIFY sampleRateChanged)
+    Q_PROPERTY(double sampleRate READ sampleRate WRITE writeSampleRate RESET resetSampleRate NOTIFY
+                   sampleRateChanged)
     Q_PROPERTY(
         double frequency READ frequency WRITE setFrequency RESET resetFrequency NOTIFY frequencyChanged)
     Q_PROPERTY(int ppmCorrection READ ppmCorrection WRITE setPpmCorrection RESET resetPpmCorrection NOTIFY
@@ -50,11 +52,17 @@ public:
     /// The ring of reduced samples, written by DspH.
     [[nodiscard]] QSharedPointer<RingBuffer<DoubleComplex>> outBuffer() const { return m_outBuffer; }
 
+    /// False if the system gave no thread for the DspH. Such a device can't be started, only deleted.
+    [[nodiscard]] bool hasDsp() const { return m_dsp != nullptr; }
+
     /// True if some range holds the frequency, limits included.
     [[nodiscard]] bool isFrequencySupported(double hertz) const;
 
     [[nodiscard]] virtual double sampleRate() const { return m_sampleRate; }
     virtual void setSampleRate(double rate);
+    /// The property's: refuses also a rate below 1, at which the DspH would stop. A library's own list may
+    /// hold one, and `resetSampleRate` sets it.
+    void writeSampleRate(double rate);
     virtual void resetSampleRate();
 
     /// The frequency that was asked for: the hardware's, with the correction taken out again. Changes with
@@ -74,6 +82,7 @@ public:
     void setPpmCorrection(int ppm) { m_ppm = ppm; }
     void resetPpmCorrection() { m_ppm = 0.0; }
 
+    /// Any value is kept, also one that is no number.
     [[nodiscard]] double levelCorrection() const { return m_levelDb; }
     void setLevelCorrection(double decibels);
     void resetLevelCorrection();
@@ -97,8 +106,13 @@ protected:
     /// Makes the DspH on its thread and gives it both rings; called once by each driver's constructor.
     void initDsp();
 
+    /// Sets the restored frequency once more, now that the correction is restored as well.
+    void restored() override;
+
     /// The base of setFrequency; false, with a warning, if the corrected frequency is none to tune to.
     bool storeFrequency(double hertz);
+
+    void refuseSampleRate(double rate);
 
     /// True for what is finite and fits a 64-bit integer.
     [[nodiscard]] static bool isUsable(double value);
@@ -108,10 +122,11 @@ protected:
     QStringList m_supportFrequencies;
     QList<QPair<double, double>> m_frequencyRanges; // Hz, lowest and highest
     double m_loFrequency = 0.0;                     // Hz, corrected
+    double m_askedFrequency = 0.0;                  // Hz, that m_loFrequency was corrected from
     double m_ppm = 0.0;
     double m_levelFactor = 1.0; // linear
     double m_levelDb = 0.0;
-    DspH* m_dsp = nullptr; // deleted by its thread
+    DspH* m_dsp = nullptr; // deleted by its thread; null without one
     ThreadManager* m_dspThread = nullptr;
     QSharedPointer<RingBuffer<DoubleComplex>> m_outBuffer;
 };

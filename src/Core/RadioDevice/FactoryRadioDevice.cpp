@@ -8,6 +8,7 @@
 #include "RadioDevice/RtlUsb/RtlUsbRadioDevice.h"
 
 #include <array>
+#include <memory>
 
 namespace
 {
@@ -46,9 +47,12 @@ AbstractRadioDevice* FactoryRadioDevice::make(const QSharedPointer<InfoRadioDevi
     LOG_DEBUG() << "Factory radio device:" << name;
     for (const Maker& maker : kMakers) {
         if (maker.type == info->type()) {
-            AbstractRadioDevice* device = maker.make(info);
+            std::unique_ptr<AbstractRadioDevice> device(maker.make(info));
+            if (!device->hasDsp()) {
+                break;
+            }
             device->reset();
-            return device;
+            return device.release();
         }
     }
     LOG_CRITICAL() << "Error factory RadioDevice!" << name << info->identificator;

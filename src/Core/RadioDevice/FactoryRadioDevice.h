@@ -9,6 +9,6 @@ class FactoryRadioDevice : public QObject
 
 public:
     /// A device with every property at its default, without a parent and owned by the caller; null, with a
-    /// critical record, for a type that no driver here serves.
+    /// critical record, for a type that no driver here serves and if the system gives no thread for its DspH.
     [[nodiscard]] static AbstractRadioDevice* make(const QSharedPointer<InfoRadioDevice>& info);
 };

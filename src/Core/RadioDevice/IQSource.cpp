@@ -1,6 +1,7 @@
 #include "Core/RadioDevice/IQSource.h"
 
 #include "Core/Log/Log.h"
+#include "Core/Losses/Losses.h"
 
 #include <cmath>
 #include <limits>
@@ -80,6 +81,17 @@ void IQSource::write(int count, bool wait)
     wakeReaders();
 }
 
+void IQSource::dropLargeBlock(qint64 samples)
+{
+    countBlock();
+    Losses::process().add(Losses::Cause::LargeBlocks, samples);
+}
+
+void IQSource::dropUnusableBlock()
+{
+    Losses::process().add(Losses::Cause::UnusableBlocks, 1);
+}
+
 void IQSource::countBlock()
 {
     ++m_blockCounter;
@@ -119,6 +131,11 @@ void IQSource::onWatchdog()
         m_lastBlockCounter = counter;
         return;
     }
+    reportNoData();
+}
+
+void IQSource::reportNoData()
+{
     LOG_WARNING() << "No IQ data - stop!";
     if (m_noDataCallback) {
         m_noDataCallback();

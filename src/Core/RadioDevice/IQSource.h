@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
 
 #include <QMutexLocker>
@@ -70,6 +70,15 @@ public:
     [[nodiscard]] QSharedPointer<RingBuffer<DoubleComplex>> inBuffer() const { return m_inBuffer; }
 
 protected:
+    /// Instead of a `write`, of `samples` that are too many for the ring: they are counted as lost (Losses),
+    /// and to the watchdog they are a sign of life.
+    void dropLargeBlock(qint64 samples);
+    /// Instead of a `write`, of a block that holds no samples to use: it is counted as lost.
+    static void dropUnusableBlock();
+
+    /// What the watchdog does when no block has come, for a driver that knows that none will.
+    void reportNoData();
+
     QVector<DoubleComplex> m_block;
     // Set on the device's thread, read by the delivering one as well.
     std::atomic<bool> m_swapIQ{false};

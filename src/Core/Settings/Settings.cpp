@@ -1,10 +1,12 @@
 #include "Core/Settings/Settings.h"
 
+#include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 
 #include <QMetaProperty>
 #include <QSettings>
+#include <limits>
 
 namespace
 {
@@ -39,6 +41,12 @@ QVariant readIn(QLatin1String group, const char* function, const QString& key, c
     return value;
 }
 
+void logWriteError(const char* function, const QString& key, QSettings::Status status)
+{
+    LOG_LIMITED(Log::critical(__FILE__, function, __LINE__))
+        << "Error write settings, key:" << key << "status:" << status;
+}
+
 bool writeIn(QLatin1String group, const char* function, const QString& key, const QVariant& value)
 {
     QSettings settings;
@@ -46,10 +54,33 @@ bool writeIn(QLatin1String group, const char* function, const QString& key, cons
     settings.setValue(key, value);
     const QSettings::Status status = syncedStatus(settings);
     if (status != QSettings::NoError) {
-        LOG_LIMITED(Log::critical(__FILE__, function, __LINE__))
-            << "Error write settings, key:" << key << "status:" << status;
+        logWriteError(function, key, status);
     }
     return status == QSettings::NoError;
+}
+
+// The types of property that the store keeps as plain text.
+bool isText(const QVariant& value)
+{
+    switch (static_cast<QMetaType::Type>(value.type())) {
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+    case QMetaType::QString:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Whether writing `value` would leave the store as it is. What was read from the disk is text, whatever it
+// was when it was written.
+bool isStored(const QVariant& stored, const QVariant& value)
+{
+    return isText(stored) && isText(value) && stored.toString() == value.toString();
 }
 
 QVariant valueIn(QLatin1String group, QSettings& settings, const QString& key)
@@ -95,7 +126,8 @@ bool Settings::check_settings()
     if (syncedStatus(settings) != QSettings::NoError) {
         return false;
     }
-    settings.setValue(kCheckKey, checks + 1);
+    // The count stays at the largest number there is; that it can be written is proved all the same.
+    settings.setValue(kCheckKey, checks < std::numeric_limits<qint64>::max() ? checks + 1 : checks);
     return syncedStatus(settings) == QSettings::NoError;
 }
 
@@ -148,7 +180,7 @@ void Settings::restore(const QString& key, QObject* object)
         } else if (!property.write(object, value)) {
             LOG_LIMITED(LOG_WARNING())
                 << QStringLiteral("Error load property! Key: %1, property: %2, value: %3")
-                       .arg(key, QString::fromUtf8(property.name()), value.toString());
+                       .arg(key, QString::fromUtf8(property.name()), foreignText(value.toString()));
         }
     }
 }
@@ -158,6 +190,10 @@ void Settings::save(const QString& key, QObject* object)
     const QMetaObject* const meta = object->metaObject();
     LOG_DEBUG()
         << QStringLiteral("Save properties, key: %1 %2").arg(key, QString::fromUtf8(meta->className()));
+    // One trip to the disk for all: each costs the event loop milliseconds.
+    QSettings settings;
+    settings.beginGroup(kOrdinaryGroup);
+    QStringList written;
     for (int i = 0; i < meta->propertyCount(); ++i) {
         const QMetaProperty property = meta->property(i);
         if (!isPersistent(property)) {
@@ -165,11 +201,24 @@ void Settings::save(const QString& key, QObject* object)
         }
         const QVariant value = property.read(object);
         if (value.isValid() && !value.isNull()) {
-            write(propertyKey(key, property), value);
+            const QString name = propertyKey(key, property);
+            if (!isStored(settings.value(name), value)) {
+                settings.setValue(name, value);
+                written.append(name);
+            }
         } else {
             LOG_LIMITED(LOG_WARNING())
                 << QStringLiteral("Error save property! Null or not valid! Key: %1, property: %2, value: %3")
-                       .arg(key, QString::fromUtf8(property.name()), value.toString());
+                       .arg(key, QString::fromUtf8(property.name()), foreignText(value.toString()));
+        }
+    }
+    if (written.isEmpty()) {
+        return;
+    }
+    const QSettings::Status status = syncedStatus(settings);
+    if (status != QSettings::NoError) {
+        for (const QString& name : qAsConst(written)) {
+            logWriteError("write", name, status);
         }
     }
 }

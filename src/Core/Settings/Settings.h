@@ -15,8 +15,8 @@ class Settings
 public:
     Settings() = delete;
 
-    /// Proves that the store can be read and written, by counting up the key "check_settings"; false is the
-    /// only report.
+    /// Proves that the store can be read and written, by counting up the key "check_settings", as far as 64
+    /// bits go; false is the only report.
     [[nodiscard]] static bool check_settings();
 
     /// Ordinary values, the properties of workers among them.
@@ -35,8 +35,8 @@ public:
     /// stored value is reset. A failure costs its own property alone. On the object's thread.
     static void restore(const QString& key, QObject* object);
 
-    /// Stores each writable and resettable property of `object` under `key`; null values are not stored.
-    /// On the object's thread.
+    /// Stores each writable and resettable property of `object` under `key`; null values are not stored, and
+    /// what is stored already is left alone. On the object's thread.
     static void save(const QString& key, QObject* object);
 
     /// Empties the whole store, private values included.

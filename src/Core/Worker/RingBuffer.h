@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Platform/Pages.h"
+
 #include <QMutex>
 #include <QWaitCondition>
 #include <algorithm>
-#include <memory>
-#include <new>
 #include <type_traits>
+#include <utility>
 
 /// The sample queue between threads: one writer, any number of readers, each with an index of its own.
 /// The writer never looks at the readers: a slow one is overrun.
@@ -19,9 +20,30 @@ public:
     explicit RingBuffer(int size)
         : capacity(size)
         , mask(size - 1)
-        , data(new (kAlignment) T[static_cast<std::size_t>(size)]())
+        , m_pages(allocate(size))
+        , data(static_cast<T*>(m_pages.data()))
     {
-        Q_ASSERT(size > 0 && (size & (size - 1)) == 0);
+    }
+
+    /// Makes room for `size` samples, a power of two. The newest samples stay, as many as both sizes hold,
+    /// and `writeIndex` unless the ring gets too small for it. An index is found again by `RingPosition`.
+    void resize(int size)
+    {
+        // No reader has more than that to read: of a full ring nothing is available.
+        const auto most = static_cast<quint64>(std::min(capacity, size) - 1);
+        const int kept = static_cast<int>(std::min(most, written));
+        Pages pages = allocate(size);
+        T* const resized = static_cast<T*>(pages.data());
+        for (int i = 1; i <= kept; ++i) {
+            resized[(writeIndex - i) & (size - 1)] = data[(writeIndex - i) & mask];
+        }
+        m_pages = std::move(pages);
+        data = resized;
+        capacity = size;
+        mask = size - 1;
+        writeIndex &= mask;
+        lastWriteIndex = writeIndex;
+        oldestKept = written - static_cast<quint64>(kept);
     }
 
     /// Appends `count` samples, 0 or more. Of more than the ring holds only the last `capacity` stay, where
@@ -42,12 +64,13 @@ public:
         const int start = advance(writeIndex, skipped);
         const int kept = count - skipped;
         const int toEnd = std::min(kept, capacity - start);
-        make(data.get() + start, skipped, toEnd);
+        make(data + start, skipped, toEnd);
         if (toEnd < kept) {
-            make(data.get(), skipped + toEnd, kept - toEnd);
+            make(data, skipped + toEnd, kept - toEnd);
         }
         writeIndex = advance(writeIndex, count);
         lastWriteIndex = writeIndex;
+        written += static_cast<quint64>(count);
     }
 
     /// Copies `count` samples from `index` on, 0 to `capacity`; beyond that nothing more is copied. Whether
@@ -58,8 +81,8 @@ public:
         const int start = advance(index, 0);
         const int wanted = std::min(count, capacity);
         const int toEnd = std::min(wanted, capacity - start);
-        std::copy_n(data.get() + start, toEnd, samples);
-        std::copy_n(data.get(), wanted - toEnd, samples + toEnd);
+        std::copy_n(data + start, toEnd, samples);
+        std::copy_n(data, wanted - toEnd, samples + toEnd);
     }
 
     /// Samples written since a reader stood at `readIndex`, 0 to `capacity` - 1; 0 if the indices are equal.
@@ -72,10 +95,12 @@ public:
                                 static_cast<unsigned>(mask));
     }
 
-    const int capacity;
-    const int mask;
+    int capacity;
+    int mask;
     int writeIndex = 0;     ///< The next sample to be written.
     int lastWriteIndex = 0; ///< Copied from `writeIndex` after every write; a reader may step it back.
+    quint64 written = 0;    ///< All samples ever written.
+    quint64 oldestKept = 0; ///< How many of them had been written before those that the last `resize` kept.
 
     QMutex mutex;
     QWaitCondition dataReady;  ///< Woken by the writer after a write, all waiters.
@@ -84,13 +109,15 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(RingBuffer)
 
-    // A line of the cache, and the longest vector: one that lies across two lines takes twice the time.
-    static constexpr std::align_val_t kAlignment{64};
-    static_assert(std::is_trivially_destructible_v<T>);
-    struct Release
-    {
-        void operator()(T* samples) const { operator delete[](samples, kAlignment); }
-    };
+    // The pages are zero, and that is all there is to making and ending a sample.
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
 
-    std::unique_ptr<T[], Release> data;
+    static Pages allocate(int size)
+    {
+        Q_ASSERT(size > 0 && (size & (size - 1)) == 0);
+        return Pages(static_cast<std::size_t>(size) * sizeof(T));
+    }
+
+    Pages m_pages;
+    T* data;
 };

@@ -3,6 +3,8 @@
 #include "Core/Log/Log.h"
 #include "Core/Worker/Worker.h"
 
+#include <memory>
+
 namespace
 {
 
@@ -38,16 +40,22 @@ ThreadManager::~ThreadManager()
     }
 }
 
-void ThreadManager::start(QThread::Priority priority)
+bool ThreadManager::start(QThread::Priority priority)
 {
-    m_thread = new QThread;
-    m_thread->setObjectName(QString::fromUtf8(m_worker->metaObject()->className()));
+    auto thread = std::make_unique<QThread>();
+    thread->setObjectName(QString::fromUtf8(m_worker->metaObject()->className()));
+    connect(thread.get(), &QThread::finished, m_worker, &Worker::deleteLater);
+    connect(thread.get(), &QThread::finished, thread.get(), &QThread::deleteLater);
+    thread->start(priority);
+    ++s_countThreads; // also of a start that fails: the destructor counts down for it
+    if (!thread->isRunning()) {
+        LOG_CRITICAL() << "Error start thread!" << thread->objectName();
+        return false;
+    }
+    m_thread = thread.release();
     m_worker->moveToThread(m_thread);
-    connect(m_thread, &QThread::finished, m_worker, &Worker::deleteLater);
-    connect(m_thread, &QThread::finished, m_thread, &QThread::deleteLater);
-    m_thread->start(priority);
-    ++s_countThreads;
     LOG_DEBUG() << QStringLiteral("Start thread, priority: %1, count threads: %2")
                        .arg(m_thread->priority())
                        .arg(s_countThreads);
+    return true;
 }

@@ -18,8 +18,9 @@ public:
     /// Stops the worker and ends the thread: within two seconds, or by force.
     ~ThreadManager() override;
 
-    /// Moves the worker, which has no parent, to a new thread. Once for each manager.
-    void start(QThread::Priority priority);
+    /// Moves the worker, which has no parent, to a new thread. Once for each manager. False, with a critical
+    /// record, if the system gives no thread: the worker stays where it is.
+    bool start(QThread::Priority priority);
 
 private:
     Q_DISABLE_COPY_MOVE(ThreadManager)

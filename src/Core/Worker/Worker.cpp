@@ -1,9 +1,10 @@
 #include "Core/Worker/Worker.h"
 
+#include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Core/Settings/Settings.h"
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/SetBufferEvent.h"
 #include "Core/Worker/SetPropertyEvent.h"
 
@@ -154,7 +155,13 @@ void Worker::processEvents()
     // The dispatcher alone passes over what was posted before the event that this is called from was taken
     // up: it believes that round of it to be under way still.
     QCoreApplication::sendPostedEvents();
-    thread()->eventDispatcher()->processEvents(QEventLoop::AllEvents);
+    QAbstractEventDispatcher* const dispatcher = thread()->eventDispatcher();
+    dispatcher->processEvents(QEventLoop::AllEvents);
+    if (!running()) {
+        // This round may have taken the wake-up by which the thread was asked to end, and the round that this
+        // is called from would then wait for another.
+        dispatcher->wakeUp();
+    }
 }
 
 void Worker::setPropertyEvent(SetPropertyEvent* event)
@@ -165,17 +172,19 @@ void Worker::setPropertyEvent(SetPropertyEvent* event)
         LOG_LIMITED(LOG_WARNING())
             << QStringLiteral(
                    "Error set property - property not writable! Class name: %1, property: %2, value: %3")
-                   .arg(className(), event->name(), event->value().toString());
+                   .arg(className(), event->name(), foreignText(event->value().toString()));
     } else if (!property.write(this, event->value())) {
         LOG_LIMITED(LOG_WARNING()) << QStringLiteral(
                                           "Error set property! Class name: %1, property: %2, value: %3")
-                                          .arg(className(), event->name(), event->value().toString());
+                                          .arg(className(), event->name(),
+                                               foreignText(event->value().toString()));
     }
 }
 
 void Worker::onRestore(const QString& key)
 {
     Settings::restore(key, this);
+    restored();
 }
 
 void Worker::onSave(const QString& key)

@@ -83,6 +83,9 @@ protected:
 
     void setState(State next);
 
+    /// Called when every property has been restored.
+    virtual void restored() {}
+
     /// Handles what waits for this thread, once, without blocking.
     void processEvents();
 

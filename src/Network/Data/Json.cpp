@@ -1,5 +1,6 @@
 #include "Network/Data/Json.h"
 
+#include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Network/Data/JsonText.h"
@@ -12,7 +13,7 @@ namespace
 QString conversionError(QLatin1String type, const QString& key, const QVariant& value)
 {
     return QStringLiteral("Error convert QJsonObject %1 value! Key: %2, value: %3")
-        .arg(type, key, value.toString());
+        .arg(type, key, foreignText(value.toString()));
 }
 
 } // namespace

@@ -51,7 +51,9 @@ int160::int160(QByteArray bytes)
 int160 int160::random()
 {
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
-    QRandomGenerator64* const generator = QRandomGenerator64::global();
+    // The process's own generator can be computed from some of its numbers, and a session's id is its only
+    // secret.
+    QRandomGenerator64* const generator = QRandomGenerator64::system();
     QByteArray bytes(kSize, '\0');
     for (int i = 0; i < kSize; ++i) {
         const auto clock = static_cast<quint8>(now >> (56 - 8 * (i % 8)));

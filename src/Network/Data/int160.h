@@ -20,7 +20,8 @@ public:
     /// From 40 hexadecimal digits in either case; any other text gives the empty value.
     explicit int160(const QString& hex);
 
-    /// Unlikely to be met twice; drawn from the process's random generator and the clock. Any thread.
+    /// Unlikely to be met twice; drawn from the system's random generator and the clock: whoever knows
+    /// others can't tell it. Any thread.
     static int160 random();
     static int160 lowest();
     static int160 highest();

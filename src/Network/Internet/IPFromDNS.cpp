@@ -1,5 +1,6 @@
 #include "Network/Internet/IPFromDNS.h"
 
+#include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 
 namespace
@@ -42,7 +43,7 @@ void IPFromDNS::handleServers()
         return;
     }
     const QDnsHostAddressRecord& record = records.constFirst();
-    LOG_DEBUG() << "DNS lookup" << record.name() << record.value();
+    LOG_DEBUG() << "DNS lookup" << foreignText(record.name()) << record.value();
     emit finish(record.value());
 }
 

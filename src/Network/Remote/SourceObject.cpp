@@ -1,9 +1,12 @@
 #include "Network/Remote/SourceObject.h"
 
+#include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Network/Data/Json.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QMetaMethod>
 #include <QMetaProperty>
 #include <utility>
@@ -31,11 +34,22 @@ QJsonObject namedValue(const QMetaProperty& property, const QObject* object)
             {kValueKey, QJsonValue::fromVariant(property.read(object))}};
 }
 
-// True if the name is there already, or a dynamic property more does no harm.
-bool mayWrite(const QObject* target, const QByteArray& name)
+// Bytes of JSON text.
+int sizeOf(const QJsonValue& value)
+{
+    constexpr int kBrackets = 2;
+    return QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact).size() - kBrackets;
+}
+
+// True if the target has the property, or a dynamic one of this name and value does no harm.
+bool mayWrite(const QObject* target, const QByteArray& name, const QJsonValue& value)
 {
     if (target->metaObject()->indexOfProperty(name.constData()) >= 0) {
         return true;
+    }
+    if (name.size() > SourceObject::kMaximumDynamicSize ||
+        sizeOf(value) > SourceObject::kMaximumDynamicSize) {
+        return false;
     }
     const QList<QByteArray> dynamicNames = target->dynamicPropertyNames();
     return dynamicNames.size() < SourceObject::kMaximumDynamicProperties || dynamicNames.contains(name);
@@ -44,12 +58,13 @@ bool mayWrite(const QObject* target, const QByteArray& name)
 } // namespace
 
 SourceObject::SourceObject(const QString& name, QObject* target, QSharedPointer<RpcSocket> rpc,
-                           const NodeInfo& peer, QObject* parent)
+                           const NodeInfo& peer, QObject* parent, RpcSocket::Clock clock)
     : QObject(parent)
     , m_name(name)
     , m_target(target)
     , m_peer(peer)
     , m_rpc(std::move(rpc))
+    , m_clock(std::move(clock))
 {
     declareFunctions();
     catchAllSignals(target);
@@ -110,8 +125,26 @@ void SourceObject::onPropertyChanged()
     }
 }
 
+bool SourceObject::maySendSet()
+{
+    constexpr qint64 kSecond = 1000; // ms
+    const qint64 now = m_clock();
+    if (m_setTimes.size() == kSetsPerSecond) {
+        if (now - m_setTimes.front() < kSecond) {
+            return false;
+        }
+        m_setTimes.pop_front();
+    }
+    m_setTimes.push_back(now);
+    return true;
+}
+
 QJsonObject SourceObject::onInitReplica(const NodeInfo& caller)
 {
+    if (!maySendSet()) {
+        m_rpc->withholdReply();
+        return {};
+    }
     if (m_peer.id.isNull()) {
         m_peer = caller;
     }
@@ -166,8 +199,9 @@ QJsonObject SourceObject::onWriteProperty(const QJsonObject& request)
         return {};
     }
     const QByteArray key = name.toUtf8();
-    if (!mayWrite(m_target, key)) {
-        LOG_LIMITED(LOG_WARNING()) << "Error write property - too many dynamic properties!" << name;
+    if (!mayWrite(m_target, key, request.value(kValueKey))) {
+        LOG_LIMITED(LOG_WARNING()) << "Error write property - too many dynamic properties!"
+                                   << foreignText(name);
         return {};
     }
     m_target->setProperty(key.constData(), value);

@@ -6,10 +6,11 @@
 #include <QObject>
 #include <QPointer>
 #include <QSharedPointer>
+#include <deque>
 
 /// Publishes every property of one object to a peer, and writes the peer's values to it.
-/// The whole set goes out when a replica asks (it_ra_), single values when they change (pc_), and any node
-/// may write (wp_). The pair's name stands directly behind each command's prefix.
+/// The whole set goes out when a replica asks (it_ra_), five times a second at most, single values when they
+/// change (pc_), and any node may write (wp_). The pair's name stands directly behind each command's prefix.
 /// Thread:    that of the Socket. The target may live on another: its changes then arrive queued, but its
 ///            values are read, and its setters called, directly on the Socket's thread.
 /// Ownership: shares the RpcSocket; the target is not owned and may go first, then there is nothing to
@@ -22,10 +23,14 @@ public:
     /// A write to a name that the target lacks leaves a dynamic property there; no more than this many, since
     /// any node may write.
     static constexpr int kMaximumDynamicProperties = 32;
+    /// Bytes: of the name of one, and of its value as JSON text.
+    static constexpr int kMaximumDynamicSize = 4096;
+    /// Sets in any second. Who asks more often gets no answer: each question brings some twenty datagrams.
+    static constexpr int kSetsPerSecond = 5;
 
     /// With a null id in `peer`, the first node that asks for the set becomes the peer.
     SourceObject(const QString& name, QObject* target, QSharedPointer<RpcSocket> rpc, const NodeInfo& peer,
-                 QObject* parent);
+                 QObject* parent, RpcSocket::Clock clock = &SteadyClock::milliseconds);
     /// Takes the name's functions from the RpcSocket, whoever declared them last.
     ~SourceObject() override;
 
@@ -45,6 +50,7 @@ private:
     void catchAllSignals(QObject* target);
     void onSynchronized();
 
+    bool maySendSet();
     QJsonObject onInitReplica(const NodeInfo& caller);
     QJsonObject onWriteProperty(const QJsonObject& request);
     void send(const QString& prefix, const QJsonObject& args);
@@ -54,4 +60,6 @@ private:
     QPointer<QObject> m_target;
     NodeInfo m_peer;
     QSharedPointer<RpcSocket> m_rpc;
+    RpcSocket::Clock m_clock;
+    std::deque<qint64> m_setTimes; // ms, of the clock: when the last kSetsPerSecond went out
 };

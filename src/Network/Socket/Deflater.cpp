@@ -30,13 +30,6 @@ Deflater::~Deflater()
     }
 }
 
-QByteArray Deflater::compress(const QByteArray& block)
-{
-    QByteArray result;
-    append(block, result);
-    return result;
-}
-
 void Deflater::append(const QByteArray& block, QByteArray& result)
 {
     z_stream& zlib = m_stream->zlib;

@@ -14,11 +14,9 @@ public:
     explicit Deflater(int level);
     ~Deflater();
 
-    /// The block's length in 4 bytes, big-endian, and its stream; the 4 bytes alone for an empty block.
-    QByteArray compress(const QByteArray& block);
-
-    /// Appends to `result` what `compress` gives. Nothing is taken from the heap if `result` has reserved
-    /// enough: the block's size, an eighth of it and 64 bytes.
+    /// Appends the block's length in 4 bytes, big-endian, and its stream; the 4 bytes alone for an empty
+    /// block. Nothing is taken from the heap if `result` has reserved enough: the block's size, an eighth of
+    /// it and 64 bytes.
     void append(const QByteArray& block, QByteArray& result);
 
 private:

@@ -16,6 +16,11 @@ void IQSocket::setCallback(Callback callback)
     m_callback = std::move(callback);
 }
 
+void IQSocket::setMaximumSamples(int count)
+{
+    m_maximumBlock = SampleBlock::sizeOf(count);
+}
+
 bool IQSocket::send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port, bool compress)
 {
     if (compress) {
@@ -34,8 +39,12 @@ bool IQSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quin
     if (!compressed && !isPacket(data, PacketType::Iq)) {
         return false;
     }
+    if (!m_callback) {
+        return true; // anyone may send it, and to unpack it for nobody is dear
+    }
     data.remove(0, 1);
-    const QByteArray block = compressed ? SampleBlock::uncompress(data).value_or(QByteArray()) : data;
+    const QByteArray block =
+        compressed ? SampleBlock::uncompress(data, m_maximumBlock).value_or(QByteArray()) : data;
     m_received = SampleBlock::decode(block).value_or(QVector<qint16>());
     m_callback(m_received);
     return true;

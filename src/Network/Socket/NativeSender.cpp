@@ -41,11 +41,11 @@ qint64 sendTo(Descriptor descriptor, const char* data, int size, const Name& nam
 
 } // namespace
 
-qint64 NativeSender::send(qintptr descriptor, const char* data, int size, const QHostAddress& address,
-                          quint16 port)
+std::optional<qint64> NativeSender::send(qintptr descriptor, const char* data, int size,
+                                         const QHostAddress& address, quint16 port)
 {
     if (descriptor == kNone || !address.scopeId().isEmpty()) {
-        return -1;
+        return std::nullopt;
     }
     const auto native = static_cast<Descriptor>(descriptor);
     if (descriptor != m_descriptor) {
@@ -67,5 +67,5 @@ qint64 NativeSender::send(qintptr descriptor, const char* data, int size, const 
         std::memcpy(&name.sin6_addr, &bytes, sizeof bytes);
         return sendTo(native, data, size, name);
     }
-    return -1;
+    return std::nullopt;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QHostAddress>
+#include <optional>
 
 /// Sends datagrams by the system's own call through the descriptor of a QUdpSocket, which by itself takes
 /// from the heap twice for each. All that knows the system's form of an address stands here.
@@ -10,10 +11,10 @@ public:
     /// To be called when the descriptor may stand for another socket than before.
     void reset() { m_descriptor = kNone; }
 
-    /// The bytes sent; -1 if nothing was, and the QUdpSocket is the one to ask: it knows the reason, and more
-    /// kinds of addresses. `descriptor` is -1 for no socket.
-    [[nodiscard]] qint64 send(qintptr descriptor, const char* data, int size, const QHostAddress& address,
-                              quint16 port);
+    /// The bytes sent, -1 if the system took none; nothing if it wasn't asked, and the QUdpSocket has to be:
+    /// it knows more kinds of addresses. `descriptor` is -1 for no socket.
+    [[nodiscard]] std::optional<qint64> send(qintptr descriptor, const char* data, int size,
+                                             const QHostAddress& address, quint16 port);
 
 private:
     static constexpr qintptr kNone = -1;

@@ -1,10 +1,12 @@
 #include "Network/Socket/RpcSocket.h"
 
+#include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Network/Data/Json.h"
 #include "Network/Socket/RpcPacket.h"
 
+#include <QDateTime>
 #include <QJsonDocument>
 #include <utility>
 
@@ -43,17 +45,18 @@ bool RpcSocket::invoke(const NodeInfo& node, const QString& name, const QJsonObj
 {
     const quint32 number = ++m_lastMessageNumber;
     if (success || timeout) {
-        m_pendingCalls.insert(number, {name, std::move(success), std::move(timeout), now() + timeoutMs});
+        m_pendingCalls.insert(number, {name, node.id, std::move(success), std::move(timeout),
+                                       now() + timeoutMs, QDateTime::currentMSecsSinceEpoch() + timeoutMs});
     }
     QJsonObject body = args;
     body.insert(kCommandKey, name);
-    return send(number, body, node);
+    return m_socket->write(datagram(number, body, node), node.address, node.port);
 }
 
-bool RpcSocket::send(quint32 number, const QJsonObject& body, const NodeInfo& node)
+QByteArray RpcSocket::datagram(quint32 number, const QJsonObject& body, const NodeInfo& node) const
 {
     const RpcPacket packet{number, m_id, node.id, QJsonDocument(body).toJson(QJsonDocument::Compact)};
-    return m_socket->write(packet.toDatagram(), node.address, node.port);
+    return packet.toDatagram();
 }
 
 bool RpcSocket::readyRead(QByteArray& data, const QHostAddress& address, quint16 port)
@@ -62,6 +65,7 @@ bool RpcSocket::readyRead(QByteArray& data, const QHostAddress& address, quint16
     if (!packet || packet->targetId != m_id) {
         return false;
     }
+    onAddressed(address, port);
     data.remove(0, RpcPacket::kHeaderSize);
 
     QJsonObject body;
@@ -81,7 +85,8 @@ bool RpcSocket::readyRead(QByteArray& data, const QHostAddress& address, quint16
 
 void RpcSocket::handleReply(quint32 number, const QJsonObject& reply, const NodeInfo& peer)
 {
-    if (!m_pendingCalls.contains(number)) {
+    const auto found = m_pendingCalls.constFind(number);
+    if (found == m_pendingCalls.constEnd() || !isAnswerer(peer, found->called)) {
         return;
     }
     const PendingCall call = m_pendingCalls.value(number); // a copy: the callback may make calls
@@ -96,17 +101,22 @@ void RpcSocket::handleCall(quint32 number, const QString& name, const QJsonObjec
 {
     const auto found = m_functions.constFind(name);
     if (found == m_functions.constEnd()) {
-        LOG_LIMITED(LOG_WARNING())
-            << QStringLiteral("Error invoke rpc command \"%1\" - command name not found!").arg(name);
+        LOG_LIMITED(LOG_WARNING()) << QStringLiteral(
+                                          "Error invoke rpc command \"%1\" - command name not found!")
+                                          .arg(foreignText(name));
         return;
     }
     const Handler handler = *found; // a copy: it may remove itself
     if (!handler) {
         return;
     }
+    m_replyWithheld = false;
     QJsonObject result = handler(request, caller);
+    if (m_replyWithheld) {
+        return;
+    }
     result.insert(kCommandKey, QString());
-    send(number, result, caller);
+    m_socket->answer(datagram(number, result, caller), caller.address, caller.port);
 }
 
 void RpcSocket::onTimeout()
@@ -121,7 +131,7 @@ void RpcSocket::onTimeout()
         }
         const PendingCall call = m_pendingCalls.value(number);
         LOG_LIMITED(LOG_DEBUG()) << QStringLiteral("Function timeout ... name: %1, created time: %2")
-                                        .arg(call.name, QString::number(call.deadline));
+                                        .arg(call.name, QString::number(call.wallDeadline));
         if (call.timeout) {
             call.timeout();
         }

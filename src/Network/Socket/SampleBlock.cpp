@@ -16,8 +16,6 @@ constexpr int kLevel = 9;
 // The most that one byte of a deflate stream can stand for (zlib's technical details): a length that is more
 // is a lie.
 constexpr qint64 kBestRatio = 1032;
-// 16 MiB: far above any block that is sent, far below what a full datagram of zeros could blow up to.
-constexpr qint64 kMaxUncompressed = 16'777'216; // bytes
 
 // Of the streams of samples; a longer block makes its own room.
 constexpr int kUsualBlock = 1024; // bytes
@@ -78,14 +76,9 @@ QByteArray SampleBlock::encode(const QVector<float>& first, const QVector<float>
     return block;
 }
 
-int SampleBlock::sizeOf(const QVector<qint16>& samples)
+int SampleBlock::sizeOf(int count)
 {
-    return kPrefixSize + samples.size() * static_cast<int>(sizeof(qint16));
-}
-
-QByteArray SampleBlock::compress(const QByteArray& block)
-{
-    return deflater().compress(block);
+    return kPrefixSize + count * static_cast<int>(sizeof(qint16));
 }
 
 void SampleBlock::append(QByteArray& packet, const QVector<qint16>& samples)
@@ -120,14 +113,14 @@ std::pair<QVector<float>, QVector<float>> SampleBlock::decodePair(const QByteArr
 
 // zlib itself rather than qUncompress: that one doubles its buffer for as long as the stream goes on,
 // whatever length was stated, and logs every damaged stream.
-std::optional<QByteArray> SampleBlock::uncompress(const QByteArray& data)
+std::optional<QByteArray> SampleBlock::uncompress(const QByteArray& data, int maximumSize)
 {
     if (data.size() < kPrefixSize) {
         return std::nullopt;
     }
     const qint64 length = qFromBigEndian<quint32>(data.constData());
     const qint64 streamSize = data.size() - kPrefixSize;
-    if (length > std::min(kMaxUncompressed, kBestRatio * streamSize)) {
+    if (length > std::min<qint64>(maximumSize, kBestRatio * streamSize)) {
         return std::nullopt;
     }
     QByteArray block(static_cast<int>(length), Qt::Uninitialized);

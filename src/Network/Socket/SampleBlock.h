@@ -20,17 +20,18 @@
 namespace SampleBlock
 {
 
+/// 16 MiB: far above any block that is sent, far below what a full datagram of zeros could blow up to.
+constexpr int kMaxUncompressed = 16'777'216; // bytes
+
 QByteArray encode(const QVector<qint16>& samples);
 QByteArray encode(const QVector<float>& first, const QVector<float>& second);
 
-/// Bytes of the block that `samples` make.
-int sizeOf(const QVector<qint16>& samples);
+/// Bytes of the block that `count` 16-bit samples make.
+int sizeOf(int count);
 
-/// At level 9, the smallest.
-QByteArray compress(const QByteArray& block);
-
-/// As the two above, behind what `packet` holds already. Nothing is taken from the heap, after the first time
-/// on a thread, by a packet that has reserved enough (`Deflater`).
+/// Appends the block to what `packet` holds already, as it is or compressed at level 9, the smallest. Nothing
+/// is taken from the heap, after the first time on a thread, by a packet that has reserved enough
+/// (`Deflater`).
 void append(QByteArray& packet, const QVector<qint16>& samples);
 void appendCompressed(QByteArray& packet, const QVector<qint16>& samples);
 
@@ -41,7 +42,7 @@ std::optional<QVector<qint16>> decode(const QByteArray& block);
 std::pair<QVector<float>, QVector<float>> decodePair(const QByteArray& block);
 
 /// The block that was compressed; nothing if the stream is damaged, holds more than the stated length, or if
-/// that length is more than the stream could mean or than 16 MiB.
-std::optional<QByteArray> uncompress(const QByteArray& data);
+/// that length is more than the stream could mean or than `maximumSize` bytes.
+std::optional<QByteArray> uncompress(const QByteArray& data, int maximumSize = kMaxUncompressed);
 
 } // namespace SampleBlock

@@ -2,15 +2,24 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
+#include "Core/Losses/Losses.h"
 
 #include <QTimer>
 #include <QUdpSocket>
+#include <utility>
 
 namespace
 {
 
-constexpr int kHeartbeat = 1000;                 // ms
-constexpr int kReceiveBuffer = 2'000'000;        // bytes: streams arrive here beside everything else
+constexpr int kHeartbeat = 1000;          // ms
+constexpr int kReceiveBuffer = 2'000'000; // bytes: streams arrive here beside everything else
+// Linux tells twice what it grants: the other half is for its own records.
+#ifdef Q_OS_LINUX
+constexpr int kBookkeeping = 2;
+#else
+constexpr int kBookkeeping = 1;
+#endif
+constexpr int kReadsPerTurn = 64;                // datagrams, some tenths of a millisecond
 constexpr double kMegabyte = 9.5367431640625e-7; // 1 / 1048576
 constexpr double kKilobyte = 0.0009765625;       // 1 / 1024
 
@@ -52,7 +61,7 @@ void Socket::askForReceiveBuffer()
 {
     const auto option = QAbstractSocket::ReceiveBufferSizeSocketOption;
     m_udp->setSocketOption(option, kReceiveBuffer);
-    const int granted = m_udp->socketOption(option).toInt();
+    const int granted = m_udp->socketOption(option).toInt() / kBookkeeping;
     if (granted < kReceiveBuffer) {
         LOG_DEBUG() << QStringLiteral("Receive buffer of the udp port: %1 bytes wanted, %2 granted")
                            .arg(kReceiveBuffer)
@@ -65,18 +74,37 @@ bool Socket::write(const QByteArray& data, const QHostAddress& address, quint16 
     if (data.size() > kMaxDatagram) {
         return false;
     }
-    ++m_sentPackets;
-    qint64 sent = m_sender.send(m_udp->socketDescriptor(), data.constData(), data.size(), address, port);
-    if (sent < 0) {
-        sent = m_udp->writeDatagram(data, address, port);
+    if (m_budget && !m_budget->admit(address, port, data.size())) {
+        Losses::process().add(Losses::Cause::OverBudget, 1);
+        return false;
     }
+    return send(data, address, port);
+}
+
+bool Socket::answer(const QByteArray& data, const QHostAddress& address, quint16 port)
+{
+    return data.size() <= kMaxDatagram && send(data, address, port);
+}
+
+bool Socket::send(const QByteArray& data, const QHostAddress& address, quint16 port)
+{
+    ++m_sentPackets;
+    const auto native =
+        m_sender.send(m_udp->socketDescriptor(), data.constData(), data.size(), address, port);
+    const qint64 sent = native ? *native : m_udp->writeDatagram(data, address, port);
     m_sentBytes += static_cast<quint64>(sent);
     if (sent != data.size()) {
+        Losses::process().add(Losses::Cause::Unsent, 1);
         LOG_LIMITED(LOG_WARNING())
             << QStringLiteral("Error send packet! Size: %1, sended size: %2").arg(data.size()).arg(sent);
         return false;
     }
     return true;
+}
+
+void Socket::setBudget(QSharedPointer<UnprovenBudget> budget)
+{
+    m_budget = std::move(budget);
 }
 
 quint16 Socket::localPort() const
@@ -126,16 +154,20 @@ void Socket::walk(int& place, Visit visit)
 void Socket::onReadyRead()
 {
     // One read at least, even if nothing waits: a datagram with a bad checksum or a pending error wakes the
-    // notifier too, and QUdpSocket then keeps it off until the next read. After a failed read it is on, and
-    // calls back for what still waits.
-    do {
+    // notifier too, and QUdpSocket then keeps it off until the next read. After a read, failed or not, it is
+    // on, and calls back for what still waits: in a flood the timers have their turn before that.
+    m_turnEnded = false;
+    for (int i = 0; i < kReadsPerTurn && !m_turnEnded; ++i) {
         if (!readDatagram()) {
             return;
         }
         if (isOffered(m_buffer.size())) {
             offerDatagram();
         }
-    } while (m_udp->hasPendingDatagrams());
+        if (!m_udp->hasPendingDatagrams()) {
+            return;
+        }
+    }
 }
 
 bool Socket::readDatagram()

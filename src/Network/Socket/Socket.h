@@ -2,6 +2,7 @@
 
 #include "Network/Socket/InterfaceSocket.h"
 #include "Network/Socket/NativeSender.h"
+#include "Network/Socket/UnprovenBudget.h"
 
 #include <QList>
 #include <QObject>
@@ -29,9 +30,20 @@ public:
     /// Binds every local address; 0 lets the system choose the port. False with a critical record on failure.
     [[nodiscard]] bool listen(quint16 port);
 
-    /// Sends one datagram, once. False if it is longer than kMaxDatagram, which counts and logs nothing, or
-    /// if the system did not take it whole.
+    /// Sends one datagram, once. False if it is longer than kMaxDatagram, which counts and logs nothing, if
+    /// the budget has no room for it, which only the losses tell, or if the system did not take it whole.
     bool write(const QByteArray& data, const QHostAddress& address, quint16 port);
+
+    /// As `write`, for what answers a datagram from there and is about as long as that one: nobody gains by
+    /// having it sent to somebody else, and the budget doesn't bound it.
+    bool answer(const QByteArray& data, const QHostAddress& address, quint16 port);
+
+    /// What bounds the sends to some addresses from now on; none at first.
+    void setBudget(QSharedPointer<UnprovenBudget> budget);
+
+    /// Called by an object that has taken long over a datagram: the next one is read in the next turn of the
+    /// event loop.
+    void endTurn() { m_turnEnded = true; }
 
     [[nodiscard]] quint16 localPort() const;
     [[nodiscard]] QString errorString() const;
@@ -62,6 +74,7 @@ private slots:
     void onReadyRead();
 
 private:
+    bool send(const QByteArray& data, const QHostAddress& address, quint16 port);
     bool readDatagram();
     void offerDatagram();
     void askForReceiveBuffer();
@@ -75,9 +88,11 @@ private:
     QTimer* m_timer;
     QUdpSocket* m_udp;
     NativeSender m_sender;
+    QSharedPointer<UnprovenBudget> m_budget;
     QByteArray m_buffer;
     QHostAddress m_senderAddress;
     quint16 m_senderPort = 0;
+    bool m_turnEnded = false;
     quint64 m_receivedPackets = 0;
     quint64 m_sentPackets = 0;
     quint64 m_receivedBytes = 0;

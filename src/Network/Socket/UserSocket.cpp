@@ -45,7 +45,9 @@ void UserSocket::declareFunctions()
     declareFunction(kDisconnectFromHost, [this](const QJsonObject&, const NodeInfo& caller) {
         return onDisconnectFromHost(caller);
     });
-    declareFunction(kPing, [this](const QJsonObject& request, const NodeInfo&) { return onPing(request); });
+    declareFunction(kPing, [this](const QJsonObject& request, const NodeInfo& caller) {
+        return onPing(request, caller);
+    });
 }
 
 bool UserSocket::isConnected() const
@@ -126,9 +128,28 @@ void UserSocket::endConnection()
     emit disconnected();
 }
 
-QJsonObject UserSocket::onPing(const QJsonObject& request)
+void UserSocket::onAddressed(const QHostAddress& address, quint16 port)
 {
-    if (!m_connected) {
+    if (!m_proven && isPeersAddress(address, port)) {
+        m_proven = true;
+        emit proven();
+    }
+}
+
+// An IPv4 address is the same one in its form of 128 bits.
+bool UserSocket::isPeersAddress(const QHostAddress& address, quint16 port) const
+{
+    return port == m_peer.port && address.isEqual(m_peer.address, QHostAddress::ConvertV4MappedToIPv4);
+}
+
+bool UserSocket::isPeer(const NodeInfo& node) const
+{
+    return node.id == m_peer.id && isPeersAddress(node.address, node.port);
+}
+
+QJsonObject UserSocket::onPing(const QJsonObject& request, const NodeInfo& caller)
+{
+    if (!m_connected || !isPeer(caller)) {
         return {};
     }
     m_missedPings = 0;

@@ -13,11 +13,14 @@ class UserSocket : public RpcSocket
 
 public:
     UserSocket(QSharedPointer<Socket> socket, const int160& id, const NodeInfo& peer, QObject* parent,
-               Clock clock = &QDateTime::currentMSecsSinceEpoch);
+               Clock clock = &SteadyClock::milliseconds);
     /// Leaves as disconnectFromHost does, and so still emits `disconnected` while connected.
     ~UserSocket() override;
 
     [[nodiscard]] bool isConnected() const;
+    /// True once a packet for this object's id has come from the peer's address and port: whoever receives
+    /// there knows the id, and wants what is sent.
+    [[nodiscard]] bool isProven() const { return m_proven; }
     [[nodiscard]] const NodeInfo& peer() const;
     /// Duration of the last answered ping, milliseconds; 0 before the first.
     [[nodiscard]] qint64 roundTrip() const;
@@ -44,21 +47,34 @@ public:
 signals:
     /// Once, whichever way the connection ended.
     void disconnected();
+    /// Once, when isProven becomes true; before the packet that proves it is read.
+    void proven();
+
+protected:
+    void onAddressed(const QHostAddress& address, quint16 port) override;
+    /// The peer's address may hold other nodes, which may be called from here as well.
+    [[nodiscard]] bool isAnswerer(const NodeInfo& peer, const int160& called) const override
+    {
+        return peer.id == called && isPeersAddress(peer.address, peer.port);
+    }
 
 private:
     void declareFunctions();
     void sendPing();
     void endConnection();
-    QJsonObject onPing(const QJsonObject& request);
+    [[nodiscard]] bool isPeersAddress(const QHostAddress& address, quint16 port) const;
+    [[nodiscard]] bool isPeer(const NodeInfo& node) const;
+    QJsonObject onPing(const QJsonObject& request, const NodeInfo& caller);
     QJsonObject onDisconnectFromHost(const NodeInfo& caller);
 
     bool m_connected = true;
+    bool m_proven = false;
     int m_missedPings = 0;
     int m_maximumMissedPings = 4;
     int m_pingInterval = 1000; // ms
-    qint64 m_lastPingTime;     // ms since the epoch
+    qint64 m_lastPingTime;     // ms, of the clock
     qint64 m_roundTrip = 0;    // ms
-    qint64 m_pingSentTime = 0; // ms since the epoch
+    qint64 m_pingSentTime = 0; // ms, of the clock
     qint64 m_packetsLost = 0;
     bool m_heardPing = false;
     NodeInfo m_peer;

@@ -1,7 +1,7 @@
 #include "RadioDevice/AirSpy/AirSpyConversion.h"
 
 #include "Core/Log/Log.h"
-#include "Core/Worker/Kernels/FloatIq.h"
+#include "Core/Signal/Kernels/FloatIq.h"
 
 #include <limits>
 
@@ -31,9 +31,7 @@ QStringList rateTexts(const Rates& rates, quint32 count)
     QStringList texts;
     for (quint32 i = 0; i < count && i < kMaxRates; ++i) {
         LOG_DEBUG() << "AirSpy sampleRate:" << rates[i];
-        if (rates[i] != 0) {
-            texts.append(QString::number(rates[i]));
-        }
+        texts.append(QString::number(rates[i]));
     }
     return texts;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 
 #include <QStringList>
 #include <array>
@@ -34,7 +34,7 @@ constexpr int kMaxBlock = 1 << 20;
 constexpr quint32 kMaxRates = 32;
 using Rates = std::array<quint32, kMaxRates>;
 
-/// The first `count` of `rates` in decimal, at most all, each one logged. A rate of 0 is none and left out.
+/// The first `count` of `rates` in decimal, at most all, each one logged.
 [[nodiscard]] QStringList rateTexts(const Rates& rates, quint32 count);
 
 /// What is read of a version string, in bytes. The library may fill all of them and end none with a 0.

@@ -3,8 +3,8 @@
 #include "Core/Log/Log.h"
 #include "RadioDevice/AirSpy/AirSpyRadioDevice.h"
 
-AirSpyEnumerator::AirSpyEnumerator(EnumeratorRadioDevice* owner, std::chrono::milliseconds deadline)
-    : AirSpyFamilyEnumerator(owner, AirSpyRadioDevice::library(), deadline)
+AirSpyEnumerator::AirSpyEnumerator(EnumeratorRadioDevice* owner, const LibraryDeadlines& deadlines)
+    : AirSpyFamilyEnumerator(owner, AirSpyRadioDevice::library(), deadlines)
 {
 }
 

@@ -10,8 +10,7 @@ class AirSpyEnumerator : public AirSpyFamilyEnumerator<airspy_device>
     Q_OBJECT
 
 public:
-    explicit AirSpyEnumerator(EnumeratorRadioDevice* owner,
-                              std::chrono::milliseconds deadline = BoundedCall::kDeadline);
+    explicit AirSpyEnumerator(EnumeratorRadioDevice* owner, const LibraryDeadlines& deadlines = {});
 
     [[nodiscard]] DefRadioDevice::Type type() const override { return DefRadioDevice::AirSpy; }
     void refresh() override;

@@ -20,14 +20,13 @@ constexpr int kBlockSize = 2048; // samples, until the library delivers another 
 
 template <class Handle>
 AirSpyFamilyDevice<Handle>::AirSpyFamilyDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                               const Library& library, std::chrono::milliseconds deadline,
+                                               const Library& library, const LibraryDeadlines& deadlines,
                                                std::chrono::milliseconds watchdogInterval)
-    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
-    , m_receiver(deadline, library.lost,
+    : VendorRadioDevice(std::move(info), parent, watchdogInterval)
+    , m_receiver(LibraryThread::of(QLatin1String(library.name)), deadlines, library.lost,
                  [this] {
-                     if (m_gate != nullptr) {
-                         m_gate->close();
-                     }
+                     m_gate.close();
+                     loseSession();
                  })
     , m_library(library)
 {
@@ -50,51 +49,53 @@ AirSpyFamilyDevice<Handle>::~AirSpyFamilyDevice()
 template <class Handle>
 void AirSpyFamilyDevice<Handle>::onStart()
 {
-    const auto operation = m_receiver.operation();
+    beginSession();
     if (m_receiver) {
         closeReceiver();
     }
     if (!openReceiver()) {
         return;
     }
-    if (!m_library.succeeded(setReceiverFrequency(m_loFrequency))) {
+    const int tuned = setReceiverFrequency(m_loFrequency);
+    if (!m_library.succeeded(tuned)) {
         LOG_WARNING() << "Error set lo freq!";
+        if (isLost()) {
+            tell(QStringLiteral("Error set lo freq!") + QString::number(tuned));
+        }
     }
     applySettings();
-    if (!m_receiver) {
-        report("Error start rx!", m_library.lost);
+    if (isLost()) {
+        if (isLossUntold()) {
+            report("Error start rx!", m_library.lost);
+        }
         onStop();
         return;
     }
     AbstractRadioDevice::onStart();
+    // Unless someone has stopped the device already.
     if (running()) {
-        m_gate->open();
+        m_gate.open(this);
     }
 }
 
 template <class Handle>
 bool AirSpyFamilyDevice<Handle>::openReceiver()
 {
-    const auto close = m_library.close.call;
+    const auto close = [call = m_library.close.call](Handle* dev) { std::ignore = call(dev); };
     const int opened =
-        m_receiver.open(m_library.open.name, m_library.open.call, m_info->identificator.toULongLong(),
-                        [close](Handle* dev) { std::ignore = close(dev); });
+        m_receiver.open(m_library.open.name, m_library.open.call, m_info->identificator.toULongLong(), close);
     if (!m_library.succeeded(opened)) {
         report("Error open device!", opened);
         onStop();
         return false;
     }
-    m_gate = std::make_shared<Gate>(this);
-    m_receiver.setRelease([library = m_library, gate = m_gate](Handle* dev) {
-        library.stop.call(dev);
-        if (!library.succeeded(library.close.call(dev))) {
-            Gate::leaveBehind(gate);
-        }
+    m_receiver.setRelease([stop = m_library.stop.call, close](Handle* dev) {
+        std::ignore = stop(dev);
+        close(dev);
     });
     return readSampleRates() && proceed(setReceiverRate(m_sampleRate), "Error set sample rate!") &&
            prepare() &&
-           proceed(m_receiver.ask(m_library.start.name, [start = m_library.start.call, gate = m_gate](
-                                                            Handle* dev) { return start(dev, gate.get()); }),
+           proceed(m_receiver.call(m_library.start.name, m_library.start.call, m_gate.begin()),
                    "Error start rx!");
 }
 
@@ -146,8 +147,17 @@ template <class Handle>
 void AirSpyFamilyDevice<Handle>::report(const char* text, int result)
 {
     const QString message = QLatin1String(text) + QString::number(result);
-    emit errorHappen(message);
+    tell(message);
     LOG_WARNING() << message;
+}
+
+template <class Handle>
+void AirSpyFamilyDevice<Handle>::reportRetuning(const char* text, int result)
+{
+    LOG_LIMITED(LOG_WARNING()) << text << result;
+    if (isLost()) {
+        tell(QLatin1String(text) + QString::number(result));
+    }
 }
 
 template <class Handle>
@@ -162,68 +172,48 @@ void AirSpyFamilyDevice<Handle>::onStop()
 template <class Handle>
 void AirSpyFamilyDevice<Handle>::stopReceiver()
 {
-    struct Results
-    {
-        int stop = 0;
-        int close = 0;
-        bool closed = false;
-    };
-    const auto operation = m_receiver.operation();
-    const auto results = std::make_shared<Results>();
-    m_gate->close();
-    const bool back =
-        m_receiver.finish(m_library.stopAndClose, [library = m_library, gate = m_gate, results](Handle* dev) {
-            results->stop = library.stop.call(dev);
-            results->closed = library.succeeded(results->stop) || library.closesAfterFailedStop;
-            if (results->closed) {
-                results->close = library.close.call(dev);
-            }
-        });
-    if (!back) {
+    m_gate.close();
+    const auto close = [call = m_library.close.call](Handle* dev) { std::ignore = call(dev); };
+    const int stopped = m_receiver.finish(m_library.stop.name, m_library.stop.call, close);
+    if (!m_receiver) {
         return;
     }
-    if (!m_library.succeeded(results->stop)) {
+    if (!m_library.succeeded(stopped)) {
         LOG_WARNING() << qPrintable(QLatin1String(m_library.stop.name) + QStringLiteral(" failed:"))
-                      << results->stop;
+                      << stopped;
+        if (!m_library.closesAfterFailedStop) {
+            return;
+        }
     }
-    if (!results->closed) {
-        return;
-    }
-    m_receiver.forget();
-    if (!m_library.succeeded(results->close)) {
-        LOG_WARNING() << "airspy_close failed:" << results->close;
-        Gate::leaveBehind(m_gate);
+    const int closed = closeReceiver();
+    if (!isLost() && !m_library.succeeded(closed)) {
+        LOG_WARNING() << "airspy_close failed:" << closed;
     }
 }
 
-// The end of a start that failed, or of a receiver that a failed stop left open.
 template <class Handle>
-void AirSpyFamilyDevice<Handle>::closeReceiver()
+int AirSpyFamilyDevice<Handle>::closeReceiver()
 {
-    const auto result = std::make_shared<int>(0);
-    const bool back =
-        m_receiver.finish(m_library.close.name, [close = m_library.close.call, gate = m_gate,
-                                                 result](Handle* dev) { *result = close(dev); });
+    const int closed = m_receiver.finish(m_library.close.name, m_library.close.call);
     m_receiver.forget();
-    if (back && !m_library.succeeded(*result)) {
-        Gate::leaveBehind(m_gate);
-    }
+    return closed;
 }
 
 template <class Handle>
 void AirSpyFamilyDevice<Handle>::deliverThrough(void* gate, const float* samples, int count)
 {
-    if (gate != nullptr) {
-        if (const auto device = static_cast<Gate*>(gate)->enter()) {
-            device->deliver(samples, count);
-        }
-    }
+    Gate::visit(gate, [samples, count](AirSpyFamilyDevice& device) { device.deliver(samples, count); });
 }
 
 template <class Handle>
 void AirSpyFamilyDevice<Handle>::deliver(const float* samples, int count)
 {
-    if (samples == nullptr || count <= 0 || count > AirSpyConversion::kMaxBlock) {
+    if (samples == nullptr || count < 0) {
+        dropUnusableBlock();
+        return;
+    }
+    if (count > AirSpyConversion::kMaxBlock) {
+        dropLargeBlock(count);
         return;
     }
     if (count != blockSize()) {
@@ -260,7 +250,7 @@ void AirSpyFamilyDevice<Handle>::setSampleRate(double rate)
         LOG_LIMITED(LOG_DEBUG()) << "set samplerate" << rate;
         const int result = setReceiverRate(rate);
         if (!m_library.succeeded(result)) {
-            LOG_LIMITED(LOG_WARNING()) << "Error set sample rate!" << result;
+            reportRetuning("Error set sample rate!", result);
         }
     }
     AbstractRadioDevice::setSampleRate(rate);
@@ -272,7 +262,7 @@ void AirSpyFamilyDevice<Handle>::setFrequency(double hertz)
     if (isUsable(hertz) && running() && m_receiver) {
         const int result = setReceiverFrequency(hertz);
         if (!m_library.succeeded(result)) {
-            LOG_LIMITED(LOG_WARNING()) << "Error set frequency!" << result;
+            reportRetuning("Error set frequency!", result);
         }
     }
     AbstractRadioDevice::setFrequency(hertz);

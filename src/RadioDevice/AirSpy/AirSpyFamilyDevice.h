@@ -1,17 +1,15 @@
 #pragma once
 
-#include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "RadioDevice/AirSpy/AirSpyLibrary.h"
 #include "RadioDevice/Vendor/DeliveryGate.h"
 #include "RadioDevice/Vendor/VendorHandle.h"
+#include "RadioDevice/Vendor/VendorRadioDevice.h"
 
 /// What the drivers of the Airspy receivers have in common: a library that opens by serial number, names its
 /// rates, and delivers floats on a thread of its own, through a gate. `Handle` is that of the library.
-/// Errors: those of a start end it, those of retuning are logged. A call that doesn't come back gives the
-///         receiver up (VendorHandle): in a start it fails that, later no more samples come, and the watch
-///         for them ends the session.
+/// Errors: those of a start end it, those of retuning are logged.
 template <class Handle>
-class AirSpyFamilyDevice : public AbstractRadioDevice
+class AirSpyFamilyDevice : public VendorRadioDevice
 {
 public:
     using Library = AirSpyLibrary<Handle>;
@@ -23,23 +21,22 @@ public:
     void setSampleRate(double rate) override;
 
     /// Publishes `count` pairs of floats, I first. On the library's thread, while the gate is open. What can
-    /// be no block (null, none or absurdly many) is dropped.
+    /// be no block (null, fewer than none or absurdly many) is dropped.
     void deliver(const float* samples, int count);
 
     /// What a library's callback does with the gate that it was started with.
     static void deliverThrough(void* gate, const float* samples, int count);
 
 protected:
-    /// The library may take `deadline` for a start, a setter or a stop, then it is left alone with it.
     AirSpyFamilyDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent, const Library& library,
-                       std::chrono::milliseconds deadline, std::chrono::milliseconds watchdogInterval);
+                       const LibraryDeadlines& deadlines, std::chrono::milliseconds watchdogInterval);
 
     void onStart() override;
     void onStop() override;
 
     /// Of a start: between setting the rate and starting. False if that ended the start, by `proceed`.
     [[nodiscard]] virtual bool prepare() { return true; }
-    /// Of a start: behind the tuning.
+    /// Of a start: after the tuning.
     virtual void applySettings() = 0;
 
     /// True if the result is one of success; otherwise the start is over, and the receiver closed.
@@ -55,9 +52,10 @@ private:
     [[nodiscard]] int setReceiverFrequency(double hertz);
     [[nodiscard]] int setReceiverRate(double rate);
     void report(const char* text, int result);
+    void reportRetuning(const char* text, int result);
     void stopReceiver();
-    void closeReceiver();
+    int closeReceiver();
 
     const Library& m_library;
-    std::shared_ptr<Gate> m_gate; // of the present or the last start
+    Gate m_gate;
 };

@@ -9,17 +9,18 @@ struct airspyhf_device;
 template <class Handle>
 AirSpyFamilyEnumerator<Handle>::AirSpyFamilyEnumerator(EnumeratorRadioDevice* owner,
                                                        const AirSpyLibrary<Handle>& library,
-                                                       std::chrono::milliseconds deadline)
+                                                       const LibraryDeadlines& deadlines)
     : AbstractEnumerator(owner)
     , m_library(library)
-    , m_receiver(deadline, library.lost)
+    , m_thread(LibraryThread::of(QLatin1String(library.name)))
+    , m_deadlines(deadlines)
+    , m_receiver(m_thread, deadlines, library.lost)
 {
 }
 
 template <class Handle>
 bool AirSpyFamilyEnumerator<Handle>::addAll()
 {
-    const auto operation = m_receiver.operation();
     AirSpyConversion::Serials serials{};
     if (!list(serials)) {
         return false;
@@ -44,12 +45,12 @@ template <class Handle>
 bool AirSpyFamilyEnumerator<Handle>::list(AirSpyConversion::Serials& serials)
 {
     const auto found = std::make_shared<AirSpyConversion::Serials>();
-    const auto count =
-        m_receiver.calls().run(QLatin1String(m_library.list.name), [list = m_library.list.call, found] {
-            return list(found->data(), AirSpyConversion::kMaxSerials);
-        });
+    const auto [outcome, count] = m_thread.ask(
+        m_library.list.name,
+        [list = m_library.list.call, found] { return list(found->data(), AirSpyConversion::kMaxSerials); },
+        m_deadlines.call);
     // A success is the number of receivers here.
-    if (!count || *count < 0) {
+    if (outcome != LibraryThread::Outcome::Back || count < 0) {
         return false;
     }
     serials = *found;
@@ -90,11 +91,9 @@ bool AirSpyFamilyEnumerator<Handle>::readVersion(quint64 serial, AirSpyConversio
 template <class Handle>
 bool AirSpyFamilyEnumerator<Handle>::close()
 {
-    const auto result = std::make_shared<int>(0);
-    const bool back = m_receiver.finish(
-        m_library.close.name, [call = m_library.close.call, result](Handle* dev) { *result = call(dev); });
+    const int closed = m_receiver.finish(m_library.close.name, m_library.close.call);
     m_receiver.forget();
-    return back && m_library.succeeded(*result);
+    return m_library.succeeded(closed);
 }
 
 template class AirSpyFamilyEnumerator<airspy_device>;

@@ -7,14 +7,13 @@
 #include "RadioDevice/Vendor/VendorHandle.h"
 
 /// Offers each receiver of an Airspy family that its library lists, by serial number. Each is opened for a
-/// moment to ask for its version; one that fails in this ends the refresh, as does a library that hasn't come
-/// back by the deadline, which a refresh has once.
+/// moment to ask for its version; one that fails in this, or isn't back in time, ends the refresh.
 template <class Handle>
 class AirSpyFamilyEnumerator : public AbstractEnumerator
 {
 protected:
     AirSpyFamilyEnumerator(EnumeratorRadioDevice* owner, const AirSpyLibrary<Handle>& library,
-                           std::chrono::milliseconds deadline);
+                           const LibraryDeadlines& deadlines);
 
     /// What a refresh does. False if there is no list at all.
     [[nodiscard]] bool addAll();
@@ -28,5 +27,7 @@ private:
     [[nodiscard]] bool close();
 
     const AirSpyLibrary<Handle>& m_library;
+    LibraryThread& m_thread;
+    LibraryDeadlines m_deadlines;
     VendorHandle<Handle> m_receiver;
 };

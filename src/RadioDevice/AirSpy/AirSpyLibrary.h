@@ -14,21 +14,22 @@ struct AirSpyLibrary
         Function* call;
     };
 
+    const char* name; ///< That its thread goes by.
+
     Named<int(std::uint64_t* serials, int count)> list; ///< A success is the number of receivers.
     Named<int(Handle** dev, std::uint64_t serial)> open;
     Named<int(Handle* dev)> close;
     Named<int(Handle* dev, char* version, std::uint8_t size)> readVersion;
     Named<int(Handle* dev, std::uint32_t* rates, std::uint32_t count)> rates; ///< With 0, their number.
     Named<int(Handle* dev, std::uint32_t hertz)> setRate;
-    /// Delivers to the DeliveryGate of an AirSpyFamilyDevice, which `gate` is.
+    /// Delivers through the DeliveryGate of an AirSpyFamilyDevice, whose context `gate` is.
     Named<int(Handle* dev, void* gate)> start;
     Named<int(Handle* dev)> stop;
     Named<int(Handle* dev, std::uint32_t hertz)> setFrequency;
 
-    const char* stopAndClose; ///< Both names, for what goes into one call.
     bool (*succeeded)(int);
     int refused;                ///< What a value fails with that the library can't be given.
-    int lost;                   ///< What a call fails with that doesn't come back.
+    int lost;                   ///< What a call fails with that isn't back in time.
     bool closesAfterFailedStop; ///< Otherwise a stop that fails leaves the receiver open.
     bool swapsIQ;               ///< `swapIQ` has an effect.
 };

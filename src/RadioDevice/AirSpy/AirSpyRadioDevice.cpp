@@ -44,6 +44,7 @@ int startReceiver(airspy_device* dev, void* gate)
 }
 
 constexpr AirSpyRadioDevice::Library kLibrary{
+    "libairspy",
     {"airspy_list_devices", &airspy_list_devices},
     {"airspy_open_sn", &openReceiver},
     {"airspy_close", &airspy_close},
@@ -53,7 +54,6 @@ constexpr AirSpyRadioDevice::Library kLibrary{
     {"airspy_start_rx", &startReceiver},
     {"airspy_stop_rx", &airspy_stop_rx},
     {"airspy_set_freq", &airspy_set_freq},
-    "airspy_stop_rx, airspy_close",
     &succeeded,
     AIRSPY_ERROR_INVALID_PARAM,
     AIRSPY_ERROR_OTHER,
@@ -80,9 +80,9 @@ const AirSpyRadioDevice::Library& AirSpyRadioDevice::library()
 }
 
 AirSpyRadioDevice::AirSpyRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                     std::chrono::milliseconds deadline,
+                                     const LibraryDeadlines& deadlines,
                                      std::chrono::milliseconds watchdogInterval)
-    : AirSpyFamilyDevice(std::move(info), parent, kLibrary, deadline, watchdogInterval)
+    : AirSpyFamilyDevice(std::move(info), parent, kLibrary, deadlines, watchdogInterval)
 {
     m_frequencyRanges.append({kMinFrequency, kMaxFrequency});
     m_supportFrequencies = QStringList{QStringLiteral("24000"), QStringLiteral("1700000")};
@@ -166,7 +166,6 @@ void AirSpyRadioDevice::setVgaGain(int gain)
 
 void AirSpyRadioDevice::applyGains(AirSpyGains::Setting changed)
 {
-    const auto operation = m_receiver.operation();
     m_gains.apply(changed, [this](AirSpyGains::Call call, quint8 value) {
         const auto& [name, function] = kGainCalls.at(static_cast<std::size_t>(call));
         m_receiver.call(name, function, value);

@@ -32,7 +32,7 @@ public:
     static const Library& library();
 
     AirSpyRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                      std::chrono::milliseconds deadline = BoundedCall::kDeadline,
+                      const LibraryDeadlines& deadlines = {},
                       std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~AirSpyRadioDevice() override;
 

@@ -3,8 +3,8 @@
 #include "Core/Log/Log.h"
 #include "RadioDevice/AirSpyHF/AirSpyHFRadioDevice.h"
 
-AirSpyHFEnumerator::AirSpyHFEnumerator(EnumeratorRadioDevice* owner, std::chrono::milliseconds deadline)
-    : AirSpyFamilyEnumerator(owner, AirSpyHFRadioDevice::library(), deadline)
+AirSpyHFEnumerator::AirSpyHFEnumerator(EnumeratorRadioDevice* owner, const LibraryDeadlines& deadlines)
+    : AirSpyFamilyEnumerator(owner, AirSpyHFRadioDevice::library(), deadlines)
 {
 }
 

@@ -10,8 +10,7 @@ class AirSpyHFEnumerator : public AirSpyFamilyEnumerator<airspyhf_device>
     Q_OBJECT
 
 public:
-    explicit AirSpyHFEnumerator(EnumeratorRadioDevice* owner,
-                                std::chrono::milliseconds deadline = BoundedCall::kDeadline);
+    explicit AirSpyHFEnumerator(EnumeratorRadioDevice* owner, const LibraryDeadlines& deadlines = {});
 
     [[nodiscard]] DefRadioDevice::Type type() const override { return DefRadioDevice::AirSpyHF; }
     void refresh() override;

@@ -41,6 +41,7 @@ int startReceiver(airspyhf_device* dev, void* gate)
 }
 
 constexpr AirSpyHFRadioDevice::Library kLibrary{
+    "libairspyhf",
     {"airspyhf_list_devices", &airspyhf_list_devices},
     {"airspyhf_open_sn", &openReceiver},
     {"airspyhf_close", &airspyhf_close},
@@ -50,7 +51,6 @@ constexpr AirSpyHFRadioDevice::Library kLibrary{
     {"airspyhf_start", &startReceiver},
     {"airspyhf_stop", &airspyhf_stop},
     {"airspyhf_set_freq", &airspyhf_set_freq},
-    "airspyhf_stop, airspyhf_close",
     &succeeded,
     AIRSPYHF_ERROR,
     AIRSPYHF_ERROR,
@@ -86,9 +86,9 @@ const AirSpyHFRadioDevice::Library& AirSpyHFRadioDevice::library()
 }
 
 AirSpyHFRadioDevice::AirSpyHFRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                         std::chrono::milliseconds deadline,
+                                         const LibraryDeadlines& deadlines,
                                          std::chrono::milliseconds watchdogInterval)
-    : AirSpyFamilyDevice(std::move(info), parent, kLibrary, deadline, watchdogInterval)
+    : AirSpyFamilyDevice(std::move(info), parent, kLibrary, deadlines, watchdogInterval)
 {
     m_frequencyRanges.append(kShortwave);
     m_frequencyRanges.append(kVhf);
@@ -113,6 +113,9 @@ void AirSpyHFRadioDevice::applySettings()
          {std::pair(&kAgc, m_agc ? 1 : 0), std::pair(&kLna, m_lna ? 1 : 0), std::pair(&kAtt, m_att)}) {
         if (m_receiver && !apply(*setting, value)) {
             LOG_WARNING() << setting->failureAtStart;
+            if (isLost()) {
+                tell(QLatin1String(setting->failureAtStart));
+            }
         }
     }
 }
@@ -120,7 +123,7 @@ void AirSpyHFRadioDevice::applySettings()
 void AirSpyHFRadioDevice::change(const Setting& setting, int value)
 {
     if (m_receiver && !apply(setting, value)) {
-        emit errorHappen(QLatin1String(setting.failure));
+        tell(QLatin1String(setting.failure));
         LOG_LIMITED(LOG_WARNING()) << setting.failure;
     }
 }

@@ -29,7 +29,7 @@ public:
     struct Setting;
 
     AirSpyHFRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                        std::chrono::milliseconds deadline = BoundedCall::kDeadline,
+                        const LibraryDeadlines& deadlines = {},
                         std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~AirSpyHFRadioDevice() override;
 

@@ -4,6 +4,8 @@
 #include "RadioDevice/IQPlayer/WavHeader.h"
 
 #include <QFile>
+#include <chrono>
+#include <functional>
 
 class RotatingOscillator;
 
@@ -13,6 +15,10 @@ class RotatingOscillator;
 /// Reads pairs of signed 16-bit values, first re then im, whatever the header says of bits and channels, and
 /// 48,000 of them a second, whatever it says of the rate; the rate is passed on as the header has it.
 /// Full scale of the recording is 8.0.
+///
+/// Plays what its clock says is due, also if the event loop came late: up to 250 ms at once. What is due
+/// beyond that is not made up for, and counted (Losses). A recording that held samples when it was started
+/// and holds none any more plays nothing: the watchdog tells.
 class IQPlayerRadioDevice : public AbstractRadioDevice
 {
     Q_OBJECT
@@ -24,8 +30,12 @@ public:
         [[nodiscard]] int type() const override { return DefRadioDevice::IQFilePlayer; }
     };
 
+    /// Time since any epoch, which never goes back.
+    using Clock = std::function<std::chrono::nanoseconds()>;
+
     IQPlayerRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                        std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
+                        std::chrono::milliseconds watchdogInterval = kWatchdogInterval,
+                        Clock clock = steadyTime);
     ~IQPlayerRadioDevice() override;
 
     /// Outside the range the present frequency is set again, correction and all.
@@ -34,15 +44,27 @@ public:
 private slots:
     void onStart() override;
     void onStop() override;
+    /// Plays one block.
     void onTimeoutData();
 
 private:
+    static std::chrono::nanoseconds steadyTime();
+
+    /// Plays the blocks that are due.
+    void onTick();
     [[nodiscard]] bool openRecording();
+    [[nodiscard]] bool holdsSamples() const;
+    void rewind();
     void fail(const QString& text);
     void logHeader() const;
 
     QTimer* m_dataTimer;
-    double m_centerFrequency; // Hz, where the mixer does nothing
+    Clock m_clock;
+    std::chrono::nanoseconds m_startTime{0}; // by m_clock
+    qint64 m_ticksDone = 0;                  // since then, played or lost
+    bool m_heldSamples = false;              // when it was started
+    bool m_cut = false;                      // to nothing, as the last tick found it
+    double m_centerFrequency;                // Hz, where the mixer does nothing
     QString m_fileName;
     WavHeader m_header;
     QSharedPointer<QFile> m_file;

@@ -49,7 +49,7 @@ using SetSyncUpdateSampleNum = int RSP_CALL(unsigned samples);
 using AntennaControl = int RSP_CALL(int antenna);
 
 constexpr int kNotInstalled = -1; ///< No result of the library's own, as the next.
-constexpr int kLost = -1;         ///< Of a call that doesn't come back.
+constexpr int kLost = -1;         ///< Of a call that isn't back in time.
 
 /// Stands where an operation would be if there were a library, and fails.
 template <class Function>

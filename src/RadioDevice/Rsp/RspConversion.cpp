@@ -1,6 +1,6 @@
 #include "RadioDevice/Rsp/RspConversion.h"
 
-#include "Core/Worker/Kernels/IntegerIq.h"
+#include "Core/Signal/Kernels/IntegerIq.h"
 
 namespace
 {

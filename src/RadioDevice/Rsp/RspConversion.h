@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 
 /// Turns `count` samples of an RSP, I and Q apart, into those of `block`: re = Q and im = I, full scale
 /// (32,768) at 0.32.

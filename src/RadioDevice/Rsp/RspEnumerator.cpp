@@ -20,20 +20,22 @@ struct Found
 
 } // namespace
 
-RspEnumerator::RspEnumerator(EnumeratorRadioDevice* owner, std::chrono::milliseconds deadline)
+RspEnumerator::RspEnumerator(EnumeratorRadioDevice* owner, const LibraryDeadlines& deadlines)
     : AbstractEnumerator(owner)
     , m_library(RspLibrary::load())
-    , m_calls(deadline)
+    , m_thread(LibraryThread::of(RspRadioDevice::library()))
+    , m_deadlines(deadlines)
 {
     if (!libraryLoaded()) {
-        LOG_DEBUG() << "The rsp library isn't installed";
         return;
     }
     const auto version = std::make_shared<float>(0.0F);
-    const auto told = m_calls.run(QStringLiteral("mir_sdr_ApiVersion"),
-                                  [call = m_library.apiVersion, version] { return call(version.get()); });
-    m_lastError = told.value_or(RspApi::kLost);
-    m_apiVersion = told ? *version : 0.0F;
+    const auto [outcome, result] = m_thread.ask(
+        "mir_sdr_ApiVersion", [call = m_library.apiVersion, version] { return call(version.get()); },
+        m_deadlines.call);
+    const bool isTold = outcome == LibraryThread::Outcome::Back;
+    m_lastError = isTold ? result : RspApi::kLost;
+    m_apiVersion = isTold ? *version : 0.0F;
     // Exactly this one: the next version's number is another float, however close.
     if (m_apiVersion != kApiVersion) {
         LOG_WARNING() << "Error rsp library api version!";
@@ -46,12 +48,13 @@ void RspEnumerator::refresh()
         return;
     }
     const auto found = std::make_shared<Found>();
-    m_lastError = m_calls
-                      .run(QStringLiteral("mir_sdr_GetDevices"),
-                           [call = m_library.getDevices, found] {
-                               return call(found->devices.data(), &found->count, RspApi::kMaxDevices);
-                           })
-                      .value_or(RspApi::kLost);
+    const auto [outcome, result] = m_thread.ask(
+        "mir_sdr_GetDevices",
+        [call = m_library.getDevices, found] {
+            return call(found->devices.data(), &found->count, RspApi::kMaxDevices);
+        },
+        m_deadlines.call);
+    m_lastError = outcome == LibraryThread::Outcome::Back ? result : RspApi::kLost;
     if (m_lastError != 0) {
         LOG_WARNING() << "Error get RSP devices list!";
         return;
@@ -63,4 +66,9 @@ void RspEnumerator::refresh()
         info->identificator = QString::number(index);
         m_owner->add(info);
     }
+}
+
+QString RspEnumerator::hindrance() const
+{
+    return libraryLoaded() ? QString() : QStringLiteral("The rsp library isn't installed");
 }

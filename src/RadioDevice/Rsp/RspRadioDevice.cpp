@@ -46,7 +46,8 @@ void RSP_CALL onSamples(short* xi, short* xq, unsigned /*firstSample*/, int /*ga
                         int /*frequencyChanged*/, int /*rateChanged*/, unsigned count, unsigned /*reset*/,
                         void* context)
 {
-    RspStream::deliver(context, xi, xq, count);
+    DeliveryGate<RspRadioDevice>::visit(context,
+                                        [=](RspRadioDevice& device) { device.deliver(xi, xq, count); });
 }
 
 void RSP_CALL onGain(unsigned /*reductionDb*/, unsigned /*lnaReductionDb*/, void* /*context*/) {}
@@ -54,11 +55,12 @@ void RSP_CALL onGain(unsigned /*reductionDb*/, unsigned /*lnaReductionDb*/, void
 } // namespace
 
 RspRadioDevice::RspRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                               std::chrono::milliseconds deadline, std::chrono::milliseconds watchdogInterval)
-    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
+                               const LibraryDeadlines& deadlines, std::chrono::milliseconds watchdogInterval)
+    : VendorRadioDevice(std::move(info), parent, watchdogInterval)
     , m_library(RspLibrary::load())
     , m_ant(kAntennaA)
-    , m_calls(deadline)
+    , m_thread(LibraryThread::of(library()))
+    , m_deadlines(deadlines)
 {
     m_supportSampleRates = QStringList{QStringLiteral("2048000")};
     m_sampleRate = kSampleRate;
@@ -78,14 +80,11 @@ RspRadioDevice::~RspRadioDevice()
 
 void RspRadioDevice::onStart()
 {
-    const VendorCalls::Operation operation(m_calls);
-    if (!libraryLoaded()) {
-        m_library = RspLibrary::load();
+    beginSession();
+    if (!selectReceiver()) {
+        failStart();
+        return;
     }
-    m_streaming = true;
-    ask("mir_sdr_SetDeviceIdx", [index = m_info->identificator.toUInt()](const RspLibrary& library) {
-        return library.setDeviceIdx(index);
-    });
     ask("mir_sdr_DebugEnable", [](const RspLibrary& library) { return library.debugEnable(1); });
     ask("mir_sdr_DCoffsetIQimbalanceControl",
         [](const RspLibrary& library) { return library.dcOffsetIqImbalanceControl(1, 0); });
@@ -100,7 +99,7 @@ void RspRadioDevice::onStart()
     ask("mir_sdr_SetSyncUpdateSampleNum", [samplesPerPacket](const RspLibrary& library) {
         return library.setSyncUpdateSampleNum(static_cast<unsigned>(samplesPerPacket));
     });
-    if (!libraryLoaded()) {
+    if (isLost()) {
         m_lastError = RspApi::kLost;
         failStart();
         return;
@@ -108,39 +107,73 @@ void RspRadioDevice::onStart()
     AbstractRadioDevice::onStart();
     // The block is the library's thread's from here on, unless someone has stopped the device already.
     if (running()) {
-        m_stream.open([this](const short* xi, const short* xq, unsigned count) { deliver(xi, xq, count); });
+        m_gate.open(this);
     }
+}
+
+LibraryThread::Answer RspRadioDevice::make(const char* what, std::function<int(const RspLibrary&)> question,
+                                           std::chrono::milliseconds deadline)
+{
+    return m_thread.ask(
+        what, [question = std::move(question), library = m_library] { return question(library); }, deadline);
+}
+
+// The result is ignored, but for one that isn't back in time.
+bool RspRadioDevice::selectReceiver()
+{
+    if (!libraryLoaded()) {
+        return true; // and the stream fails
+    }
+    const auto [outcome, result] = make(
+        "mir_sdr_SetDeviceIdx",
+        [index = m_info->identificator.toUInt()](const RspLibrary& library) {
+            return library.setDeviceIdx(index);
+        },
+        m_deadlines.open);
+    // What has never begun needs no end.
+    m_streaming = outcome != LibraryThread::Outcome::NotMade;
+    if (outcome == LibraryThread::Outcome::Back) {
+        return true;
+    }
+    m_lastError = RspApi::kLost;
+    lose();
+    return false;
 }
 
 qint32 RspRadioDevice::ask(const char* what, std::function<int(const RspLibrary&)> question)
 {
+    return ask(what, std::move(question), m_deadlines.call);
+}
+
+qint32 RspRadioDevice::ask(const char* what, std::function<int(const RspLibrary&)> question,
+                           std::chrono::milliseconds deadline)
+{
     if (!libraryLoaded()) {
         return RspApi::kNotInstalled;
     }
-    std::function<void()> late;
+    if (isLost() && state() != STOPPED) {
+        return RspApi::kLost;
+    }
+    const auto [outcome, result] = make(what, std::move(question), deadline);
+    if (outcome == LibraryThread::Outcome::Back) {
+        return result;
+    }
+    lose();
+    return RspApi::kLost;
+}
+
+void RspRadioDevice::lose()
+{
+    loseSession();
     if (m_streaming) {
-        // What came of it is nobody's any more, unless another start has taken the library over since.
-        late = [library = m_library, stream = m_stream, index = m_info->identificator.toUInt()] {
-            if (!stream.isSuperseded()) {
-                library.streamUninit();
-                library.releaseDeviceIdx(index);
-            }
-        };
+        endStream();
     }
-    const auto result = m_calls.run(
-        QLatin1String(what),
-        [question = std::move(question), library = m_library] { return question(library); }, std::move(late));
-    if (!result) {
-        m_library = {};
-        m_stream.close();
-    }
-    return result.value_or(RspApi::kLost);
 }
 
 void RspRadioDevice::failStart()
 {
     const QString text = QStringLiteral("Error start RSP device ...") + QString::number(m_lastError);
-    emit errorHappen(text);
+    tell(text);
     LOG_LIMITED(LOG_WARNING()) << text;
     onStop();
 }
@@ -148,15 +181,14 @@ void RspRadioDevice::failStart()
 qint32 RspRadioDevice::initStream(int& samplesPerPacket)
 {
     const auto samples = std::make_shared<int>(0);
-    void* const context = m_stream.begin();
-    const qint32 result = ask("mir_sdr_StreamInit", [samples, context, rate = sampleRate() / kPerMega,
-                                                     hertz =
-                                                         frequency() / kPerMega](const RspLibrary& library) {
+    const auto start = [samples, context = m_gate.begin(), rate = sampleRate() / kPerMega,
+                        hertz = frequency() / kPerMega](const RspLibrary& library) {
         int reductionDb = kGainReductionDb;
         int systemReductionDb = kGainReductionDb;
         return library.streamInit(&reductionDb, rate, hertz, kBandwidthType, kIfType, kLnaState,
                                   &systemReductionDb, kGainMode, samples.get(), &onSamples, &onGain, context);
-    });
+    };
+    const qint32 result = ask("mir_sdr_StreamInit", start, m_deadlines.open);
     if (result == 0) {
         samplesPerPacket = *samples;
     }
@@ -165,31 +197,37 @@ qint32 RspRadioDevice::initStream(int& samplesPerPacket)
 
 void RspRadioDevice::onStop()
 {
-    endStream();
+    // Of a session that is lost the end is asked for already.
+    if (!isLost()) {
+        endStream();
+    }
     AbstractRadioDevice::onStop();
 }
 
 void RspRadioDevice::endStream()
 {
-    m_stream.close();
+    m_gate.close();
     m_streaming = false;
     if (!libraryLoaded()) {
         return;
     }
-    const auto ended = m_calls.run(QStringLiteral("mir_sdr_StreamUninit, mir_sdr_ReleaseDeviceIdx"),
-                                   [library = m_library, index = m_info->identificator.toUInt()] {
-                                       library.streamUninit();
-                                       library.releaseDeviceIdx(index);
-                                       return 0;
-                                   });
-    if (!ended) {
-        m_library = {};
-    }
+    m_thread.finish("mir_sdr_StreamUninit", m_library.streamUninit, m_deadlines.call);
+    m_thread.finish(
+        "mir_sdr_ReleaseDeviceIdx",
+        [release = m_library.releaseDeviceIdx, index = m_info->identificator.toUInt()] {
+            return release(index);
+        },
+        m_deadlines.call);
 }
 
 void RspRadioDevice::deliver(const short* xi, const short* xq, unsigned count)
 {
-    if (xi == nullptr || xq == nullptr || count == 0 || count > static_cast<unsigned>(inBuffer()->capacity)) {
+    if (xi == nullptr || xq == nullptr) {
+        dropUnusableBlock();
+        return;
+    }
+    if (count > static_cast<unsigned>(inBuffer()->capacity)) {
+        dropLargeBlock(count);
         return;
     }
     const int samples = static_cast<int>(count);
@@ -207,6 +245,9 @@ void RspRadioDevice::setFrequency(double hertz)
         m_lastError = retune(hertz);
         if (m_lastError != 0) {
             LOG_LIMITED(LOG_WARNING()) << "Error set rsp lo frequency" << m_lastError;
+            if (isLost()) {
+                tell(QStringLiteral("Error set rsp lo frequency ") + QString::number(m_lastError));
+            }
             return;
         }
     }
@@ -238,7 +279,7 @@ void RspRadioDevice::setAnt(int ant)
                       [ant = m_ant](const RspLibrary& library) { return library.antennaControl(ant); });
     if (m_lastError != 0) {
         const QString text = QStringLiteral("Error select antenna port ...") + QString::number(m_lastError);
-        emit errorHappen(text);
+        tell(text);
         LOG_LIMITED(LOG_WARNING()) << text;
     }
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "RadioDevice/Rsp/RspLibrary.h"
-#include "RadioDevice/Rsp/RspStream.h"
-#include "RadioDevice/Vendor/VendorCalls.h"
+#include "RadioDevice/Vendor/DeliveryGate.h"
+#include "RadioDevice/Vendor/LibraryThread.h"
+#include "RadioDevice/Vendor/VendorRadioDevice.h"
 
 /// An RSP: one sample rate, a fixed gain reduction, a choice of antenna. Its library delivers 16-bit samples
 /// on a thread of its own.
@@ -12,7 +12,7 @@
 ///
 /// Retuning and the antenna reach the library whether a stream runs or not. The antenna does so by its setter
 /// alone, at no start. `swapIQ` has no effect on this receiver.
-class RspRadioDevice : public AbstractRadioDevice
+class RspRadioDevice : public VendorRadioDevice
 {
     Q_OBJECT
     Q_PROPERTY(int ant READ ant WRITE setAnt NOTIFY antChanged)
@@ -24,12 +24,13 @@ public:
         [[nodiscard]] int type() const override { return DefRadioDevice::Rsp; }
     };
 
-    /// The library may take `deadline` for a start, a setter or a stop, then it is left alone with it: a
-    /// start or a setter fails, no more samples come, and the watch for them ends the session.
     RspRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                   std::chrono::milliseconds deadline = BoundedCall::kDeadline,
+                   const LibraryDeadlines& deadlines = {},
                    std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~RspRadioDevice() override;
+
+    /// The name that the library's thread goes by.
+    static QString library() { return QStringLiteral("libmirsdrapi-rsp"); }
 
     [[nodiscard]] bool libraryLoaded() const { return m_library.isLoaded; }
 
@@ -41,6 +42,10 @@ public:
     [[nodiscard]] int ant() const { return m_ant; }
     void setAnt(int ant);
 
+    /// Publishes `count` samples, I and Q apart. On the library's thread, while the gate is open. What can be
+    /// no block (null, or absurdly many) is dropped.
+    void deliver(const short* xi, const short* xq, unsigned count);
+
 signals:
     void antChanged(int ant);
 
@@ -49,19 +54,24 @@ private slots:
     void onStop() override;
 
 private:
-    // A call that is left behind fails, and until the next start nothing more is asked of the library.
+    [[nodiscard]] LibraryThread::Answer make(const char* what, std::function<int(const RspLibrary&)> question,
+                                             std::chrono::milliseconds deadline);
+    // What isn't back in time fails, and nothing more is asked in that session.
     qint32 ask(const char* what, std::function<int(const RspLibrary&)> question);
+    qint32 ask(const char* what, std::function<int(const RspLibrary&)> question,
+               std::chrono::milliseconds deadline);
+    [[nodiscard]] bool selectReceiver();
     [[nodiscard]] qint32 initStream(int& samplesPerPacket);
     [[nodiscard]] qint32 retune(double hertz);
+    void lose();
     void failStart();
     void endStream();
-    // On the library's thread. What can be no block (null, none or absurdly many) is dropped.
-    void deliver(const short* xi, const short* xq, unsigned count);
 
     RspLibrary m_library;
     qint32 m_lastError = 0; // the library's last result
     qint32 m_ant;
-    VendorCalls m_calls;
-    RspStream m_stream;
-    bool m_streaming = false; // between the beginning of a start and the end of its stop
+    LibraryThread& m_thread;
+    LibraryDeadlines m_deadlines;
+    DeliveryGate<RspRadioDevice> m_gate;
+    bool m_streaming = false; // from the beginning of a start until its end is asked for
 };

@@ -6,19 +6,19 @@
 #include <chrono>
 #include <rtl-sdr.h>
 #include <thread>
-#include <utility>
 
 namespace
 {
 
 constexpr std::chrono::microseconds kPoll{100};
-constexpr std::chrono::milliseconds kPollLeftBehind{100}; // once nobody waits any more
+constexpr std::chrono::milliseconds kSlowPoll{100}; // once nobody waits any more
+constexpr std::chrono::seconds kPatience{3};
 
 } // namespace
 
-CRTL_SDR_Thread::CRTL_SDR_Thread(rtlsdr_dev* dev, std::shared_ptr<Gate> gate, quint32 bufferLength)
+CRTL_SDR_Thread::CRTL_SDR_Thread(rtlsdr_dev* dev, void* context, quint32 bufferLength)
     : m_dev(dev)
-    , m_gate(std::move(gate))
+    , m_context(context)
     , m_bufferLength(bufferLength)
 {
     setObjectName(QStringLiteral("RTL-SDR"));
@@ -27,24 +27,23 @@ CRTL_SDR_Thread::CRTL_SDR_Thread(rtlsdr_dev* dev, std::shared_ptr<Gate> gate, qu
 
 void CRTL_SDR_Thread::run()
 {
-    rtlsdr_read_async(m_dev, &CRTL_SDR_Thread::onRead, m_gate.get(), 0, m_bufferLength);
+    rtlsdr_read_async(m_dev, &CRTL_SDR_Thread::onRead, m_context, 0, m_bufferLength);
     exit(1);
 }
 
-void CRTL_SDR_Thread::close() const
+void CRTL_SDR_Thread::end() const
 {
-    const auto deadline = std::chrono::steady_clock::now() + BoundedCall::kDeadline;
+    const auto slowFrom = std::chrono::steady_clock::now() + kPatience;
     // Before the thread has entered the read there is nothing to cancel, and the wish is lost.
     bool cancelled = rtlsdr_cancel_async(m_dev) == 0;
     while (!isFinished()) {
-        if (std::chrono::steady_clock::now() < deadline) {
+        if (std::chrono::steady_clock::now() < slowFrom) {
             std::this_thread::sleep_for(kPoll);
         } else {
-            std::this_thread::sleep_for(kPollLeftBehind);
+            std::this_thread::sleep_for(kSlowPoll);
         }
         cancelled = cancelled || rtlsdr_cancel_async(m_dev) == 0;
     }
-    rtlsdr_close(m_dev);
 }
 
 void CRTL_SDR_Thread::onRead(unsigned char* buffer, quint32 length, void* context)
@@ -53,7 +52,5 @@ void CRTL_SDR_Thread::onRead(unsigned char* buffer, quint32 length, void* contex
         LOG_WARNING() << "Error rtlsdr_read_async function!";
         return;
     }
-    if (const auto device = static_cast<Gate*>(context)->enter()) {
-        device->onRead(buffer, length);
-    }
+    Gate::visit(context, [buffer, length](RtlUsbRadioDevice& device) { device.onRead(buffer, length); });
 }

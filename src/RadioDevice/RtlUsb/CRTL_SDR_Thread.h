@@ -9,8 +9,7 @@ struct rtlsdr_dev;
 
 /// Runs the library's read, which blocks until it is cancelled and calls back on this thread.
 /// Thread:    runs from the constructor on. Once the read has returned it is finished.
-/// Ownership: shares the gate with the device. Never to be deleted before it has finished; whoever stops it
-///            holds it until then, and a read that never returns is left behind with its thread.
+/// Ownership: never to be deleted before it has finished; whoever ends it holds it until then.
 class CRTL_SDR_Thread final : public QThread
 {
     Q_OBJECT
@@ -18,13 +17,16 @@ class CRTL_SDR_Thread final : public QThread
 public:
     using Gate = DeliveryGate<RtlUsbRadioDevice>;
 
-    /// `dev` stays open until the thread has finished. `bufferLength` is in bytes.
-    CRTL_SDR_Thread(rtlsdr_dev* dev, std::shared_ptr<Gate> gate, quint32 bufferLength);
+    /// `dev` stays open until the thread has finished. `context` is the gate's, `bufferLength` is in bytes.
+    CRTL_SDR_Thread(rtlsdr_dev* dev, void* context, quint32 bufferLength);
 
-    /// Ends the read, waits for the thread's end, however long, and gives the dongle back. Any other thread.
-    void close() const;
+    /// False if the system had no thread for it.
+    [[nodiscard]] bool isStarted() const { return isRunning() || isFinished(); }
 
-    /// What the library calls with each buffer; `context` is the gate.
+    /// Cancels the read until it has returned, however long. On the library's thread.
+    void end() const;
+
+    /// What the library calls with each buffer; `context` is the gate's.
     static void onRead(unsigned char* buffer, quint32 length, void* context);
 
 protected:
@@ -32,6 +34,6 @@ protected:
 
 private:
     rtlsdr_dev* m_dev;
-    std::shared_ptr<Gate> m_gate;
+    void* m_context;
     quint32 m_bufferLength; // bytes
 };

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <rtl-sdr.h>
+#include <utility>
 
 namespace
 {
@@ -33,16 +34,23 @@ struct Dongle
 
 } // namespace
 
-RtlUsbEnumerator::RtlUsbEnumerator(EnumeratorRadioDevice* owner, std::chrono::milliseconds deadline)
+RtlUsbEnumerator::RtlUsbEnumerator(EnumeratorRadioDevice* owner, const LibraryDeadlines& deadlines)
     : AbstractEnumerator(owner)
-    , m_calls(deadline)
+    , m_thread(LibraryThread::of(RtlUsbRadioDevice::library()))
+    , m_deadlines(deadlines)
 {
+}
+
+bool RtlUsbEnumerator::ask(const char* what, std::function<int()> call)
+{
+    const auto [outcome, result] = m_thread.ask(what, std::move(call), m_deadlines.call);
+    return outcome == LibraryThread::Outcome::Back && result == 0;
 }
 
 quint32 RtlUsbEnumerator::count()
 {
     const auto found = std::make_shared<quint32>(0);
-    const auto counted = m_calls.run(QStringLiteral("rtlsdr_get_device_count"), [found] {
+    const bool counted = ask("rtlsdr_get_device_count", [found] {
         *found = rtlsdr_get_device_count();
         return 0;
     });
@@ -53,22 +61,19 @@ void RtlUsbEnumerator::refresh()
 {
     const quint32 dongles = count();
     for (quint32 index = 0; index < dongles; ++index) {
-        const VendorCalls::Operation operation(m_calls);
         const auto dongle = std::make_shared<Dongle>();
-        const auto named = m_calls.run(QStringLiteral("rtlsdr_get_device_name"), [dongle, index] {
+        const bool named = ask("rtlsdr_get_device_name", [dongle, index] {
             dongle->name = rtlsdr_get_device_name(index);
             return 0;
         });
-        const QString name = named ? QString::fromUtf8(dongle->name) : QString();
-        const auto read = named ? m_calls.run(QStringLiteral("rtlsdr_get_device_usb_strings"),
-                                              [dongle, index] {
-                                                  return rtlsdr_get_device_usb_strings(
-                                                      index, dongle->manufacturer.data(),
-                                                      dongle->product.data(), dongle->serial.data());
-                                              })
-                                : std::nullopt;
-        if (read != 0) {
-            LOG_WARNING() << "Unable to access rtlusb device #" << index << name;
+        const bool read =
+            named && ask("rtlsdr_get_device_usb_strings", [dongle, index] {
+                return rtlsdr_get_device_usb_strings(index, dongle->manufacturer.data(),
+                                                     dongle->product.data(), dongle->serial.data());
+            });
+        if (!read) {
+            LOG_WARNING() << "Unable to access rtlusb device #" << index
+                          << (named ? QString::fromUtf8(dongle->name) : QString());
             continue;
         }
         auto info = QSharedPointer<RtlUsbRadioDevice::DeviceInfo>::create();

@@ -3,6 +3,8 @@
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "RadioDevice/RtlUsb/RtlUsbConversion.h"
+#include "RadioDevice/RtlUsb/RtlUsbFormat.h"
+#include "RadioDevice/Vendor/UsbHolders.h"
 
 #include <algorithm>
 #include <array>
@@ -40,8 +42,9 @@ QString sampleRateError(double rate)
     return QStringLiteral("Error set sampleRate! ") + QString::number(rate, 'g', 6);
 }
 
-// What a call that didn't come back has for a result: a failure, as each that isn't 0 is.
+// Result of a call that isn't back in time: a failure, as each that isn't 0 is.
 constexpr int kLost = -1;
+constexpr int kBusy = -6; // LIBUSB_ERROR_BUSY, which rtlsdr_open passes on
 
 void closeDongle(rtlsdr_dev* dev)
 {
@@ -51,10 +54,13 @@ void closeDongle(rtlsdr_dev* dev)
 } // namespace
 
 RtlUsbRadioDevice::RtlUsbRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                                     std::chrono::milliseconds deadline,
+                                     const LibraryDeadlines& deadlines,
                                      std::chrono::milliseconds watchdogInterval)
-    : AbstractRadioDevice(std::move(info), parent, watchdogInterval)
-    , m_receiver(deadline, kLost, [this] { leaveReading(); })
+    : VendorRadioDevice(std::move(info), parent, watchdogInterval)
+    , m_receiver(LibraryThread::of(library()), deadlines, kLost, [this] {
+        m_gate.close();
+        loseSession();
+    })
 {
     initDsp();
     for (const char* rate : {"3200000", "2880000", "2400000", "2048000", "1800000", "1600000", "1152000",
@@ -76,10 +82,15 @@ RtlUsbRadioDevice::~RtlUsbRadioDevice()
 void RtlUsbRadioDevice::onStart()
 {
     LOG_DEBUG() << "Start rtlsdr dongle #" << m_info->identificator << "...";
-    const auto operation = m_receiver.operation();
-    if (m_receiver.open("rtlsdr_open", &rtlsdr_open, static_cast<quint32>(m_info->identificator.toInt()),
-                        &closeDongle) != 0) {
-        failStart(QStringLiteral("Error open device #") + m_info->identificator);
+    beginSession();
+    const QString openError = QStringLiteral("Error open device #") + m_info->identificator;
+    const int opened = m_receiver.open("rtlsdr_open", &rtlsdr_open,
+                                       static_cast<quint32>(m_info->identificator.toInt()), &closeDongle);
+    if (opened != 0) {
+        failStart(openError);
+        if (opened == kBusy) {
+            LOG_LIMITED(LOG_INFO()) << "The receiver is" << UsbHolders::describe();
+        }
         return;
     }
     if (setReceiverRate(sampleRate()) != 0) {
@@ -99,17 +110,36 @@ void RtlUsbRadioDevice::onStart()
     setTunerAgc(m_tunerAgc);
     setTunerGain(m_tunerGain);
     m_receiver.call("rtlsdr_reset_buffer", &rtlsdr_reset_buffer);
-    if (!m_receiver) {
-        failStart(QStringLiteral("Error open device #") + m_info->identificator);
+    if (isLost()) {
+        failStart(isLossUntold() ? openError : QString());
         return;
     }
     setBlockSize(kBlockSize);
-    m_gate = std::make_shared<CRTL_SDR_Thread::Gate>(this);
-    m_readThread =
-        std::make_shared<CRTL_SDR_Thread>(m_receiver.handle(), m_gate, kBytesPerSample * kBlockSize);
-    m_receiver.setRelease([thread = m_readThread](rtlsdr_dev* /*dev*/) { thread->close(); });
+    if (!startReading()) {
+        failStart(openError);
+        return;
+    }
     AbstractRadioDevice::onStart();
-    m_gate->open();
+    // Unless someone has stopped the device already.
+    if (running()) {
+        m_gate.open(this);
+    }
+}
+
+bool RtlUsbRadioDevice::startReading()
+{
+    m_readThread =
+        std::make_shared<CRTL_SDR_Thread>(m_receiver.handle(), m_gate.begin(), kBytesPerSample * kBlockSize);
+    if (!m_readThread->isStarted()) {
+        m_readThread.reset();
+        closeReceiver();
+        return false;
+    }
+    m_receiver.setRelease([thread = m_readThread](rtlsdr_dev* dev) {
+        thread->end();
+        rtlsdr_close(dev);
+    });
+    return true;
 }
 
 void RtlUsbRadioDevice::onStop()
@@ -123,37 +153,42 @@ void RtlUsbRadioDevice::onStop()
 
 void RtlUsbRadioDevice::stopReading()
 {
-    if (m_readThread == nullptr) {
+    m_gate.close();
+    const auto thread = std::exchange(m_readThread, nullptr);
+    if (thread == nullptr || !m_receiver) {
         return;
     }
-    const auto operation = m_receiver.operation();
-    m_gate->close();
-    // A read that doesn't return is left behind with all that it uses, and the handle with it.
-    m_receiver.finish("rtlsdr_cancel_async, rtlsdr_close",
-                      [thread = m_readThread](rtlsdr_dev* /*dev*/) { thread->close(); });
-    m_receiver.forget();
-    leaveReading();
+    const auto end = [thread](rtlsdr_dev* /*dev*/) {
+        thread->end();
+        return 0;
+    };
+    m_receiver.finish("rtlsdr_cancel_async", end, &closeDongle);
+    closeReceiver();
 }
 
-void RtlUsbRadioDevice::leaveReading()
+void RtlUsbRadioDevice::closeReceiver()
 {
-    if (m_gate != nullptr) {
-        m_gate->close();
-    }
-    m_readThread.reset();
-    m_gate.reset();
+    m_receiver.finish("rtlsdr_close", &rtlsdr_close);
+    m_receiver.forget();
 }
 
 void RtlUsbRadioDevice::failStart(const QString& text)
 {
-    emit errorHappen(text);
-    LOG_WARNING() << text;
+    if (!text.isEmpty()) {
+        tell(text);
+        LOG_WARNING() << text;
+    }
     onStop();
 }
 
 void RtlUsbRadioDevice::onRead(const unsigned char* buffer, quint32 length)
 {
-    if (buffer == nullptr || length / kBytesPerSample > static_cast<quint32>(inBuffer()->capacity)) {
+    if (buffer == nullptr) {
+        dropUnusableBlock();
+        return;
+    }
+    if (length / kBytesPerSample > static_cast<quint32>(inBuffer()->capacity)) {
+        dropLargeBlock(length / kBytesPerSample);
         return;
     }
     const int samples = static_cast<int>(length) / kBytesPerSample;
@@ -163,8 +198,9 @@ void RtlUsbRadioDevice::onRead(const unsigned char* buffer, quint32 length)
     if (!running()) {
         return;
     }
-    writeMade(samples, [buffer, swapped = swapIQ()](DoubleComplex* made, int first, int count) {
-        convertRtlUsb(buffer + std::ptrdiff_t{kBytesPerSample} * first, count, swapped, made);
+    const auto convert = RtlUsbFormat::offsetBinary ? convertRtlUsbOffset : convertRtlUsb;
+    writeMade(samples, [buffer, convert, swapped = swapIQ()](DoubleComplex* made, int first, int count) {
+        convert(buffer + std::ptrdiff_t{kBytesPerSample} * first, count, swapped, made);
     });
 }
 
@@ -188,10 +224,6 @@ void RtlUsbRadioDevice::resetSampleRate()
 
 void RtlUsbRadioDevice::setFrequency(double hertz)
 {
-    if (!isUsable(hertz)) {
-        AbstractRadioDevice::setFrequency(hertz); // which refuses it
-        return;
-    }
     if (!isFrequencySupported(hertz)) {
         AbstractRadioDevice::setFrequency(m_loFrequency);
         return;
@@ -199,6 +231,9 @@ void RtlUsbRadioDevice::setFrequency(double hertz)
     if (m_receiver &&
         m_receiver.call("rtlsdr_set_center_freq", &rtlsdr_set_center_freq, toHertz(hertz)) != 0) {
         LOG_LIMITED(LOG_WARNING()) << "Error set RTLSDR LO " << hertz;
+        if (isLost()) {
+            tell(QStringLiteral("Error set RTLSDR LO ") + QString::number(hertz, 'g', 6));
+        }
         AbstractRadioDevice::setFrequency(m_loFrequency);
         return;
     }
@@ -221,7 +256,6 @@ void RtlUsbRadioDevice::setSamplingMode(int mode)
     if (!m_receiver) {
         return;
     }
-    const auto operation = m_receiver.operation();
     if (m_receiver.call("rtlsdr_set_direct_sampling", &rtlsdr_set_direct_sampling, mode) != 0) {
         reportSetter(QStringLiteral("Error set sampling mpde = %1!").arg(mode));
     }
@@ -285,6 +319,6 @@ void RtlUsbRadioDevice::setTunerGain(int tunerGain)
 
 void RtlUsbRadioDevice::reportSetter(const QString& text)
 {
-    emit errorHappen(text);
+    tell(text);
     LOG_LIMITED(LOG_WARNING()) << text;
 }

@@ -1,21 +1,20 @@
 #pragma once
 
-#include "Core/RadioDevice/AbstractRadioDevice.h"
 #include "RadioDevice/RtlUsb/CRTL_SDR_Thread.h"
 #include "RadioDevice/Vendor/VendorHandle.h"
+#include "RadioDevice/Vendor/VendorRadioDevice.h"
 
 /// An RTL2832U dongle through librtlsdr.
 /// Thread:    the device's own, but for `onRead`, which the reading thread calls through the gate.
 /// Ownership: of the library's handle from a start to the stop of the running device. A start that fails
-///            behind the opening leaves the dongle open.
+///            after the opening leaves the dongle open.
 /// Errors:    a setter stores first and reports what the library refuses by errorHappen and a warning; what
-///            was stored stays. A call that doesn't come back fails and gives the dongle up (VendorHandle):
-///            in a start it fails that, later no more samples come, and the watch for them ends the session.
+///            was stored stays.
 ///
 /// The dongle is tuned to what is asked for, without `ppmCorrection`: the library has a correction of its
 /// own, `rtlPpm`. That one and `offsetTuning` reach an open dongle alone; a start doesn't repeat them.
 /// `biasTee` is stored and no more.
-class RtlUsbRadioDevice : public AbstractRadioDevice
+class RtlUsbRadioDevice : public VendorRadioDevice
 {
     Q_OBJECT
     Q_PROPERTY(bool biasTee READ biasTee WRITE setBiasTee RESET resetBiasTee)
@@ -33,9 +32,8 @@ public:
         [[nodiscard]] int type() const override { return DefRadioDevice::RtlUsb; }
     };
 
-    /// The library may take `deadline` for a start, a setter or a stop, then it is left alone with it.
     RtlUsbRadioDevice(QSharedPointer<InfoRadioDevice> info, QObject* parent,
-                      std::chrono::milliseconds deadline = BoundedCall::kDeadline,
+                      const LibraryDeadlines& deadlines = {},
                       std::chrono::milliseconds watchdogInterval = kWatchdogInterval);
     ~RtlUsbRadioDevice() override;
 
@@ -80,8 +78,11 @@ public:
     void setSamplingMode(int mode);
     void resetSamplingMode() { setSamplingMode(0); }
 
+    /// The name that the library's thread goes by.
+    static QString library() { return QStringLiteral("librtlsdr"); }
+
     /// The reading thread's: takes `length` bytes into the ring. Anything longer than the ring is no buffer
-    /// of this library and is dropped.
+    /// of this library and is dropped, if counted as a sign of life.
     void onRead(const unsigned char* buffer, quint32 length);
 
 private slots:
@@ -93,8 +94,9 @@ private:
     void reportSetter(const QString& text);
     [[nodiscard]] bool isTunerKnown() const;
     [[nodiscard]] int setReceiverRate(double rate);
+    [[nodiscard]] bool startReading();
     void stopReading();
-    void leaveReading();
+    void closeReceiver();
 
     bool m_biasTee = false;
     bool m_rtlPpm = false;
@@ -105,6 +107,6 @@ private:
     int m_samplingMode = 0; // as the library numbers it
     int m_tunerType = 0;    // as the library numbers it
     std::shared_ptr<CRTL_SDR_Thread> m_readThread;
-    std::shared_ptr<CRTL_SDR_Thread::Gate> m_gate;
+    CRTL_SDR_Thread::Gate m_gate;
     VendorHandle<rtlsdr_dev> m_receiver;
 };

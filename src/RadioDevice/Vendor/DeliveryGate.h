@@ -1,112 +1,83 @@
 #pragma once
 
-#include <atomic>
-#include <chrono>
-#include <memory>
+#include <cstdint>
+#include <map>
 #include <mutex>
-#include <thread>
-#include <utility>
-#include <vector>
 
-/// What stands between a library's delivery thread and a device. The library is given the gate as its
-/// context, never the device: a callback that comes late finds the gate shut, and no device.
-///
-/// A driver makes one gate for each start, as a shared pointer, and gives `gate.get()` to the library. It
-/// opens it behind AbstractRadioDevice::onStart, from where on the block belongs to the delivery thread, and
-/// closes it in onStop before it asks the library to stop, so that the block is its own again. Whatever may
-/// outlive the device in the library (the call of BoundedCall that stops it, a thread that reads) holds a
-/// copy of the pointer; where the library may go on delivering with nobody to hold it, `leaveBehind`.
+/// How the callbacks of a library find their device, and only while it wants them. Nobody can say when a
+/// library calls back for the last time: a stop may hang, or fail, and some call on after they have ended. So
+/// what it is given as its context is no address but the number of a start, and a callback that comes late
+/// finds nobody under it, whatever was started or deleted since.
 ///
 ///     int callback(airspy_transfer* transfer)
 ///     {
-///         if (const auto device = static_cast<DeliveryGate<AirSpyRadioDevice>*>(transfer->ctx)->enter()) {
-///             device->onSamples(static_cast<const float*>(transfer->samples), transfer->sample_count);
-///         }
+///         DeliveryGate<AirSpyRadioDevice>::visit(
+///             transfer->ctx, [transfer](AirSpyRadioDevice& device) { device.deliver(transfer); });
 ///         return 0;
 ///     }
 ///
-/// Thread: `enter` from the delivery thread, lock-free; `open` and `close` from the device's thread. Not from
-///         within a visit: `close` waits for those inside, which convert one block and never wait.
+/// A driver begins with each start, opens after AbstractRadioDevice::onStart, from where on the block belongs
+/// to the delivering thread, and closes before it asks the library to stop, so that the block is its own
+/// again.
+/// Thread: `begin`, `open` and `close` on the device's thread, `visit` on the library's. A visit waits for
+///         nothing but the few instructions of those three; they wait for the block that is delivered.
 template <class Device>
 class DeliveryGate
 {
 public:
-    /// Inside while it lives. False if there is no device to reach.
-    class Visit
-    {
-    public:
-        Visit(Visit&& other) noexcept
-            : m_gate(std::exchange(other.m_gate, nullptr))
-        {
-        }
-        Visit(const Visit&) = delete;
-        Visit& operator=(const Visit&) = delete;
-        Visit& operator=(Visit&&) = delete;
-        ~Visit()
-        {
-            if (m_gate != nullptr) {
-                m_gate->leave();
-            }
-        }
-
-        explicit operator bool() const { return m_gate != nullptr; }
-        Device* operator->() const { return m_gate->m_device; }
-
-    private:
-        friend class DeliveryGate;
-        explicit Visit(DeliveryGate* gate)
-            : m_gate(gate)
-        {
-        }
-
-        DeliveryGate* m_gate;
-    };
-
-    /// Shut. `device` lives at least until `close` has returned, if the gate is ever opened.
-    explicit DeliveryGate(Device* device)
-        : m_device(device)
-    {
-    }
+    DeliveryGate() = default;
     DeliveryGate(const DeliveryGate&) = delete;
     DeliveryGate& operator=(const DeliveryGate&) = delete;
-    ~DeliveryGate() = default;
+    ~DeliveryGate() { close(); }
 
-    void open() { m_state.fetch_and(~kShut); }
-
-    [[nodiscard]] Visit enter()
+    /// Takes a new number and gives it, as the library's context; never null. Shut until `open`.
+    [[nodiscard]] void* begin()
     {
-        if ((m_state.fetch_add(kVisitor) & kShut) != 0) {
-            leave();
-            return Visit(nullptr);
-        }
-        return Visit(this);
+        close();
+        const std::lock_guard lock(table().mutex);
+        m_number = ++table().lastNumber;
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): a number in the shape that the libraries take
+        return reinterpret_cast<void*>(m_number);
     }
 
-    /// When this returns nobody is inside, and nobody comes in any more.
+    void open(Device* device)
+    {
+        const std::lock_guard lock(table().mutex);
+        table().devices[m_number] = device;
+    }
+
+    /// When this returns nobody is inside, and nobody comes in under this number any more.
     void close()
     {
-        m_state.fetch_or(kShut);
-        while (m_state != kShut) {
-            std::this_thread::sleep_for(kPoll);
-        }
+        const std::lock_guard lock(table().mutex);
+        table().devices.erase(m_number);
     }
 
-    /// Keeps a gate for the rest of the process: for a library that didn't let go of it.
-    static void leaveBehind(std::shared_ptr<DeliveryGate> gate)
+    /// Calls `delivery(device)` with the one whose gate is open under this number, if there is one.
+    template <class Delivery>
+    static void visit(const void* context, Delivery delivery)
     {
-        static std::mutex mutex;
-        static auto& kept = *new std::vector<std::shared_ptr<DeliveryGate>>;
-        const std::lock_guard lock(mutex);
-        kept.push_back(std::move(gate));
+        const std::lock_guard lock(table().mutex);
+        const auto found = table().devices.find(reinterpret_cast<std::uintptr_t>(context));
+        if (found != table().devices.end()) {
+            delivery(*found->second);
+        }
     }
 
 private:
-    static constexpr unsigned kShut = 1;
-    static constexpr unsigned kVisitor = 2; // counts those inside, and those just being turned away
-    static constexpr std::chrono::microseconds kPoll{100};
+    struct Table
+    {
+        std::mutex mutex;
+        std::uintptr_t lastNumber = 0;
+        std::map<std::uintptr_t, Device*> devices; // whose gates are open, by number
+    };
 
-    void leave() { m_state.fetch_sub(kVisitor); }
+    static Table& table()
+    {
+        // Never destroyed: a library's thread may run to the end of the process.
+        static auto& instance = *new Table;
+        return instance;
+    }
 
-    Device* m_device;
-    std::atomic<unsigned> m_state{kShut};
+    std::uintptr_t m_number = 0; // none
 };

@@ -1,33 +1,32 @@
 #pragma once
 
-#include "RadioDevice/Vendor/VendorCalls.h"
+#include "RadioDevice/Vendor/LibraryThread.h"
 
-#include <memory>
 #include <type_traits>
 #include <utility>
 
-/// The handle of one receiver in its vendor's library, and the driver's only way to it: a call through it is
-/// held to a deadline. One that is left behind takes the handle with it: the driver asks nothing more of the
-/// receiver, which is closed to it, and can open it anew. When that call comes back after all, the receiver
-/// is given back by `Release` on the thread of the call.
-/// Thread:    the device's.
+/// The handle of one receiver in its vendor's library, and the driver's only way to it: each call goes
+/// through the library's thread. One that isn't back in time takes the handle with it: the driver asks
+/// nothing more of the receiver, which is closed to it, and is given back by `Release` after that call.
+/// Thread:    the device's; a release runs on the library's, and owns what it touches.
 /// Ownership: none; the driver closes what it opened.
 ///
 ///     m_receiver.open("airspy_open_sn", &airspy_open_sn, serial, [](airspy_device* dev) { ... });
 ///     m_receiver.call("airspy_set_freq", &airspy_set_freq, hertz);
-///     m_receiver.finish("airspy_close", [](airspy_device* dev) { airspy_close(dev); });
+///     m_receiver.finish("airspy_close", &airspy_close);
 ///     m_receiver.forget();
 template <class Handle>
 class VendorHandle
 {
 public:
     using Release = std::function<void(Handle*)>;
-    using Operation = VendorCalls::Operation;
 
-    /// `lost` is the result of a call that was left behind, and of each one without a handle: one of failure.
-    /// `onLost` is called when the handle was given up.
-    VendorHandle(std::chrono::milliseconds deadline, int lost, std::function<void()> onLost = nullptr)
-        : m_calls(deadline)
+    /// `lost` is the result of a call that isn't back in time, and of each one without a handle: one of
+    /// failure. `onLost` is called when the handle was given up.
+    VendorHandle(LibraryThread& thread, const LibraryDeadlines& deadlines, int lost,
+                 std::function<void()> onLost = nullptr)
+        : m_thread(thread)
+        , m_deadlines(deadlines)
         , m_lost(lost)
         , m_onLost(std::move(onLost))
     {
@@ -37,30 +36,25 @@ public:
     /// For what a thread of the driver's own asks, without end.
     [[nodiscard]] Handle* handle() const { return m_handle; }
 
-    [[nodiscard]] Operation operation() { return Operation(m_calls); }
-    /// For what is asked of the library without a receiver.
-    [[nodiscard]] VendorCalls& calls() { return m_calls; }
-
     /// The result of `function(&handle, id)`. A handle that it leaves null stays as it is here.
     template <class Id>
     int open(const char* what, int (*function)(Handle**, Id), std::common_type_t<Id> id, Release release)
     {
         m_release = std::move(release);
         const auto handle = std::make_shared<Handle*>(nullptr);
-        const auto result = m_calls.run(
-            QLatin1String(what), [function, handle, id] { return function(handle.get(), id); },
-            [handle, giveBack = m_release] {
-                if (*handle != nullptr) {
-                    giveBack(*handle);
-                }
-            });
-        if (!result) {
+        const auto [outcome, result] = m_thread.ask(
+            what, [function, handle, id] { return function(handle.get(), id); }, m_deadlines.open);
+        if (outcome == LibraryThread::Outcome::Out) {
+            giveBack([handle] { return *handle; });
+        }
+        if (outcome != LibraryThread::Outcome::Back) {
+            m_handle = nullptr;
             return lose();
         }
         if (*handle != nullptr) {
             m_handle = *handle;
         }
-        return *result;
+        return result;
     }
 
     /// The result of `function(handle, arguments...)`.
@@ -77,29 +71,28 @@ public:
         if (m_handle == nullptr) {
             return m_lost;
         }
-        const auto result = m_calls.run(
-            QLatin1String(what),
-            [question = std::move(question), handle = m_handle] { return question(handle); },
-            [giveBack = m_release, handle = m_handle] { giveBack(handle); });
-        return result ? *result : lose();
+        const auto [outcome, result] = m_thread.ask(
+            what, [question = std::move(question), handle = m_handle] { return question(handle); },
+            m_deadlines.call);
+        return outcome == LibraryThread::Outcome::Back ? result : lose();
     }
 
-    /// How a call that was left behind gives the receiver back, from now on.
-    void setRelease(Release release) { m_release = std::move(release); }
-
-    /// Runs `last(handle)`, which closes the receiver, however late. False if it was left behind. Outside of
-    /// any operation it has the time that the last one has left over.
-    bool finish(const char* what, Release last)
+    /// As `ask`, for what ends the use of the receiver: it is done however late. After it, if it isn't back
+    /// in time, `rest` gives the receiver back; without one nothing is left to do.
+    int finish(const char* what, std::function<int(Handle*)> question, Release rest = nullptr)
     {
-        const auto result = m_calls.runOn(QLatin1String(what), [last = std::move(last), handle = m_handle] {
-            last(handle);
-            return 0;
-        });
-        if (!result) {
-            lose();
+        if (m_handle == nullptr) {
+            return m_lost;
         }
-        return result.has_value();
+        m_release = std::move(rest);
+        const auto [outcome, result] = m_thread.finish(
+            what, [question = std::move(question), handle = m_handle] { return question(handle); },
+            m_deadlines.call);
+        return outcome == LibraryThread::Outcome::Back ? result : lose();
     }
+
+    /// How the receiver is given back once a call isn't back in time, from now on.
+    void setRelease(Release release) { m_release = std::move(release); }
 
     /// The receiver is closed.
     void forget() { m_handle = nullptr; }
@@ -107,6 +100,9 @@ public:
 private:
     int lose()
     {
+        if (m_handle != nullptr) {
+            giveBack([handle = m_handle] { return handle; });
+        }
         m_handle = nullptr;
         if (m_onLost) {
             m_onLost();
@@ -114,7 +110,25 @@ private:
         return m_lost;
     }
 
-    VendorCalls m_calls;
+    template <class Opened>
+    void giveBack(Opened opened)
+    {
+        if (!m_release) {
+            return;
+        }
+        m_thread.finish(
+            "closing the receiver",
+            [opened, release = std::exchange(m_release, nullptr)] {
+                if (Handle* const handle = opened()) {
+                    release(handle);
+                }
+                return 0;
+            },
+            m_deadlines.call);
+    }
+
+    LibraryThread& m_thread;
+    LibraryDeadlines m_deadlines;
     int m_lost;
     std::function<void()> m_onLost;
     Handle* m_handle = nullptr; // null while closed

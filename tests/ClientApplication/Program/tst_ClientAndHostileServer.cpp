@@ -23,12 +23,11 @@ private slots:
 namespace
 {
 
-// KiB, the most that was ever resident: 17 MiB before, 60 MiB with the largest of what is unpacked before it
-// is found to be no block.
+// KiB, the most that was ever resident: 17 MiB before, 26 MiB with long names.
 #ifdef __SANITIZE_ADDRESS__
-constexpr qint64 kMostMemory = 1024 * 1024; // what is freed is kept for a while, more than half of this
+constexpr qint64 kMostMemory = 1024LL * 1024; // what is freed is kept for a while, more than half of this
 #else
-constexpr qint64 kMostMemory = 96 * 1024;
+constexpr qint64 kMostMemory = 64LL * 1024;
 #endif
 
 } // namespace
@@ -60,7 +59,8 @@ void tst_ClientAndHostileServer::recordingGoesOnInBoundedMemory()
                   QStringLiteral("%1@127.0.0.1:%2")
                       .arg(Base58::encode(server.info().id.bytes()))
                       .arg(server.info().port),
-                  QStringLiteral("--identificator"), server.identificator(), path});
+                  QStringLiteral("--identificator"), server.identificator(), path,
+                  QStringLiteral("--reconnect")}); // waits on while the server sends no samples
     QVERIFY(waitUntil([&server] { return server.isInSession(); }));
     server.call(QStringLiteral("outSampleRateChanged"), {{QStringLiteral("outSampleRate"), 48'000}});
     QVERIFY(waitUntil([&path] { return QFile::exists(path); }));
@@ -78,10 +78,13 @@ void tst_ClientAndHostileServer::recordingGoesOnInBoundedMemory()
     client.signal(SIGINT);
     QCOMPARE(client.waitForExitCode(), 0);
     QVERIFY2(most > 0 && most < kMostMemory, qPrintable(QString::number(most)));
-    QVERIFY2(client.errors().size() == 1, qPrintable(client.errors().join(QLatin1Char('\n'))));
-    QVERIFY2(client.errors()[0].startsWith(QLatin1String("orvenlink-client: ")) &&
-                 client.errors()[0].contains(told),
-             qPrintable(client.errors()[0]));
+    QStringList errors = client.errors();
+    if (errors.value(0).startsWith(QLatin1String("nothing has come for "))) {
+        errors.removeFirst();
+    }
+    QVERIFY2(errors.size() == 1, qPrintable(errors.join(QLatin1Char('\n'))));
+    QVERIFY2(errors[0].startsWith(QLatin1String("orvenlink-client: ")) && errors[0].contains(told),
+             qPrintable(errors[0]));
     QCOMPARE(Sound::read(path).values.back(), qint16(1'000));
 }
 

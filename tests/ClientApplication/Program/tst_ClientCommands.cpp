@@ -1,4 +1,5 @@
 #include "ClientApplication/Program/ClientProcess.h"
+#include "System/SecondHost.h"
 #include "System/Served.h"
 #include "System/Wait.h"
 #include "System/WireClient.h"
@@ -62,6 +63,7 @@ private slots:
     void spectrumAsAPicture();
     void spectrumInATerminal_data();
     void spectrumInATerminal();
+    void listShowsAServerOfTwoNetworksOnce(); // last: the cables take the route of broadcasts with them
 
 private:
     ClientProcess m_unanswered;
@@ -171,6 +173,19 @@ void tst_ClientCommands::listShowsAFreeServer()
     QCOMPARE(servers[0].toObject()[QStringLiteral("port")].toInt(), static_cast<int>(served.server.port()));
     QCOMPARE(servers[0].toObject()[QStringLiteral("identificator")].toString(), served.file);
     QCOMPARE(servers[0].toObject()[QStringLiteral("receiver")].toString(), QStringLiteral("IQ file player"));
+    QVERIFY(served.server.quit());
+}
+
+// It announces itself on both cables, and the client is on both networks.
+void tst_ClientCommands::listShowsAServerOfTwoNetworksOnce()
+{
+    const SecondHost host;
+    QVERIFY(host.isConnected() && host.lay(1));
+    Served served(recording({}));
+    QVERIFY(served.server.serve());
+    ClientProcess client;
+    QCOMPARE(client.run(words("list --json --wait 1.5")), 0);
+    QCOMPARE(client.json().array().size(), 1);
     QVERIFY(served.server.quit());
 }
 
@@ -308,7 +323,9 @@ void tst_ClientCommands::withoutAnIdentificatorNobodyIsDrivenOut()
 void tst_ClientCommands::whereNobodyAnswersIsCode4()
 {
     QCOMPARE(m_unanswered.waitForExitCode(), 4);
-    QCOMPARE(m_unanswered.errors().size(), 1);
+    QCOMPARE(m_unanswered.errors().size(), 2);
+    QVERIFY(m_unanswered.errors()[0].startsWith(QLatin1String("no answer yet: waiting ")));
+    QVERIFY(m_unanswered.errors()[1].startsWith(QLatin1String("orvenlink-client: nobody answers there")));
 }
 
 void tst_ClientCommands::outputThatCanNotBeWrittenIsOneLineAndCode1_data()

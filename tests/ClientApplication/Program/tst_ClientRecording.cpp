@@ -1,7 +1,7 @@
 #include "ClientApplication/Output/PlayerSink.h"
 #include "ClientApplication/Program/ClientProcess.h"
 #include "ClientApplication/Sound.h"
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/DspH/DownConvertor.h"
 #include "System/Served.h"
 #include "System/Wait.h"

@@ -40,6 +40,7 @@ public:
         setBlockSize(1200);
     }
 
+    void offerRates(const QStringList& rates) { m_supportSampleRates = rates; }
     void noRanges() { m_frequencyRanges.clear(); }
     /// Delivers one block of ones.
     void deliver()
@@ -117,6 +118,11 @@ private slots:
     void resetBringsEveryPropertyToItsDefault();
     void propertiesSurviveSaveAndRestore();
 
+    void frequencyStaysThroughManySessionsUnderACorrection();
+    void withoutACorrectionARestoreTunesOnce();
+    void sampleRateBelowOneIsRefusedAndThePresentOneTold_data();
+    void sampleRateBelowOneIsRefusedAndThePresentOneTold();
+    void sampleRateBelowOneOfTheDriversListIsSetByAReset();
     void sampleRateOfAStrangerIsStoredAsWritten_data();
     void sampleRateOfAStrangerIsStoredAsWritten();
     void sampleRateThatFitsNothingIsRefused_data();
@@ -126,8 +132,8 @@ private slots:
     void correctionThatLeavesNothingToDivideByIsSurvived();
     void correctionsLimitsAreSurvived_data();
     void correctionsLimitsAreSurvived();
-    void levelThatHasNoFactorIsRefused_data();
-    void levelThatHasNoFactorIsRefused();
+    void levelMayBeAnyValue_data();
+    void levelMayBeAnyValue();
     void ifThatFitsNothingIsRefused_data();
     void ifThatFitsNothingIsRefused();
     void bandWidthsThatFitNothingAreRefused_data();
@@ -421,19 +427,82 @@ void tst_AbstractRadioDevice::propertiesSurviveSaveAndRestore()
     QCOMPARE(device.ppmCorrection(), -20);
     QCOMPARE(device.levelCorrection(), 1.5);
     QVERIFY(device.swapIQ());
-    // What was read under the correction was saved, and is tuned to before the correction comes back.
-    QCOMPARE(device.loFrequency(), 7'000'000.0 * (1.0 + 20e-6));
+    // What was read under the correction was saved, and is tuned to once the correction is back.
+    QCOMPARE(device.frequency(), 7'000'000.0 * (1.0 + 20e-6));
+    QCOMPARE(device.loFrequency(), 7'000'000.0);
+}
+
+void tst_AbstractRadioDevice::frequencyStaysThroughManySessionsUnderACorrection()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Test"));
+    QCoreApplication::setApplicationName(QStringLiteral("Test"));
+    {
+        Device device;
+        QVERIFY(device.reset());
+        device.setPpmCorrection(50);
+        device.setFrequency(14'250'000.0);
+        QVERIFY(device.save(QStringLiteral("sessions")));
+    }
+    for (int session = 0; session < 100; ++session) {
+        Device device;
+        QVERIFY(device.reset());
+        QVERIFY(device.restore(QStringLiteral("sessions")));
+        QVERIFY(std::abs(device.frequency() - 14'250'000.0) < 1e-6);
+        QVERIFY(device.save(QStringLiteral("sessions")));
+    }
+}
+
+void tst_AbstractRadioDevice::withoutACorrectionARestoreTunesOnce()
+{
+    Device device;
+    QSignalSpy frequencyChanged(&device, &AbstractRadioDevice::frequencyChanged);
+    QVERIFY(device.restore(QStringLiteral("never saved")));
+    QCOMPARE(frequencyChanged.size(), 1);
+}
+
+void tst_AbstractRadioDevice::sampleRateBelowOneIsRefusedAndThePresentOneTold_data()
+{
+    QTest::addColumn<double>("rate");
+    QTest::newRow("0") << 0.0;
+    QTest::newRow("negative") << -5.0;
+    QTest::newRow("lowest that fits") << std::nextafter(-9223372036854775808.0, 0.0);
+    QTest::newRow("fraction") << 0.999;
+}
+
+void tst_AbstractRadioDevice::sampleRateBelowOneIsRefusedAndThePresentOneTold()
+{
+    QFETCH(double, rate);
+    Device device;
+    device.setSampleRate(48'000.0);
+    QVERIFY(device.start(false));
+    QSignalSpy sampleRateChanged(&device, &AbstractRadioDevice::sampleRateChanged);
+    const LogCapture log;
+    QVERIFY(write(device, "sampleRate", rate));
+    QCOMPARE(device.sampleRate(), 48'000.0);
+    QCOMPARE(sampleRateChanged.size(), 1);
+    QCOMPARE(sampleRateChanged.constFirst().constFirst().toDouble(), 48'000.0);
+    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+    QVERIFY(log.texts(QtWarningMsg).constFirst().contains(QStringLiteral("Error set sample rate")));
+    QVERIFY(device.dsp()->running());
+    device.stop();
+}
+
+void tst_AbstractRadioDevice::sampleRateBelowOneOfTheDriversListIsSetByAReset()
+{
+    Device device;
+    device.offerRates({QStringLiteral("0"), QStringLiteral("48000")});
+    device.setSampleRate(48'000.0);
+    device.resetSampleRate();
+    QCOMPARE(device.sampleRate(), 0.0);
 }
 
 void tst_AbstractRadioDevice::sampleRateOfAStrangerIsStoredAsWritten_data()
 {
     QTest::addColumn<double>("rate");
-    QTest::newRow("0") << 0.0;
-    QTest::newRow("negative") << -5.0;
+    QTest::newRow("1") << 1.0;
     QTest::newRow("1e18") << 1e18;
     QTest::newRow("largest that fits") << std::nextafter(9223372036854775808.0, 0.0);
-    QTest::newRow("lowest that fits") << std::nextafter(-9223372036854775808.0, 0.0);
-    QTest::newRow("fraction") << 1e-300;
+    QTest::newRow("fraction") << 1.25;
 }
 
 void tst_AbstractRadioDevice::sampleRateOfAStrangerIsStoredAsWritten()
@@ -469,7 +538,8 @@ void tst_AbstractRadioDevice::sampleRateThatFitsNothingIsRefused()
     const LogCapture log;
     QVERIFY(write(device, "sampleRate", value));
     QCOMPARE(device.sampleRate(), 48'000.0);
-    QVERIFY(sampleRateChanged.isEmpty());
+    QCOMPARE(sampleRateChanged.size(), 1);
+    QCOMPARE(sampleRateChanged.constFirst().constFirst().toDouble(), 48'000.0);
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
@@ -487,7 +557,8 @@ void tst_AbstractRadioDevice::frequencyThatFitsNothingIsRefused()
     const LogCapture log;
     QVERIFY(write(device, "frequency", value));
     QCOMPARE(device.frequency(), 7e6);
-    QVERIFY(frequencyChanged.isEmpty());
+    QCOMPARE(frequencyChanged.size(), 1);
+    QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 7e6);
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
@@ -503,7 +574,7 @@ void tst_AbstractRadioDevice::correctionThatLeavesNothingToDivideByIsSurvived()
     device.setFrequency(0.0);  // and one without a value
     device.resetFrequency();
     QCOMPARE(device.loFrequency(), 7e6);
-    QVERIFY(frequencyChanged.isEmpty());
+    QCOMPARE(frequencyChanged.size(), 3); // each with the one that stays
     QCOMPARE(log.texts(QtWarningMsg).size(), 3);
     QCOMPARE(device.frequency(), 0.0);
 }
@@ -528,27 +599,35 @@ void tst_AbstractRadioDevice::correctionsLimitsAreSurvived()
     QVERIFY(std::abs(device.frequency() - 14e6) < 1.0);
 }
 
-void tst_AbstractRadioDevice::levelThatHasNoFactorIsRefused_data()
+void tst_AbstractRadioDevice::levelMayBeAnyValue_data()
 {
-    QTest::addColumn<double>("value");
-    QTest::newRow("not a number") << qQNaN();
-    QTest::newRow("infinite") << qInf();
-    QTest::newRow("infinite below") << -qInf();
-    QTest::newRow("-1e5, a factor without bound") << -1e5;
-    QTest::newRow("-1e300") << -1e300;
+    QTest::addColumn<QVariant>("value"); // as it comes out of a datagram
+    QTest::addColumn<double>("level");
+    QTest::newRow("-1e5, a factor without bound") << QVariant(-1e5) << -1e5;
+    QTest::newRow("-1e300") << QVariant(-1e300) << -1e300;
+    QTest::newRow("1e300, a factor of nothing") << QVariant(1e300) << 1e300;
+    QTest::newRow("infinite") << QVariant(QStringLiteral("inf")) << qInf();
+    QTest::newRow("not a number") << QVariant(QStringLiteral("nan")) << qQNaN();
 }
 
-void tst_AbstractRadioDevice::levelThatHasNoFactorIsRefused()
+void tst_AbstractRadioDevice::levelMayBeAnyValue()
 {
-    QFETCH(double, value);
-    Device device;
-    device.setLevelCorrection(3.0);
-    const double factor = device.levelFactor();
+    QFETCH(const QVariant, value);
+    QFETCH(const double, level);
+    QCoreApplication::setOrganizationName(QStringLiteral("Test"));
+    QCoreApplication::setApplicationName(QStringLiteral("Test"));
     const LogCapture log;
-    QVERIFY(write(device, "levelCorrection", value));
-    QCOMPARE(device.levelCorrection(), 3.0);
-    QCOMPARE(device.levelFactor(), factor);
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+    {
+        Device device;
+        device.setSampleRate(48'000.0);
+        QVERIFY(write(device, "levelCorrection", value));
+        QCOMPARE(device.levelCorrection(), level);
+        QVERIFY(device.save(QStringLiteral("level")));
+    }
+    Device device;
+    QVERIFY(device.restore(QStringLiteral("level")));
+    QCOMPARE(device.levelCorrection(), level);
+    QCOMPARE(log.texts(QtWarningMsg), QStringList());
 }
 
 void tst_AbstractRadioDevice::ifThatFitsNothingIsRefused_data()

@@ -1,6 +1,7 @@
 #include "Core/RadioDevice/FactoryRadioDevice.h"
 
 #include "support/LogCapture.h"
+#include "support/NoThreads.h"
 
 #include <QtTest>
 #include <memory>
@@ -14,6 +15,8 @@ private slots:
     void recordOfADriversTypeMakesItsDevice();
     void plainRecordOfThePlayersTypeMakesAPlayer();
     void deviceComesWithEveryPropertyAtItsDefault();
+    void withoutAThreadForTheSignalPathNoDeviceIsMade_data();
+    void withoutAThreadForTheSignalPathNoDeviceIsMade();
     void otherTypeIsRefused_data();
     void otherTypeIsRefused();
     void numberThatIsNoTypeIsRefused();
@@ -89,6 +92,28 @@ void tst_FactoryRadioDevice::deviceComesWithEveryPropertyAtItsDefault()
     QCOMPARE(device->levelCorrection(), 0.0);
     QCOMPARE(device->swapIQ(), false);
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
+}
+
+void tst_FactoryRadioDevice::withoutAThreadForTheSignalPathNoDeviceIsMade_data()
+{
+    recordOfADriversTypeMakesItsDevice_data();
+}
+
+void tst_FactoryRadioDevice::withoutAThreadForTheSignalPathNoDeviceIsMade()
+{
+    QFETCH(int, type);
+    const LogCapture log;
+    {
+        const NoThreads none;
+        QVERIFY(FactoryRadioDevice::make(record(type)) == nullptr);
+    }
+    QVERIFY2(log.texts(QtCriticalMsg)
+                 .constLast()
+                 .endsWith(QStringLiteral(" =>\t Error factory RadioDevice! ") +
+                           QString::fromLatin1(QTest::currentDataTag()) + QStringLiteral(" /a/b.wav")),
+             qPrintable(log.texts().join(QLatin1Char('\n'))));
+    const std::unique_ptr<AbstractRadioDevice> device(FactoryRadioDevice::make(record(type)));
+    QVERIFY(device != nullptr);
 }
 
 void tst_FactoryRadioDevice::otherTypeIsRefused_data()

@@ -372,7 +372,7 @@ void tst_IQSource::silenceWarnsAndCallsBackAtTheFirstTick()
     QCOMPARE(log.texts().size(), 1);
     QCOMPARE(log.records().constFirst().type, QtWarningMsg);
     const QString text = log.texts().constFirst();
-    QVERIFY2(text.startsWith(QLatin1String("[ W ][ Core/RadioDevice/IQSource ] onWatchdog : ")),
+    QVERIFY2(text.startsWith(QLatin1String("[ W ][ Core/RadioDevice/IQSource ] reportNoData : ")),
              qPrintable(text));
     QVERIFY2(text.endsWith(QLatin1String(" =>\t No IQ data - stop!")), qPrintable(text));
 }

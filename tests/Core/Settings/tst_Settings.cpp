@@ -3,6 +3,7 @@
 #include "support/LogCapture.h"
 
 #include <QtTest>
+#include <limits>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -29,6 +30,7 @@ private slots:
     void init();
 
     void checkCountsTheChecksThatSucceeded();
+    void checkCountsNoFurtherThanToTheLargestNumber();
     void checkFindsAStoreThatCannotBeRead();
     void checkFindsAStoreThatCannotBeWritten();
 
@@ -88,6 +90,16 @@ void tst_Settings::checkCountsTheChecksThatSucceeded()
     QSettings().setValue(QStringLiteral("check_settings"), 3000000000LL);
     QVERIFY(Settings::check_settings());
     QCOMPARE(QSettings().value(QStringLiteral("check_settings")).toLongLong(), 3000000001LL);
+}
+
+void tst_Settings::checkCountsNoFurtherThanToTheLargestNumber()
+{
+    constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
+    QSettings().setValue(QStringLiteral("check_settings"), kLargest - 1);
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(Settings::check_settings());
+        QCOMPARE(QSettings().value(QStringLiteral("check_settings")).toLongLong(), kLargest);
+    }
 }
 
 void tst_Settings::checkFindsAStoreThatCannotBeRead()

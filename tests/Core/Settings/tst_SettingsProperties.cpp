@@ -3,12 +3,47 @@
 #include "support/LogCapture.h"
 
 #include <QtTest>
+#include <cmath>
 #include <memory>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 namespace
 {
 
 const QString kKey = QStringLiteral("rtl0");
+
+/// Counts how often the store's file is replaced on the disk, which it is at each write.
+class WriteCounter
+{
+public:
+    WriteCounter()
+        : m_store(QSettings().fileName())
+    {
+        inotify_add_watch(m_notify, QFileInfo(m_store).path().toLocal8Bit().constData(), IN_MOVED_TO);
+    }
+    ~WriteCounter() { close(m_notify); }
+
+    /// Since the last call.
+    int count()
+    {
+        const QByteArray name = QFileInfo(m_store).fileName().toLocal8Bit();
+        alignas(inotify_event) char buffer[16'384];
+        const auto size = read(m_notify, buffer, sizeof(buffer));
+        int writes = 0;
+        for (qint64 at = 0; at < size;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
+            writes += name == event->name ? 1 : 0;
+            at += static_cast<qint64>(sizeof(inotify_event)) + event->len;
+        }
+        return writes;
+    }
+
+private:
+    Q_DISABLE_COPY_MOVE(WriteCounter)
+    const QString m_store;
+    const int m_notify = inotify_init1(IN_NONBLOCK);
+};
 
 } // namespace
 
@@ -52,6 +87,11 @@ private slots:
     void aNullStringAtSaveIsToldAndLeavesTheStoredValue();
     void anEmptyStringIsSaved();
     void aStoredValueThatDoesNotFitIsToldAndTheOthersAreRestored();
+    void aSaveWritesTheFileOnceHoweverManyPropertiesHaveChanged();
+    void whatHasNotChangedIsNotWritten_data();
+    void whatHasNotChangedIsNotWritten();
+    void whatHasChangedInTheStoreMeanwhileIsWritten();
+    void aFailedSaveNamesEachPropertyThatIsNotStored();
 
 private:
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -163,6 +203,95 @@ void tst_SettingsProperties::aStoredValueThatDoesNotFitIsToldAndTheOthersAreRest
         QStringLiteral("^\\[ W \\]\\[ Core/Settings/Settings \\] restore : \\d+ =>\t "
                        "Error load property! Key: rtl0, property: gain, value: much$"));
     QVERIFY2(line.match(warnings.constFirst()).hasMatch(), qPrintable(warnings.constFirst()));
+}
+
+void tst_SettingsProperties::aSaveWritesTheFileOnceHoweverManyPropertiesHaveChanged()
+{
+    QVERIFY(Settings::write(QStringLiteral("any"), 1)); // makes the folder
+    WriteCounter writes;
+    QVERIFY(Settings::write(QStringLiteral("any"), 2));
+    QCOMPARE(writes.count(), 1);
+    Tuner tuner;
+    Settings::save(kKey, &tuner);
+    QCOMPARE(writes.count(), 1);
+    tuner.m_frequency = 7e6;
+    tuner.m_gain = 9;
+    Settings::save(kKey, &tuner);
+    QCOMPARE(writes.count(), 1);
+    QCOMPARE(Settings::read(QStringLiteral("rtl0b:frequency"), QVariant()).toDouble(), 7e6);
+    QCOMPARE(Settings::read(QStringLiteral("rtl0b:gain"), QVariant()).toInt(), 9);
+}
+
+void tst_SettingsProperties::whatHasNotChangedIsNotWritten_data()
+{
+    QTest::addColumn<double>("frequency");
+    QTest::addColumn<QString>("antenna");
+    QTest::newRow("whole") << 14'074'000.0 << QStringLiteral("A");
+    QTest::newRow("with all its digits") << 14'074'000.123456789 << QStringLiteral("B, \"long\" wire; ä");
+    QTest::newRow("tiny") << 1e-300 << QStringLiteral("@Invalid()");
+    QTest::newRow("large") << -9.007199254740993e18 << QStringLiteral("");
+}
+
+void tst_SettingsProperties::whatHasNotChangedIsNotWritten()
+{
+    QFETCH(const double, frequency);
+    QFETCH(const QString, antenna);
+    Tuner tuner;
+    tuner.m_frequency = frequency;
+    tuner.m_antenna = antenna;
+    Settings::save(kKey, &tuner);
+    WriteCounter writes;
+    Settings::save(kKey, &tuner);
+    QCOMPARE(writes.count(), 0);
+
+    // Nor after the values have been read from the file, as text.
+    QFile file(QSettings().fileName());
+    QVERIFY(file.open(QIODevice::Append));
+    QVERIFY(file.write("[other]\nkey=1\n") > 0);
+    file.close();
+    QCOMPARE(QSettings().value(QStringLiteral("other/key")).toString(), QStringLiteral("1"));
+    Settings::save(kKey, &tuner);
+    QCOMPARE(writes.count(), 0);
+
+    tuner.m_frequency = std::nextafter(frequency, 1.0);
+    Settings::save(kKey, &tuner);
+    QCOMPARE(writes.count(), 1);
+}
+
+void tst_SettingsProperties::whatHasChangedInTheStoreMeanwhileIsWritten()
+{
+    Tuner tuner;
+    Settings::save(kKey, &tuner);
+    QVERIFY(Settings::write(QStringLiteral("rtl0b:gain"), 5));
+    QVERIFY(Settings::write(QStringLiteral("rtl0b:antenna"),
+                            QStringList{QStringLiteral("x"), QStringLiteral("y")}));
+    Settings::save(kKey, &tuner);
+    Tuner restored;
+    restored.resetGain();
+    Settings::restore(kKey, &restored);
+    QCOMPARE(restored.m_gain, 1);
+    QCOMPARE(restored.m_antenna, QStringLiteral("none"));
+}
+
+void tst_SettingsProperties::aFailedSaveNamesEachPropertyThatIsNotStored()
+{
+    QFile file(m_folder->filePath(QStringLiteral("file")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, file.fileName());
+    Tuner tuner;
+    const LogCapture log;
+    Settings::save(kKey, &tuner);
+    const QStringList errors = log.texts(QtCriticalMsg);
+    QCOMPARE(errors.size(), 4);
+    int number = 0;
+    for (const char* const name : {"gain", "antenna", "frequency", "agc"}) {
+        const QRegularExpression line(
+            QStringLiteral("^\\[ C \\]\\[ Core/Settings/Settings \\] write : \\d+ =>\t "
+                           "Error write settings, key: rtl0b:%1 status: QSettings::AccessError$")
+                .arg(QLatin1String(name)));
+        QVERIFY2(line.match(errors[number]).hasMatch(), qPrintable(errors[number]));
+        ++number;
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_SettingsProperties)

@@ -1,6 +1,6 @@
 #include "Recorder.h"
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/SetBufferEvent.h"
 
 Recorder::Recorder()
@@ -22,14 +22,14 @@ void Recorder::setGain(int gain)
 void Recorder::note(const QString& step)
 {
     const std::lock_guard lock(m_mutex);
-    m_steps.append(step);
+    m_steps.push_back(step);
     m_lastThread = QThread::currentThread();
 }
 
 QStringList Recorder::steps() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_steps;
+    return {m_steps.cbegin(), m_steps.cend()};
 }
 
 QThread* Recorder::lastThread() const

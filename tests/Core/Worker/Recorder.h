@@ -6,6 +6,7 @@
 #include <QThread>
 #include <atomic>
 #include <mutex>
+#include <vector>
 
 /// Writes down what reaches it, and the thread that the last of it came on.
 class Recorder : public Worker
@@ -36,7 +37,7 @@ protected:
 private:
     std::atomic<int> m_gain{1};
     mutable std::mutex m_mutex;
-    QStringList m_steps;
+    std::vector<QString> m_steps; // a container of Qt's would be shared with who reads it
     QThread* m_lastThread = nullptr;
 };
 

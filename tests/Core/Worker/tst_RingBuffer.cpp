@@ -1,6 +1,6 @@
 #include "Core/Worker/RingBuffer.h"
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 
 #include <QtTest>
 #include <numeric>
@@ -53,6 +53,8 @@ private slots:
     void ofMoreThanTheRingHoldsTheLastStay_data();
     void ofMoreThanTheRingHoldsTheLastStay();
     void everyWriteBringsTheLastWriteIndexUpToDate();
+    void everySampleWrittenCounts();
+    void aResizedRingKeepsItsNewestSamplesAndItsWriteIndex();
     void indicesStepBothWaysUnderTheMask();
     void whateverTheBlocksTheReaderGetsTheWritersSamples();
     void aWaitingReaderGetsEverySampleOfAWriterThatWaitsForSpace();
@@ -178,6 +180,38 @@ void tst_RingBuffer::everyWriteBringsTheLastWriteIndexUpToDate()
     write(ring, counted(4, 6));
     QCOMPARE(ring.lastWriteIndex, 1);
     QCOMPARE(ring.writeIndex, 1);
+}
+
+void tst_RingBuffer::everySampleWrittenCounts()
+{
+    RingBuffer<short> ring(8);
+    QCOMPARE(ring.written, quint64{0});
+    write(ring, counted(1, 5));
+    write(ring, counted(6, 5));
+    write(ring, counted(11, 21));
+    write(ring, {});
+    QCOMPARE(ring.written, quint64{31});
+}
+
+void tst_RingBuffer::aResizedRingKeepsItsNewestSamplesAndItsWriteIndex()
+{
+    RingBuffer<short> ring(8);
+    ring.resize(16);
+    QCOMPARE(ring.writeIndex, 0);
+    ring.resize(8);
+    write(ring, counted(1, 13));
+    ring.resize(16);
+    QCOMPARE(ring.capacity, 16);
+    QCOMPARE(ring.mask, 15);
+    QCOMPARE(ring.writeIndex, 5);
+    QCOMPARE(ring.lastWriteIndex, 5);
+    QCOMPARE(ring.written, quint64{13});
+    QCOMPARE(read(ring, ring.advance(5, -7), 7), counted(7, 7));
+    write(ring, counted(14, 8));
+    QCOMPARE(read(ring, ring.advance(13, -15), 15), counted(7, 15));
+    ring.resize(4);
+    QCOMPARE(ring.writeIndex, 1);
+    QCOMPARE(read(ring, 2, 3), counted(19, 3));
 }
 
 void tst_RingBuffer::indicesStepBothWaysUnderTheMask()

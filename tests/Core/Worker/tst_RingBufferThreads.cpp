@@ -1,4 +1,4 @@
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
 
 #include <array>

@@ -2,6 +2,7 @@
 
 #include "Core/Worker/Worker.h"
 #include "support/LogCapture.h"
+#include "support/NoThreads.h"
 
 #include <QtTest>
 #include <atomic>
@@ -38,6 +39,25 @@ protected:
     }
 };
 
+// Works without a pause. Its thread is asked to end while a round of its events is still under way.
+class Busy : public Worker
+{
+    Q_OBJECT
+
+protected:
+    void onStop() override
+    {
+        Worker::onStop();
+        thread()->quit();
+    }
+    void onDoWork() override
+    {
+        while (running()) {
+            processEvents();
+        }
+    }
+};
+
 class tst_ThreadManager : public QObject
 {
     Q_OBJECT
@@ -50,6 +70,9 @@ private slots:
     void destroyingStopsARunningWorkerOnItsThreadAndTellsTheEnd();
     void destroyingLeavesAStoppedWorkerAlone();
     void workerAndThreadDeleteThemselvesWhenTheThreadEnds();
+    void threadOfABusyWorkerEndsAtOnce_data();
+    void threadOfABusyWorkerEndsAtOnce();
+    void withoutAThreadTheStartFailsAndTheWorkerStays();
     void aWorkerDeafForTwoSecondsIsTerminatedAndTheDestructorReturns();
     // The last one: the count stays one too low from here on.
     void aManagerNeverStartedStopsItsWorkerAndCountsDownAllTheSame();
@@ -161,8 +184,60 @@ void tst_ThreadManager::workerAndThreadDeleteThemselvesWhenTheThreadEnds()
     QTRY_VERIFY(threadAlive.isNull());
 }
 
+void tst_ThreadManager::threadOfABusyWorkerEndsAtOnce_data()
+{
+    QTest::addColumn<QByteArray>("noGlib");
+    QTest::newRow("with GLib's event loop") << QByteArray();
+    QTest::newRow("with Qt's own") << QByteArray("1");
+}
+
+void tst_ThreadManager::threadOfABusyWorkerEndsAtOnce()
+{
+    QFETCH(QByteArray, noGlib);
+    const LogCapture log;
+    auto* const worker = new Busy;
+    auto manager = std::make_unique<ThreadManager>(worker);
+    qputenv("QT_NO_GLIB", noGlib);
+    manager->start(QThread::HighestPriority);
+    QVERIFY(worker->start(false));
+    qunsetenv("QT_NO_GLIB");
+    manager.reset();
+    QCOMPARE(log.texts().constLast(), QStringLiteral("Thread finished."));
+}
+
+void tst_ThreadManager::withoutAThreadTheStartFailsAndTheWorkerStays()
+{
+    LogCapture log;
+    const QPointer<Attendant> worker(new Attendant);
+    {
+        ThreadManager manager(worker);
+        {
+            const NoThreads none;
+            QVERIFY(!manager.start(QThread::HighestPriority));
+        }
+        QCOMPARE(worker->thread(), QThread::currentThread());
+        const QStringList criticals = log.texts(QtCriticalMsg);
+        QCOMPARE(criticals.size(), 2); // the first one is Qt's own
+        QVERIFY2(criticals.constLast().endsWith(QStringLiteral("Error start thread! Attendant")),
+                 qPrintable(criticals.constLast()));
+        // It answers here, at once.
+        QVERIFY(worker->start(false));
+        QCOMPARE(worker->m_startedOn.load(), QThread::currentThread());
+    }
+    QVERIFY(!worker->running());
+    QTRY_VERIFY(worker.isNull());
+    log.clear();
+    ThreadManager manager(new Attendant);
+    QVERIFY(manager.start(QThread::HighestPriority));
+    QCOMPARE(log.texts(QtDebugMsg),
+             QStringList{QStringLiteral("Start thread, priority: 5, count threads: 1")});
+}
+
 void tst_ThreadManager::aWorkerDeafForTwoSecondsIsTerminatedAndTheDestructorReturns()
 {
+#ifdef __SANITIZE_THREAD__
+    QSKIP("the thread sanitizer loses sight of a thread that is ended in the midst of a call");
+#endif
     const LogCapture log;
     auto* const worker = new Attendant;
     const QPointer<Worker> workerAlive(worker);

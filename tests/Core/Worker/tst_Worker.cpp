@@ -1,6 +1,6 @@
 #include "Core/Worker/Worker.h"
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
 #include "Recorder.h"
 #include "support/LogCapture.h"

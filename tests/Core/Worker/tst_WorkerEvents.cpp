@@ -1,4 +1,4 @@
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/SetBufferEvent.h"
 #include "Core/Worker/SetPropertyEvent.h"
 #include "Core/Worker/Worker.h"

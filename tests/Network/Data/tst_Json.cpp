@@ -22,6 +22,7 @@ private slots:
     void numbersConvert();
     void failureLogsItsMessageGivesZeroAndFalse_data();
     void failureLogsItsMessageGivesZeroAndFalse();
+    void aValueIsEscapedAndCutInTheMessage();
     void toInt8NamesQuint16InItsMessage();
     void numbersBeyondTheirTypeDoNotFault();
     void warningNamesTheReader();
@@ -235,6 +236,19 @@ void tst_Json::failureLogsItsMessageGivesZeroAndFalse()
     QVERIFY(!Json::toDouble(object, kKey, toDouble));
     QCOMPARE(toDouble, 0.0);
     QCOMPARE(onlyWarning(log), message("double"));
+}
+
+void tst_Json::aValueIsEscapedAndCutInTheMessage()
+{
+    LogCapture log;
+    int value = 5;
+    QVERIFY(!Json::toInt(with(R"("a\n\u202eb")"), kKey, value));
+    QCOMPARE(onlyWarning(log),
+             QStringLiteral("Error convert QJsonObject int value! Key: k, value: a\\n\\u202eb"));
+    log.clear();
+    QVERIFY(!Json::toInt(QJsonObject{{kKey, QString(5000, QLatin1Char('x'))}}, kKey, value));
+    QCOMPARE(onlyWarning(log), QStringLiteral("Error convert QJsonObject int value! Key: k, value: %1")
+                                   .arg(QString(200, QLatin1Char('x'))));
 }
 
 void tst_Json::toInt8NamesQuint16InItsMessage()

@@ -1,8 +1,11 @@
 #include "Network/Data/JsonText.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonObject>
 #include <QtTest>
+#include <functional>
+#include <limits>
 
 class tst_JsonText : public QObject
 {
@@ -13,6 +16,10 @@ private slots:
     void isReadAsQtDoes();
     void aKeyNamedAgainAfterAnArrayOrObjectIsRefused_data();
     void aKeyNamedAgainAfterAnArrayOrObjectIsRefused();
+    void nestingIsBounded_data();
+    void nestingIsBounded();
+    void noTextCostsMuchMoreThanQtsOwnReading_data();
+    void noTextCostsMuchMoreThanQtsOwnReading();
     void noTextKeepsMemory();
 };
 
@@ -27,6 +34,10 @@ void tst_JsonText::isReadAsQtDoes_data()
     QTest::newRow("an array that comes last") << QByteArray(R"({"a":1,"a":[2]})");
     QTest::newRow("a value like a key") << QByteArray(R"({"a":[1],"b":"a"})");
     QTest::newRow("a key with a quotation mark") << QByteArray(R"({"a\"":[1],"a":"\\"})");
+    QTest::newRow("halves of a pair") << QByteArray(R"({"\ud83d":[1],"\udcfb":2,"\ud83d\ud83d":3})");
+    QTest::newRow("an escape that is none") << QByteArray(R"({"a":[1],"\u00g1":2})");
+    QTest::newRow("an escape cut off") << QByteArray(R"({"a":[1],"\u00)");
+    QTest::newRow("keys that differ in their escapes") << QByteArray(R"({"\n":[1],"n":2,"\\n":3,"\r":4})");
     QTest::newRow("too many ends") << QByteArray(R"({"a":1}}]})");
     QTest::newRow("no end") << QByteArray(R"({"a":[1,{"b)");
     QTest::newRow("a string cut off behind a backslash") << QByteArray(R"({"a":"\)");
@@ -50,6 +61,14 @@ void tst_JsonText::aKeyNamedAgainAfterAnArrayOrObjectIsRefused_data()
     QTest::newRow("not at once") << QByteArray(R"({"a":[1],"b":0,"c":[2],"a":[2]})");
     QTest::newRow("of three the second") << QByteArray(R"({"a":1,"a":[1],"a":2})");
     QTest::newRow("written otherwise") << QByteArray(R"({"a":[1],"\u0061":2})");
+    QTest::newRow("an escape against two bytes") << QByteArray("{\"\xc3\xbc\":[1],\"\\u00fC\":2}");
+    QTest::newRow("an escape against three bytes") << QByteArray("{\"\\u20ac\":[1],\"\xe2\x82\xac\":2}");
+    QTest::newRow("a pair against four bytes")
+        << QByteArray("{\"\xf0\x9f\x93\xbb\":[1],\"\\ud83d\\udCFB\":2}");
+    QTest::newRow("half a pair again") << QByteArray(R"({"\ud83d":[1],"\uD83D":2})");
+    QTest::newRow("short escapes") << QByteArray(
+        R"({"\b\f\n\r\t\/\"\\":[1],"\u0008\u000c\u000A\u000d\u0009/\u0022\u005c":2})");
+    QTest::newRow("an escape of a plain letter") << QByteArray(R"({"x":[1],"\x":2})");
     QTest::newRow("within an array") << QByteArray(R"([0,{"a":[1],"a":2}])");
     QTest::newRow("within an object") << QByteArray(R"({"v":{"a":[1],"a":2}})");
     QTest::newRow("behind one") << QByteArray(R"({"v":{"b":0},"a":[1],"a":2})");
@@ -62,6 +81,72 @@ void tst_JsonText::aKeyNamedAgainAfterAnArrayOrObjectIsRefused()
     QJsonParseError error;
     QVERIFY(JsonText::parse(text, &error).isNull());
     QCOMPARE(error.error, QJsonParseError::IllegalValue);
+}
+
+void tst_JsonText::nestingIsBounded_data()
+{
+    QTest::addColumn<QByteArray>("begin");
+    QTest::addColumn<QByteArray>("end");
+    QTest::newRow("arrays") << QByteArray("[") << QByteArray("]");
+    QTest::newRow("objects") << QByteArray("{\"a\":") << QByteArray("}");
+}
+
+void tst_JsonText::nestingIsBounded()
+{
+    QFETCH(QByteArray, begin);
+    QFETCH(QByteArray, end);
+    const auto nested = [&](int depth) {
+        const QByteArray inner = begin.startsWith('{') ? "1" : "";
+        return begin.repeated(depth) + inner + end.repeated(depth);
+    };
+    QVERIFY(!JsonText::parse(nested(32)).isNull());
+    QJsonParseError error;
+    QVERIFY(JsonText::parse(nested(33), &error).isNull());
+    QCOMPARE(error.error, QJsonParseError::DeepNesting);
+    QVERIFY(JsonText::parse('[' + nested(32) + ']').isNull());
+    // What has ended doesn't count.
+    const QByteArray beside = '[' + (nested(31) + ',').repeated(10) + nested(31) + ']';
+    QVERIFY(!JsonText::parse(beside).isNull());
+}
+
+void tst_JsonText::noTextCostsMuchMoreThanQtsOwnReading_data()
+{
+    constexpr int kSize = 50'000; // bytes, about
+    const auto object = [](const QByteArray& key, const QByteArray& value, const QByteArray& first) {
+        QByteArray text = '{' + first;
+        for (int i = 0; text.size() < kSize; ++i) {
+            text += '"' + key + QByteArray::number(i) + "\":" + value + ',';
+        }
+        return text + "\"\":0}";
+    };
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("arrays in arrays") << QByteArray(kSize, '[');
+    QTest::newRow("objects in objects") << QByteArray("{\"a\":").repeated(kSize / 5);
+    QTest::newRow("escaped keys") << object("\\u0061", "1", "");
+    QTest::newRow("escaped keys after one with an array") << object("\\u0061", "1", "\"a\":[],");
+    QTest::newRow("escaped keys with arrays") << object("\\u0061", "[]", "");
+    QTest::newRow("keys after one with an array") << object("", "1", "\"a\":[],");
+    QTest::newRow("a long string") << "[\"" + QByteArray(kSize, 'x') + "\"]";
+}
+
+void tst_JsonText::noTextCostsMuchMoreThanQtsOwnReading()
+{
+    QFETCH(QByteArray, text);
+    const auto best = [&text](const std::function<void()>& parse) {
+        qint64 least = std::numeric_limits<qint64>::max();
+        for (int i = 0; i < 20; ++i) {
+            QElapsedTimer timer;
+            timer.start();
+            parse();
+            least = std::min(least, timer.nsecsElapsed());
+        }
+        return least;
+    };
+    const qint64 ours = best([&text] { (void)JsonText::parse(text); });
+    const qint64 qts = best([&text] { (void)QJsonDocument::fromJson(text); });
+    constexpr qint64 kPerByte = 5; // ns
+    QVERIFY2(ours < 3 * qts / 2 + kPerByte * text.size(),
+             qPrintable(QStringLiteral("%1 ns, %2 by Qt alone").arg(ours).arg(qts)));
 }
 
 // 100 MB would stay, of texts that each fit into a datagram.

@@ -2,6 +2,7 @@
 
 #include <QDataStream>
 #include <QDateTime>
+#include <QRandomGenerator64>
 #include <QSet>
 #include <QtTest>
 
@@ -31,6 +32,7 @@ private slots:
     void streamOfAnotherTextGivesTheEmptyValue();
     void randomIdsDiffer();
     void randomBytesAreTheClockXorNoiseBelow255();
+    void randomIdsTakeNothingFromTheGeneratorThatOthersSee();
 };
 
 namespace
@@ -259,6 +261,15 @@ void tst_int160::randomBytesAreTheClockXorNoiseBelow255()
     }
     QVERIFY(!noises.contains(255));
     QCOMPARE(noises.size(), 255);
+}
+
+void tst_int160::randomIdsTakeNothingFromTheGeneratorThatOthersSee()
+{
+    QRandomGenerator64 predicted = *QRandomGenerator64::global();
+    for (int i = 0; i < 10; ++i) {
+        QVERIFY(int160::random() != int160::random());
+    }
+    QCOMPARE(QRandomGenerator64::global()->generate(), predicted.generate());
 }
 
 QTEST_GUILESS_MAIN(tst_int160)

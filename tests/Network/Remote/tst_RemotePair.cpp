@@ -62,7 +62,8 @@ private slots:
 namespace
 {
 
-constexpr int kRetry = 25; // ms
+constexpr int kRetry = 25;        // ms
+constexpr int kUsualRetry = 2000; // ms
 constexpr int kMaximumRounds = 60;
 constexpr LossyLink::Fates kBad{6, 4, 4, 4};
 
@@ -78,7 +79,8 @@ struct Pair
     {
         link.join(sourceNode.socket->localPort(), replicaNode.socket->localPort());
         source = std::make_unique<SourceObject>(kName, &receiver, sourceNode.rpcSocket,
-                                                info(kReplicaId, link.portForFirst()), nullptr);
+                                                info(kReplicaId, link.portForFirst()), nullptr,
+                                                [this] { return m_time += kUsualRetry; });
     }
     void makeReplica()
     {
@@ -111,6 +113,9 @@ struct Pair
     LossyLink link;
     std::unique_ptr<SourceObject> source;
     std::unique_ptr<ReplicaObject> replica;
+
+private:
+    qint64 m_time = 0; // ms, as it would be with the usual time between two questions
 };
 
 void addSeeds()

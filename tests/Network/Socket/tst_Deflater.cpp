@@ -33,6 +33,13 @@ QByteArray noise(int size)
     return bytes;
 }
 
+QByteArray compressed(Deflater& deflater, const QByteArray& block)
+{
+    QByteArray result;
+    deflater.append(block, result);
+    return result;
+}
+
 } // namespace
 
 void tst_Deflater::bytesAreThoseOfQCompress_data()
@@ -48,30 +55,30 @@ void tst_Deflater::bytesAreThoseOfQCompress()
 {
     QFETCH(QByteArray, block);
     Deflater deflater(kLevel);
-    QCOMPARE(deflater.compress(block), qCompress(block, kLevel));
+    QCOMPARE(compressed(deflater, block), qCompress(block, kLevel));
 }
 
 void tst_Deflater::blocksLeaveNoTraceInTheNextOnes()
 {
     Deflater deflater(kLevel);
     for (const int size : {516, 1, 70'000, 516, 300, 516}) {
-        QCOMPARE(deflater.compress(noise(size)), qCompress(noise(size), kLevel));
+        QCOMPARE(compressed(deflater, noise(size)), qCompress(noise(size), kLevel));
     }
 }
 
 void tst_Deflater::anEmptyBlockIsItsLengthAlone()
 {
     Deflater deflater(kLevel);
-    QCOMPARE(deflater.compress({}), QByteArray(4, '\0'));
+    QCOMPARE(compressed(deflater, {}), QByteArray(4, '\0'));
 }
 
 void tst_Deflater::aBlockTakesNothingFromTheHeapButItsResult()
 {
     const QByteArray block = noise(516);
     Deflater deflater(kLevel);
-    deflater.compress(block);
+    compressed(deflater, block);
     const AllocationCounter counter;
-    const QByteArray result = deflater.compress(block);
+    const QByteArray result = compressed(deflater, block);
     QCOMPARE(counter.count(), 1);
 }
 

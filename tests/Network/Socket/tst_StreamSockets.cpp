@@ -3,7 +3,9 @@
 #include "Network/Socket/IQSocket.h"
 #include "Network/Socket/SPMSocket.h"
 
+#include "Network/Socket/SampleBlock.h"
 #include "Recorder.h"
+#include "support/AllocationCounter.h"
 #include "support/LogCapture.h"
 
 #include <QRandomGenerator>
@@ -42,7 +44,9 @@ private slots:
     void packetOfAnotherKindPassesStreamSocketsAttachedBefore();
     void damagedBlockCallsBackWithNoSamples_data();
     void damagedBlockCallsBackWithNoSamples();
-    void emptyCallbackRaisesBadFunctionCall();
+    void whereNobodyListensSamplesAreTakenAndDroppedUnread();
+    void emptyCallbackOfTheOthersRaisesBadFunctionCall();
+    void compressedBlockBeyondTheMaximumIsDamaged();
     void anythingAtAllIsReadWithoutAFault();
 
 private:
@@ -416,18 +420,54 @@ void tst_StreamSockets::damagedBlockCallsBackWithNoSamples()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_StreamSockets::emptyCallbackRaisesBadFunctionCall()
+void tst_StreamSockets::whereNobodyListensSamplesAreTakenAndDroppedUnread()
 {
     IQSocket iq(m_socket);
     FFTSocket fft(m_socket);
+    // 16 kB that unpack to as many MB: a thousand of them would take some ten seconds to read.
+    const QByteArray bomb = qCompress(QByteArray(16'000'000, '\0'));
+    const AllocationCounter allocations;
+    for (int i = 0; i < 1000; ++i) {
+        for (const char type : {'\x02', '\x03'}) {
+            QByteArray data = type + bomb;
+            const int before = allocations.count();
+            QVERIFY(iq.readyRead(data, m_local, 1));
+            QCOMPARE(allocations.count(), before);
+            QCOMPARE(data.size(), bomb.size() + 1);
+        }
+        for (const char type : {'\x04', '\x05'}) {
+            QByteArray data = type + bomb;
+            const int before = allocations.count();
+            QVERIFY(fft.readyRead(data, m_local, 1));
+            QCOMPARE(allocations.count(), before);
+        }
+    }
+    QVERIFY(!offer(iq, '\x04' + bomb));
+    QVERIFY(!offer(fft, '\x03' + bomb));
+}
+
+void tst_StreamSockets::compressedBlockBeyondTheMaximumIsDamaged()
+{
+    Receivers receivers;
+    receivers.iq.setMaximumSamples(256);
+    receivers.fft.setMaximumSamples(252);
+    const auto packet = [](char type, int samples) {
+        return type + qCompress(SampleBlock::encode(Samples(samples, 7)));
+    };
+    QVERIFY(offer(receivers.iq, packet('\x03', 256)));
+    QVERIFY(offer(receivers.iq, packet('\x03', 257)));
+    QVERIFY(offer(receivers.fft, packet('\x05', 252)));
+    QVERIFY(offer(receivers.fft, packet('\x05', 253)));
+    QVERIFY(offer(receivers.iq, '\x02' + SampleBlock::encode(Samples(257, 7)))); // costs what it weighs
+    QCOMPARE(receivers.samples, QList<Samples>({Samples(256, 7), {}, Samples(252, 7), {}, Samples(257, 7)}));
+}
+
+void tst_StreamSockets::emptyCallbackOfTheOthersRaisesBadFunctionCall()
+{
     AudioSocket audio(m_socket);
     SPMSocket spm(m_socket);
     const QByteArray payload = hex("00000000"
                                    "00000000");
-    QVERIFY_EXCEPTION_THROWN(offer(iq, '\x02' + payload), std::bad_function_call);
-    QVERIFY_EXCEPTION_THROWN(offer(iq, '\x03' + payload), std::bad_function_call);
-    QVERIFY_EXCEPTION_THROWN(offer(fft, '\x04' + payload), std::bad_function_call);
-    QVERIFY_EXCEPTION_THROWN(offer(fft, '\x05' + payload), std::bad_function_call);
     QVERIFY_EXCEPTION_THROWN(offer(audio, '\x06' + payload), std::bad_function_call);
     QVERIFY_EXCEPTION_THROWN(offer(spm, '\x07' + payload), std::bad_function_call);
 }

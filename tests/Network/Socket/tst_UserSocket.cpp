@@ -31,6 +31,11 @@ private slots:
     void theMaximumOfMissedPingsCanBeSet();
     void oneAnsweredPingForgivesFourMisses();
     void onePingFromThePeerForgivesFourMisses();
+    void pingsOfStrangersForgiveNothing_data();
+    void pingsOfStrangersForgiveNothing();
+    void repliesOfStrangersForgiveNothing_data();
+    void repliesOfStrangersForgiveNothing();
+    void thePeersIPv4AddressMayBeGivenEitherWay();
     void after32768CallsPingsTimeOutAndTheSessionEnds();
     void after32768CallsPingsFromThePeerKeepTheSession();
 
@@ -41,6 +46,10 @@ private slots:
     void anyCountFromThePeerIsSurvived_data();
     void anyCountFromThePeerIsSurvived();
     void aPingAfterTheEndChangesNothingAndIsAnswered();
+
+    void aPacketFromThePeersAddressProvesIt_data();
+    void aPacketFromThePeersAddressProvesIt();
+    void nothingElseProvesThePeersAddress();
 
     void thePeersDisconnectEndsTheSession();
     void thePeersSecondDisconnectIsAnsweredAndNothingElse();
@@ -59,6 +68,9 @@ private:
     void tick(qint64 milliseconds = 1001);
     void reply(quint32 number);
     void callFromPeer(const QByteArray& json);
+    bool deliver(const int160& sender, const QHostAddress& address, quint16 port, quint32 number,
+                 const QByteArray& json);
+    static void addStrangers();
     int missTo(int count);
     [[nodiscard]] QStringList logged(QtMsgType type) const;
 
@@ -151,6 +163,24 @@ void tst_UserSocket::callFromPeer(const QByteArray& json)
 {
     QByteArray data = WirePeer::packet(bigEndian(1), peerId(), ownId(), json);
     QVERIFY(m_user->readyRead(data, m_peer->address(), m_peer->port()));
+}
+
+bool tst_UserSocket::deliver(const int160& sender, const QHostAddress& address, quint16 port, quint32 number,
+                             const QByteArray& json)
+{
+    QByteArray data = WirePeer::packet(bigEndian(number), sender, ownId(), json);
+    return m_user->readyRead(data, address, port);
+}
+
+// What tells a stranger, who knows the session's id, from the peer.
+void tst_UserSocket::addStrangers()
+{
+    QTest::addColumn<QByteArray>("id");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<int>("portStep");
+    QTest::newRow("another id") << kOwnBytes << QStringLiteral("127.0.0.1") << 0;
+    QTest::newRow("another address") << kPeerBytes << QStringLiteral("127.0.0.2") << 0;
+    QTest::newRow("another port") << kPeerBytes << QStringLiteral("127.0.0.1") << 1;
 }
 
 // Ticks until `count` pings have timed out without an answer; returns the pings sent. At 1001 ms a tick the
@@ -278,6 +308,59 @@ void tst_UserSocket::onePingFromThePeerForgivesFourMisses()
     QCOMPARE(disconnected.size(), 0);
 }
 
+void tst_UserSocket::pingsOfStrangersForgiveNothing_data()
+{
+    addStrangers();
+}
+
+void tst_UserSocket::pingsOfStrangersForgiveNothing()
+{
+    QFETCH(QByteArray, id);
+    QFETCH(QString, address);
+    QFETCH(int, portStep);
+    callFromPeer(R"({"c":9,"cd":"ping"})");
+    int ticks = 0;
+    for (; m_user->isConnected() && ticks < 20; ++ticks) {
+        tick();
+        QVERIFY(deliver(int160(id.constData()), QHostAddress(address),
+                        static_cast<quint16>(m_peer->port() + portStep), 1, R"({"c":50,"cd":"ping"})"));
+    }
+    QCOMPARE(ticks, 8); // just as for a silent peer
+    QCOMPARE(m_user->packetsLost(), qint64(9));
+}
+
+void tst_UserSocket::repliesOfStrangersForgiveNothing_data()
+{
+    addStrangers();
+}
+
+void tst_UserSocket::repliesOfStrangersForgiveNothing()
+{
+    QFETCH(QByteArray, id);
+    QFETCH(QString, address);
+    QFETCH(int, portStep);
+    quint32 ticks = 0;
+    while (m_user->isConnected() && ticks < 20) {
+        tick();
+        ++ticks;
+        QVERIFY(deliver(int160(id.constData()), QHostAddress(address),
+                        static_cast<quint16>(m_peer->port() + portStep), ticks, R"({"cd":""})"));
+    }
+    QCOMPARE(ticks, 8U);
+    QCOMPARE(m_user->roundTrip(), qint64(0));
+}
+
+void tst_UserSocket::thePeersIPv4AddressMayBeGivenEitherWay()
+{
+    const QHostAddress mapped(QStringLiteral("::ffff:127.0.0.1"));
+    for (int i = 0; i < 20; ++i) {
+        tick();
+        QVERIFY(deliver(peerId(), mapped, m_peer->port(), 1, R"({"cd":"ping","c":0})"));
+    }
+    QVERIFY(m_user->isConnected());
+    QVERIFY(m_user->isProven());
+}
+
 void tst_UserSocket::after32768CallsPingsTimeOutAndTheSessionEnds()
 {
     for (int i = 0; i < 32767; ++i) {
@@ -385,6 +468,44 @@ void tst_UserSocket::aPingAfterTheEndChangesNothingAndIsAnswered()
     QCOMPARE(m_user->packetsLost(), qint64(9));
     QVERIFY(!m_user->isConnected());
     QCOMPARE(m_peer->received(*m_socket).value(0).mid(45), QByteArray(R"({"cd":""})"));
+}
+
+void tst_UserSocket::aPacketFromThePeersAddressProvesIt_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::newRow("call") << QByteArray(R"({"cd":"ping","c":0})");
+    QTest::newRow("reply") << QByteArray(R"({"cd":""})");
+    QTest::newRow("no JSON") << QByteArray("x");
+}
+
+void tst_UserSocket::aPacketFromThePeersAddressProvesIt()
+{
+    QFETCH(QByteArray, json);
+    int sentBefore = -1;
+    connect(m_user.data(), &UserSocket::proven, this,
+            [&] { sentBefore = static_cast<int>(m_socket->sentPackets()); });
+    QVERIFY(!m_user->isProven());
+    // Whoever it says it is: that it knows the id is what counts.
+    QVERIFY(deliver(ownId(), m_peer->address(), m_peer->port(), 1, json));
+    QVERIFY(m_user->isProven());
+    QCOMPARE(sentBefore, 0); // told before the call is answered
+    sentBefore = -1;
+    QVERIFY(deliver(peerId(), m_peer->address(), m_peer->port(), 2, json));
+    QCOMPARE(sentBefore, -1);
+    m_log->clear(); // of the body that is no JSON
+}
+
+void tst_UserSocket::nothingElseProvesThePeersAddress()
+{
+    const QSignalSpy proven(m_user.data(), &UserSocket::proven);
+    const QByteArray ping = R"({"cd":"ping","c":0})";
+    QVERIFY(deliver(peerId(), QHostAddress(QStringLiteral("127.0.0.2")), m_peer->port(), 1, ping));
+    QVERIFY(deliver(peerId(), m_peer->address(), static_cast<quint16>(m_peer->port() + 1), 1, ping));
+    QByteArray toAnother = WirePeer::packet(bigEndian(1), peerId(), peerId(), ping);
+    QVERIFY(!m_user->readyRead(toAnother, m_peer->address(), m_peer->port()));
+    tick();
+    QVERIFY(!m_user->isProven());
+    QCOMPARE(proven.size(), 0);
 }
 
 void tst_UserSocket::thePeersDisconnectEndsTheSession()

@@ -107,6 +107,24 @@ void FamilyEnumeratorTests::twoReceiversOfOneSerialAreOne()
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
+void FamilyEnumeratorTests::listResultFromZeroOnIsACount_data()
+{
+    QTest::addColumn<int>("result");
+    for (const int result : {0, 1, 2, 64, 1000}) {
+        QTest::addRow("%d", result) << result;
+    }
+}
+
+void FamilyEnumeratorTests::listResultFromZeroOnIsACount()
+{
+    QFETCH(int, result);
+    m_vendor.set(name("_list_devices"), result);
+    const LogCapture log;
+    refresh();
+    QCOMPARE(identificators().size(), 1); // the serials tell which there are
+    QCOMPARE(log.texts(), QStringList());
+}
+
 void FamilyEnumeratorTests::listThatFailsAddsNothing_data()
 {
     QTest::addColumn<int>("result");

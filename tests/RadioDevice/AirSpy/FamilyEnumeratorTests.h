@@ -45,6 +45,8 @@ private slots:
     void zeroSerialBetweenTwoOthersIsSkipped();
     void sixtyFourReceiversAreListed();
     void twoReceiversOfOneSerialAreOne();
+    void listResultFromZeroOnIsACount_data();
+    void listResultFromZeroOnIsACount();
     void listThatFailsAddsNothing_data();
     void listThatFailsAddsNothing();
     void stepThatFailsEndsTheRefresh_data();

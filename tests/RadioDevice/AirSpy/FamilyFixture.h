@@ -18,13 +18,12 @@ protected:
     /// Closed, as the factory leaves it.
     [[nodiscard]] virtual std::unique_ptr<AbstractRadioDevice>
     make(const QString& identificator = QStringLiteral("7"),
-         std::chrono::milliseconds deadline = BoundedCall::kDeadline) const = 0;
+         const LibraryDeadlines& deadlines = {}) const = 0;
 
     /// Running, with the calls of its start forgotten.
-    [[nodiscard]] std::unique_ptr<AbstractRadioDevice>
-    started(std::chrono::milliseconds deadline = BoundedCall::kDeadline)
+    [[nodiscard]] std::unique_ptr<AbstractRadioDevice> started(const LibraryDeadlines& deadlines = {})
     {
-        auto receiver = make(QStringLiteral("7"), deadline);
+        auto receiver = make(QStringLiteral("7"), deadlines);
         receiver->start(false);
         if (!receiver->running()) {
             qFatal("No receiver to test");

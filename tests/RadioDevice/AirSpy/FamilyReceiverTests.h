@@ -30,8 +30,9 @@ private slots:
     void stepThatFailsEndsTheStart();
     void fortyRatesAreReadFor32();
     void stopOfAStoppedReceiverMakesNoCall();
-    void stopThatHangsIsLeftBehind_data();
-    void stopThatHangsIsLeftBehind();
+    void stopThatHangsIsWaitedForNoLongerThanItsDeadline_data();
+    void stopThatHangsIsWaitedForNoLongerThanItsDeadline();
+    void stopThatFailsLateDeliversIntoNothing();
     void destructionOfARunningReceiverClosesIt();
     void destructionIsLogged();
 };

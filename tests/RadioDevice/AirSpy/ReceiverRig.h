@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Core/RadioDevice/AbstractRadioDevice.h"
-#include "RadioDevice/Vendor/BoundedCall.h"
+#include "RadioDevice/Vendor/LibraryThread.h"
 
 #include "support/FakeVendor.h"
 
@@ -54,26 +54,26 @@ public:
 
     /// Closed, as the factory leaves it: every property at its default.
     static std::unique_ptr<Device> make(const QString& identificator = QStringLiteral("7"),
-                                        std::chrono::milliseconds deadline = BoundedCall::kDeadline)
+                                        const LibraryDeadlines& deadlines = {})
     {
-        auto device = fresh(identificator, deadline);
+        auto device = fresh(identificator, deadlines);
         device->reset();
         return device;
     }
 
     /// As its constructor leaves it.
     static std::unique_ptr<Device> fresh(const QString& identificator = QStringLiteral("7"),
-                                         std::chrono::milliseconds deadline = BoundedCall::kDeadline)
+                                         const LibraryDeadlines& deadlines = {})
     {
         auto info = QSharedPointer<typename Device::DeviceInfo>::create();
         info->identificator = identificator;
-        return std::make_unique<Device>(info, nullptr, deadline);
+        return std::make_unique<Device>(info, nullptr, deadlines);
     }
 
     /// Running, with the calls of its start forgotten.
-    std::unique_ptr<Device> started(std::chrono::milliseconds deadline = BoundedCall::kDeadline)
+    std::unique_ptr<Device> started(const LibraryDeadlines& deadlines = {})
     {
-        auto device = make(QStringLiteral("7"), deadline);
+        auto device = make(QStringLiteral("7"), deadlines);
         device->start(false);
         if (!device->running()) {
             qFatal("No receiver to test");

@@ -22,7 +22,7 @@ private slots:
     void hertzAreTruncatedToWhatTheLibraryTakes();
     void ratesAreDecimalTextsAndLogged();
     void ratesBeyondTheMostAreNotRead();
-    void rateOfZeroIsLeftOut();
+    void rateOfZeroIsATextLikeTheOthers();
     void descriptionHoldsVersionAndSerial_data();
     void descriptionHoldsVersionAndSerial();
     void versionWithoutAnEndIsCutAtItsSize();
@@ -127,12 +127,11 @@ void tst_AirSpyConversion::ratesBeyondTheMostAreNotRead()
     QCOMPARE(rateTexts(rates, 0xFFFFFFFFU).size(), 32);
 }
 
-void tst_AirSpyConversion::rateOfZeroIsLeftOut()
+void tst_AirSpyConversion::rateOfZeroIsATextLikeTheOthers()
 {
     const Rates rates{0, 768'000};
     const LogCapture log;
-    QCOMPARE(rateTexts(rates, 2), QStringList{QStringLiteral("768000")});
-    QCOMPARE(rateTexts(rates, 1), QStringList());
+    QCOMPARE(rateTexts(rates, 2), (QStringList{QStringLiteral("0"), QStringLiteral("768000")}));
 }
 
 void tst_AirSpyConversion::descriptionHoldsVersionAndSerial_data()

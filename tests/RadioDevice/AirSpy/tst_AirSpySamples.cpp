@@ -23,9 +23,9 @@ private slots:
 private:
     FakeVendor& vendor() override { return m_rig.vendor; }
     std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
-                                              std::chrono::milliseconds deadline) const override
+                                              const LibraryDeadlines& deadlines) const override
     {
-        return m_rig.make(identificator, deadline);
+        return m_rig.make(identificator, deadlines);
     }
     void deliver(AbstractRadioDevice& receiver, const float* samples, int count) const override
     {

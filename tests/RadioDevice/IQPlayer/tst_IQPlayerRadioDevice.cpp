@@ -1,6 +1,7 @@
 #include "Core/Worker/DspH/RotatingOscillator.h"
 
 #include "RadioDevice/IQPlayer/PlayerRig.h"
+#include "RadioDevice/Watchdog.h"
 #include "System/Recording.h"
 #include "support/LogCapture.h"
 
@@ -8,6 +9,7 @@
 #include <QSignalSpy>
 #include <QtTest>
 #include <cmath>
+#include <sys/stat.h>
 
 namespace
 {
@@ -31,6 +33,7 @@ private slots:
     void blockLasts25MsAndIsPaced();
     void restartRereadsTheHeaderAndPlaysFromItsEnd();
     void stopLeavesNoTickBehind();
+    void stopOnTheNewsOfTheStartLeavesNoTickBehind();
 
     void samplesAreLeftThenRightByAScaleOf4096();
     void oscillatorAtRestScalesLikeTheReference();
@@ -44,6 +47,9 @@ private slots:
     void fileOfAHeaderAlonePublishesTheOldBlockForEver();
     void fileShorterThanABlockPublishesWhatItHas();
     void fileWithAnOddNumberOfBytesIsPlayed();
+    void recordingCutToNothingPlaysNothingUntilItHoldsSamplesAgain_data();
+    void recordingCutToNothingPlaysNothingUntilItHoldsSamplesAgain();
+    void recordingCutToNothingIsNoData();
     void fileThatShrinksWhilePlayingIsSurvived_data();
     void fileThatShrinksWhilePlayingIsSurvived();
     void fileThatGrowsWhilePlayingIsPlayedToItsNewEnd();
@@ -52,6 +58,8 @@ private slots:
 
     void missingFileEndsTheStart();
     void folderNamedLikeARecordingEndsTheStart();
+    void whatIsNoRegularFileEndsTheStartAtOnce_data();
+    void whatIsNoRegularFileEndsTheStartAtOnce();
     void unreadableFileEndsTheStart();
     void fileShorterThanAHeaderEndsTheStart_data();
     void fileShorterThanAHeaderEndsTheStart();
@@ -161,6 +169,15 @@ void tst_IQPlayerRadioDevice::stopLeavesNoTickBehind()
 {
     const auto player = m_rig.play(PlayerRig::ramp(kBlock));
     player->stop();
+    QCOMPARE(player->state(), Worker::STOPPED);
+    QVERIFY(!player->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly)->isActive());
+}
+
+void tst_IQPlayerRadioDevice::stopOnTheNewsOfTheStartLeavesNoTickBehind()
+{
+    const auto player = PlayerRig::make(m_rig.put(wavHeader(0, 48'000) + PlayerRig::ones(kBlock)));
+    connect(player.get(), &Worker::started, player.get(), &Worker::stop);
+    QVERIFY(player->start(false));
     QCOMPARE(player->state(), Worker::STOPPED);
     QVERIFY(!player->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly)->isActive());
 }
@@ -303,12 +320,61 @@ void tst_IQPlayerRadioDevice::fileWithAnOddNumberOfBytesIsPlayed()
     QCOMPARE(samples[10], std::complex<double>(0, 0));
 }
 
-void tst_IQPlayerRadioDevice::fileThatShrinksWhilePlayingIsSurvived_data()
+void tst_IQPlayerRadioDevice::recordingCutToNothingPlaysNothingUntilItHoldsSamplesAgain_data()
 {
     QTest::addColumn<int>("size");
     QTest::newRow("to nothing") << 0;
     QTest::newRow("into the header") << 20;
     QTest::newRow("to the header") << 44;
+    QTest::newRow("short of a sample") << 47;
+}
+
+void tst_IQPlayerRadioDevice::recordingCutToNothingPlaysNothingUntilItHoldsSamplesAgain()
+{
+    QFETCH(int, size);
+    const auto player = m_rig.play(PlayerRig::ones(20 * kBlock));
+    PlayerRig::tick(*player);
+    PlayerRig::tick(*player);
+    QVERIFY(QFile::resize(m_rig.path(QStringLiteral("a.wav")), size));
+    {
+        const LogCapture log;
+        for (int i = 0; i < 1000; ++i) {
+            PlayerRig::tick(*player);
+        }
+        QCOMPARE(player->inBuffer()->writeIndex, 2 * kBlock);
+        QVERIFY2(log.texts().size() <= 1, qPrintable(log.texts().join(QLatin1Char('\n'))));
+    }
+    QVERIFY(player->running());
+    m_rig.put(wavHeader(0, 48'000) + PlayerRig::ramp(kBlock));
+    PlayerRig::tick(*player);
+    QCOMPARE(player->inBuffer()->writeIndex, 3 * kBlock);
+    QVERIFY(std::abs(PlayerRig::lastSamples(*player)[0] - std::complex<double>(1, 2) / 4096.0) < 1e-3);
+}
+
+void tst_IQPlayerRadioDevice::recordingCutToNothingIsNoData()
+{
+    auto info = QSharedPointer<IQPlayerRadioDevice::DeviceInfo>::create();
+    info->identificator = m_rig.put(wavHeader(0, 48'000) + PlayerRig::ones(20 * kBlock));
+    const Watchdog watchdog;
+    IQPlayerRadioDevice player(info, nullptr, Watchdog::kAtOnce);
+    QSignalSpy noData(&player, &AbstractRadioDevice::noData);
+    QVERIFY(player.start(false));
+    QTRY_VERIFY(watchdog.isCaught());
+    PlayerRig::tick(player);
+    watchdog.tick();
+    QVERIFY(noData.isEmpty());
+    QVERIFY(QFile::resize(info->identificator, 44));
+    PlayerRig::tick(player);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("No IQ data - stop!$")));
+    watchdog.tick();
+    QCOMPARE(noData.size(), 1);
+    player.stop();
+}
+
+void tst_IQPlayerRadioDevice::fileThatShrinksWhilePlayingIsSurvived_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::newRow("to one sample") << 48;
     QTest::newRow("into the first block") << 444;
     QTest::newRow("behind the reader") << 44 + kBlockBytes;
 }
@@ -416,6 +482,26 @@ void tst_IQPlayerRadioDevice::folderNamedLikeARecordingEndsTheStart()
     QVERIFY(QDir().mkpath(m_rig.path(QStringLiteral("x.wav"))));
     const auto player = PlayerRig::make(m_rig.path(QStringLiteral("x.wav")));
     verifyFailedStart(*player, QStringLiteral("Error open local file to start radio! "));
+}
+
+void tst_IQPlayerRadioDevice::whatIsNoRegularFileEndsTheStartAtOnce_data()
+{
+    QTest::addColumn<QString>("name");
+    const QString pipe = m_rig.path(QStringLiteral("pipe.wav"));
+    // To open it waits for a writer.
+    QVERIFY(mkfifo(qPrintable(pipe), 0600) == 0);
+    const QString link = m_rig.path(QStringLiteral("link.wav"));
+    QVERIFY(QFile::link(pipe, link));
+    QTest::newRow("a pipe") << pipe;
+    QTest::newRow("a link to a pipe") << link;
+    QTest::newRow("a device") << QStringLiteral("/dev/zero");
+}
+
+void tst_IQPlayerRadioDevice::whatIsNoRegularFileEndsTheStartAtOnce()
+{
+    QFETCH(const QString, name);
+    const auto player = PlayerRig::make(name);
+    verifyFailedStart(*player, QStringLiteral("Error open local file to start radio! Not a regular"));
 }
 
 void tst_IQPlayerRadioDevice::unreadableFileEndsTheStart()

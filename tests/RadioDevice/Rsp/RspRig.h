@@ -13,14 +13,14 @@
 /// says. The calls and lines until then are forgotten.
 struct RspRig
 {
-    explicit RspRig(FakeVendor& fake, std::chrono::milliseconds deadline = BoundedCall::kDeadline,
+    explicit RspRig(FakeVendor& fake, const LibraryDeadlines& deadlines = {},
                     std::chrono::milliseconds watchdogInterval = IQSource::kWatchdogInterval,
                     const QString& identificator = QStringLiteral("0"))
         : vendor(fake)
     {
         auto info = QSharedPointer<RspRadioDevice::DeviceInfo>::create();
         info->identificator = identificator;
-        device = std::make_unique<RspRadioDevice>(info, nullptr, deadline, watchdogInterval);
+        device = std::make_unique<RspRadioDevice>(info, nullptr, deadlines, watchdogInterval);
         device->reset();
         QObject::connect(device.get(), &Worker::errorHappen, device.get(),
                          [this](const QString& text) { errors.append(text); });

@@ -2,12 +2,12 @@
 
 #include <QMutexLocker>
 
-RtlUsbRig::RtlUsbRig(FakeVendor& fake, std::chrono::milliseconds stopDeadline, const QString& identificator)
+RtlUsbRig::RtlUsbRig(FakeVendor& fake, const LibraryDeadlines& deadlines, const QString& identificator)
     : vendor(fake)
 {
     auto info = QSharedPointer<RtlUsbRadioDevice::DeviceInfo>::create();
     info->identificator = identificator;
-    device = std::make_unique<RtlUsbRadioDevice>(info, nullptr, stopDeadline);
+    device = std::make_unique<RtlUsbRadioDevice>(info, nullptr, deadlines);
     // As the factory does.
     device->reset();
     QObject::connect(device.get(), &Worker::errorHappen, device.get(),

@@ -12,7 +12,7 @@
 /// from before the device is made.
 struct RtlUsbRig
 {
-    explicit RtlUsbRig(FakeVendor& vendor, std::chrono::milliseconds stopDeadline = BoundedCall::kDeadline,
+    explicit RtlUsbRig(FakeVendor& vendor, const LibraryDeadlines& deadlines = {},
                        const QString& identificator = QStringLiteral("0"));
 
     /// Starts the device and forgets the calls and lines of the start. Nothing is delivered unless the script

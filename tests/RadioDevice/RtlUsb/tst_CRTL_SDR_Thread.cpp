@@ -32,7 +32,8 @@ void tst_CRTL_SDR_Thread::threadReadsFromItsConstructionOn()
 {
     rtlsdr_dev_t* dev = nullptr;
     QCOMPARE(rtlsdr_open(&dev, 0), 0);
-    CRTL_SDR_Thread thread(dev, std::make_shared<CRTL_SDR_Thread::Gate>(nullptr), 65'536);
+    CRTL_SDR_Thread::Gate gate;
+    CRTL_SDR_Thread thread(dev, gate.begin(), 65'536);
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_read_async")),
                  QStringList{QStringLiteral("rtlsdr_read_async(dev1, 0, 65536) = 0")});
     QVERIFY(thread.isRunning());
@@ -48,7 +49,8 @@ void tst_CRTL_SDR_Thread::threadFinishesWhenTheReadReturns()
     m_vendor.set(QStringLiteral("rtlsdr_read_async"), -1);
     rtlsdr_dev_t* dev = nullptr;
     QCOMPARE(rtlsdr_open(&dev, 0), 0);
-    CRTL_SDR_Thread thread(dev, std::make_shared<CRTL_SDR_Thread::Gate>(nullptr), 65'536);
+    CRTL_SDR_Thread::Gate gate;
+    CRTL_SDR_Thread thread(dev, gate.begin(), 65'536);
     QVERIFY(thread.wait(5000));
     QVERIFY(thread.isFinished());
 }
@@ -67,10 +69,10 @@ void tst_CRTL_SDR_Thread::callbackWithoutAContextWarns()
 
 void tst_CRTL_SDR_Thread::callbackAtAShutGateDoesNothing()
 {
-    CRTL_SDR_Thread::Gate gate(nullptr);
+    CRTL_SDR_Thread::Gate gate;
     const LogCapture log;
     unsigned char bytes[2] = {};
-    CRTL_SDR_Thread::onRead(bytes, 2, &gate);
+    CRTL_SDR_Thread::onRead(bytes, 2, gate.begin());
     QCOMPARE(log.texts(), QStringList());
 }
 

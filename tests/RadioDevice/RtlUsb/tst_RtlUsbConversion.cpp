@@ -11,6 +11,8 @@ class tst_RtlUsbConversion : public QObject
 private slots:
     void everyByteIsATwosComplementByTheScale_data();
     void everyByteIsATwosComplementByTheScale();
+    void everyByteOfOffsetBinaryIsTakenFromItsMiddle_data();
+    void everyByteOfOffsetBinaryIsTakenFromItsMiddle();
     void fullScaleIsAboutAnEightieth();
     void secondByteIsReUnlessSwapped();
     void everyLengthIsConvertedAndNoMore_data();
@@ -34,6 +36,24 @@ void tst_RtlUsbConversion::everyByteIsATwosComplementByTheScale()
         const double expected = (value < 128 ? value : value - 256) * 9.765625e-05;
         // To the last bit.
         QVERIFY((swapIQ ? out.re : out.im) == expected);
+        QVERIFY((swapIQ ? out.im : out.re) == 9.765625e-05);
+    }
+}
+
+void tst_RtlUsbConversion::everyByteOfOffsetBinaryIsTakenFromItsMiddle_data()
+{
+    everyByteIsATwosComplementByTheScale_data();
+}
+
+void tst_RtlUsbConversion::everyByteOfOffsetBinaryIsTakenFromItsMiddle()
+{
+    QFETCH(bool, swapIQ);
+    for (int value = 0; value < 256; ++value) {
+        const unsigned char bytes[] = {static_cast<unsigned char>(value), 0x81};
+        DoubleComplex out{};
+        convertRtlUsbOffset(bytes, 1, swapIQ, &out);
+        // To the last bit.
+        QVERIFY((swapIQ ? out.re : out.im) == (value - 128) * 9.765625e-05);
         QVERIFY((swapIQ ? out.im : out.re) == 9.765625e-05);
     }
 }

@@ -159,7 +159,7 @@ void tst_RtlUsbRadioDevice::startWithoutTunerAgcSetsTheGain()
 void tst_RtlUsbRadioDevice::startOpensTheDongleOfTheRecord()
 {
     m_vendor.set(QStringLiteral("devices"), 13);
-    RtlUsbRig rig(m_vendor, BoundedCall::kDeadline, QStringLiteral("12"));
+    RtlUsbRig rig(m_vendor, {}, QStringLiteral("12"));
     QVERIFY(rig.device->start(false));
     QCOMPARE(rig.calls().constFirst(), QStringLiteral("rtlsdr_open(12) = 0"));
 }

@@ -1,8 +1,10 @@
 #include "RtlUsbRig.h"
 
+#include "Core/Losses/Losses.h"
 #include "RadioDevice/RtlUsb/RtlUsbConversion.h"
 
 #include "support/AllocationCounter.h"
+#include "support/NoThreads.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -25,17 +27,18 @@ private slots:
     void swapIQTakesEffectWhileRunning();
     void bufferOfAnotherLengthSetsTheBlockSize();
     void lengthsThatFillNoSampleAreCut();
-    void emptyBufferKeepsTheWatchdogContent();
+    void emptyBufferEmptiesTheBlock();
     void buffersThatCannotBeAreDropped_data();
     void buffersThatCannotBeAreDropped();
     void steadyStateAllocatesNothing();
     void stoppedDeviceTakesNoBuffer();
 
-    void stopBehindAStartCancelsUntilTheReadHears();
-    void readThatNeverReturnsIsLeftBehind();
-    void closeThatNeverReturnsIsLeftBehind();
-    void deviceStartsAgainBesideWhatWasLeftBehind();
-    void deviceMayGoBeforeWhatItLeftBehind();
+    void startWithoutAThreadToReadOnFails();
+    void stopRightAfterAStartCancelsUntilTheReadHears();
+    void readThatNeverReturnsIsWaitedForNoLongerThanItsDeadline();
+    void closeThatNeverReturnsIsWaitedForNoLongerThanItsDeadline();
+    void deviceStartsAgainOnceTheReadHasReturned();
+    void deviceMayGoBeforeTheReadHasReturned();
     void bufferBehindTheCancelTouchesNoDevice();
     void stalledReadIsStopped();
     void unpluggedDongleEndsTheReadAndWaitsForTheWatchdog();
@@ -123,11 +126,10 @@ void tst_RtlUsbStreaming::lengthsThatFillNoSampleAreCut()
     QCOMPARE(rig.device->blockSize(), 1);
 }
 
-void tst_RtlUsbStreaming::emptyBufferKeepsTheWatchdogContent()
+void tst_RtlUsbStreaming::emptyBufferEmptiesTheBlock()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();
-    QSignalSpy noData(rig.device.get(), &AbstractRadioDevice::noData);
     const unsigned char bytes[] = {1, 2};
     rig.device->onRead(bytes, 0);
     QCOMPARE(rig.device->blockSize(), 0);
@@ -151,6 +153,9 @@ void tst_RtlUsbStreaming::buffersThatCannotBeAreDropped()
 {
     QFETCH(QString, key);
     QFETCH(double, value);
+    const auto cause =
+        key == QStringLiteral("rtlsdr.null") ? Losses::Cause::UnusableBlocks : Losses::Cause::LargeBlocks;
+    const qint64 lost = Losses::process().total(cause);
     m_vendor.set(QStringLiteral("stall"), 1);
     m_vendor.set(QStringLiteral("buffer"), 16);
     RtlUsbRig rig(m_vendor);
@@ -161,6 +166,7 @@ void tst_RtlUsbStreaming::buffersThatCannotBeAreDropped()
     QTRY_VERIFY(m_vendor.calls(QStringLiteral("delivered")).size() >= 3);
     QCOMPARE(rig.written(), 0);
     QCOMPARE(rig.device->blockSize(), 32'768);
+    QVERIFY(Losses::process().total(cause) >= lost + 3);
     // Nor is the stream over.
     m_vendor.remove(key);
     QTRY_VERIFY(rig.written() > 0);
@@ -193,14 +199,32 @@ void tst_RtlUsbStreaming::stoppedDeviceTakesNoBuffer()
     QCOMPARE(rig.device->blockSize(), 32);
 }
 
-void tst_RtlUsbStreaming::stopBehindAStartCancelsUntilTheReadHears()
+void tst_RtlUsbStreaming::startWithoutAThreadToReadOnFails()
+{
+    RtlUsbRig rig(m_vendor);
+    rig.open(); // which makes the library's thread
+    rig.device->stop();
+    rig.forget();
+    {
+        const NoThreads none;
+        rig.device->start(false);
+    }
+    QCOMPARE(rig.device->state(), Worker::STOPPED);
+    QCOMPARE(rig.errors, QStringList{QStringLiteral("Error open device #0")});
+    QCOMPARE(m_vendor.calls().constLast(), QStringLiteral("rtlsdr_close(dev2) = 0"));
+    m_vendor.remove(QStringLiteral("buffers"));
+    QVERIFY(rig.device->start(false));
+    QTRY_VERIFY(rig.written() > 0);
+}
+
+void tst_RtlUsbStreaming::stopRightAfterAStartCancelsUntilTheReadHears()
 {
     m_vendor.set(QStringLiteral("hang.rtlsdr_read_async"), 1);
     RtlUsbRig rig(m_vendor);
     QVERIFY(rig.device->start(false));
     // The read begins once some wishes to end it were lost.
     std::thread letGo([this] {
-        const QDeadlineTimer patience(BoundedCall::kDeadline);
+        const QDeadlineTimer patience(LibraryDeadlines().call);
         while (m_vendor.calls(QStringLiteral("rtlsdr_cancel_async(dev1) = -2")).size() < 3 &&
                !patience.hasExpired()) {
             std::this_thread::yield();
@@ -215,10 +239,10 @@ void tst_RtlUsbStreaming::stopBehindAStartCancelsUntilTheReadHears()
     QCOMPARE(calls.constLast(), QStringLiteral("rtlsdr_close(dev1) = 0"));
 }
 
-void tst_RtlUsbStreaming::readThatNeverReturnsIsLeftBehind()
+void tst_RtlUsbStreaming::readThatNeverReturnsIsWaitedForNoLongerThanItsDeadline()
 {
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
-    RtlUsbRig rig(m_vendor, 300ms);
+    RtlUsbRig rig(m_vendor, {300ms, 300ms});
     QSignalSpy stopped(rig.device.get(), &Worker::stopped);
     QVERIFY(rig.device->start(false));
     QTRY_VERIFY(rig.written() > 0);
@@ -229,23 +253,22 @@ void tst_RtlUsbStreaming::readThatNeverReturnsIsLeftBehind()
     QCOMPARE(stopped.size(), 1);
     QCOMPARE(rig.device->state(), Worker::STOPPED);
     QCOMPARE(rig.warnings(),
-             QStringList{QStringLiteral("The receiver's library doesn't come back, it is left behind: "
-                                        "rtlsdr_cancel_async, rtlsdr_close")});
+             QStringList{QStringLiteral("The receiver's library doesn't come back: rtlsdr_cancel_async")});
     QCOMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close")), QStringList());
     // The handle is given up: setters are those of a closed device.
     rig.forget();
     rig.device->setRtlAgc(false);
     QCOMPARE(m_vendor.calls(QStringLiteral("rtlsdr_set")), QStringList());
-    // What was left behind ends as it should once it can.
+    // It ends as it should once it can.
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 0);
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close")),
                  QStringList{QStringLiteral("rtlsdr_close(dev1) = 0")});
 }
 
-void tst_RtlUsbStreaming::closeThatNeverReturnsIsLeftBehind()
+void tst_RtlUsbStreaming::closeThatNeverReturnsIsWaitedForNoLongerThanItsDeadline()
 {
     m_vendor.set(QStringLiteral("hang.rtlsdr_close"), 1);
-    RtlUsbRig rig(m_vendor, 300ms);
+    RtlUsbRig rig(m_vendor, {300ms, 300ms});
     QVERIFY(rig.device->start(false));
     QTRY_VERIFY(rig.written() > 0);
     rig.device->stop();
@@ -255,30 +278,32 @@ void tst_RtlUsbStreaming::closeThatNeverReturnsIsLeftBehind()
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close")).size(), 1);
 }
 
-void tst_RtlUsbStreaming::deviceStartsAgainBesideWhatWasLeftBehind()
+void tst_RtlUsbStreaming::deviceStartsAgainOnceTheReadHasReturned()
 {
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
-    RtlUsbRig rig(m_vendor, 300ms);
+    RtlUsbRig rig(m_vendor, {300ms, 300ms});
     QVERIFY(rig.device->start(false));
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_read_async(dev1")).size(), 1);
     rig.device->stop();
     QVERIFY(rig.device->start(false));
-    QVERIFY(rig.device->running());
-    const int before = rig.written();
-    QTRY_VERIFY(rig.written() != before);
+    QVERIFY(!rig.device->running());
+    QCOMPARE(rig.errors, QStringList{QStringLiteral("Error open device #0")});
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 0);
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close(dev1) = 0")).size(), 1);
+    const int before = rig.written();
+    QVERIFY(rig.device->start(false));
     QVERIFY(rig.device->running());
+    QTRY_VERIFY(rig.written() != before);
     rig.device->stop();
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close(dev2) = 0")).size(), 1);
 }
 
-void tst_RtlUsbStreaming::deviceMayGoBeforeWhatItLeftBehind()
+void tst_RtlUsbStreaming::deviceMayGoBeforeTheReadHasReturned()
 {
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
     m_vendor.set(QStringLiteral("rtlsdr.late"), 20);
     {
-        RtlUsbRig rig(m_vendor, 300ms);
+        RtlUsbRig rig(m_vendor, {300ms, 300ms});
         QVERIFY(rig.device->start(false));
         QTRY_VERIFY(rig.written() > 0);
         rig.device->stop();

@@ -17,6 +17,11 @@ struct Device
 
 using Gate = DeliveryGate<Device>;
 
+void deliver(const void* context)
+{
+    Gate::visit(context, [](Device& device) { ++device.delivered; });
+}
+
 } // namespace
 
 class tst_DeliveryGate : public QObject
@@ -27,97 +32,128 @@ private slots:
     void newGateIsShut();
     void openGateGivesTheDevice();
     void closedGateGivesNothing();
+    void gateThatIsGoneGivesNothing();
+    void numberOfAnEarlierStartGivesNothing();
+    void gatesOfTwoDevicesGiveEachItsOwn();
+    void numberOfNoStartGivesNothing();
     void closeWaitsForWhoeverIsInside();
-    void closedGateOutlivesItsDevice();
-    void gateLeftBehindIsKept();
     void noVisitReachesADeviceThatIsGone();
 };
 
 void tst_DeliveryGate::newGateIsShut()
 {
-    Device device;
-    Gate gate(&device);
-    QVERIFY(!gate.enter());
+    Gate gate;
     gate.close();
+    void* const context = gate.begin();
+    QVERIFY(context != nullptr);
+    deliver(context);
 }
 
 void tst_DeliveryGate::openGateGivesTheDevice()
 {
     Device device;
-    Gate gate(&device);
-    gate.open();
-    {
-        const auto first = gate.enter();
-        const auto second = gate.enter();
-        QVERIFY(first && second);
-        ++first->delivered;
-    }
-    QCOMPARE(device.delivered.load(), 1);
-    gate.close();
+    Gate gate;
+    void* const context = gate.begin();
+    gate.open(&device);
+    deliver(context);
+    deliver(context);
+    QCOMPARE(device.delivered.load(), 2);
 }
 
 void tst_DeliveryGate::closedGateGivesNothing()
 {
     Device device;
-    Gate gate(&device);
-    gate.open();
+    Gate gate;
+    void* const context = gate.begin();
+    gate.open(&device);
     gate.close();
-    QVERIFY(!gate.enter());
+    deliver(context);
     gate.close();
-    QVERIFY(!gate.enter());
+    deliver(context);
+    QCOMPARE(device.delivered.load(), 0);
+}
+
+void tst_DeliveryGate::gateThatIsGoneGivesNothing()
+{
+    Device device;
+    auto gate = std::make_unique<Gate>();
+    void* const context = gate->begin();
+    gate->open(&device);
+    gate.reset();
+    deliver(context);
+    QCOMPARE(device.delivered.load(), 0);
+}
+
+void tst_DeliveryGate::numberOfAnEarlierStartGivesNothing()
+{
+    Device device;
+    Gate gate;
+    void* const first = gate.begin();
+    gate.open(&device);
+    void* const second = gate.begin();
+    deliver(second);
+    QCOMPARE(device.delivered.load(), 0);
+    gate.open(&device);
+    deliver(first);
+    QCOMPARE(device.delivered.load(), 0);
+    deliver(second);
+    QCOMPARE(device.delivered.load(), 1);
+}
+
+void tst_DeliveryGate::gatesOfTwoDevicesGiveEachItsOwn()
+{
+    Device one;
+    Device other;
+    Gate gate;
+    Gate otherGate;
+    void* const context = gate.begin();
+    void* const otherContext = otherGate.begin();
+    gate.open(&one);
+    otherGate.open(&other);
+    gate.close();
+    deliver(context);
+    deliver(otherContext);
+    QCOMPARE(one.delivered.load(), 0);
+    QCOMPARE(other.delivered.load(), 1);
+}
+
+void tst_DeliveryGate::numberOfNoStartGivesNothing()
+{
+    Device device;
+    Gate gate;
+    QVERIFY(gate.begin() != nullptr);
+    gate.open(&device);
+    deliver(nullptr);
+    deliver(&device);
+    QCOMPARE(device.delivered.load(), 0);
 }
 
 void tst_DeliveryGate::closeWaitsForWhoeverIsInside()
 {
     Device device;
-    Gate gate(&device);
-    gate.open();
+    Gate gate;
+    void* const context = gate.begin();
+    gate.open(&device);
     std::promise<void> inside;
     std::promise<void> leave;
     std::atomic<bool> left{false};
     std::thread visitor([&] {
-        const auto visit = gate.enter();
-        inside.set_value();
-        leave.get_future().wait();
-        left = true;
+        Gate::visit(context, [&](Device&) {
+            inside.set_value();
+            leave.get_future().wait();
+            left = true;
+        });
     });
     inside.get_future().wait();
-    std::thread release([&] {
-        // Not before close has begun.
-        while (gate.enter()) {
-            std::this_thread::yield();
-        }
-        leave.set_value();
+    bool leftBeforeClosed = false;
+    std::thread closer([&] {
+        gate.close();
+        leftBeforeClosed = left;
     });
-    gate.close();
-    QVERIFY(left);
+    leave.set_value();
+    closer.join();
     visitor.join();
-    release.join();
-}
-
-void tst_DeliveryGate::closedGateOutlivesItsDevice()
-{
-    auto device = std::make_unique<Device>();
-    Gate gate(device.get());
-    gate.open();
-    gate.close();
-    device.reset();
-    QVERIFY(!gate.enter());
-}
-
-void tst_DeliveryGate::gateLeftBehindIsKept()
-{
-    std::weak_ptr<Gate> seen;
-    Gate* context = nullptr;
-    {
-        Device device;
-        auto gate = std::make_shared<Gate>(&device);
-        seen = gate;
-        context = gate.get();
-        Gate::leaveBehind(std::move(gate));
-    }
-    QVERIFY(!seen.expired());
-    QVERIFY(!context->enter());
+    QVERIFY(leftBeforeClosed);
 }
 
 void tst_DeliveryGate::noVisitReachesADeviceThatIsGone()
@@ -125,25 +161,22 @@ void tst_DeliveryGate::noVisitReachesADeviceThatIsGone()
     // Under the sanitizers a visit that came too late would be an error.
     for (int round = 0; round < 200; ++round) {
         auto device = std::make_unique<Device>();
-        auto gate = std::make_shared<Gate>(device.get());
+        Gate gate;
+        void* const context = gate.begin();
         std::atomic<bool> stop{false};
         std::vector<std::thread> visitors;
         for (int i = 0; i < 2; ++i) {
-            visitors.emplace_back([gate, &stop] {
+            visitors.emplace_back([context, &stop] {
                 while (!stop) {
-                    if (const auto visit = gate->enter()) {
-                        ++visit->delivered;
-                    }
+                    deliver(context);
                 }
             });
         }
-        gate->open();
+        gate.open(device.get());
         while (device->delivered == 0) {
             std::this_thread::yield();
         }
-        gate->close();
-        const int delivered = device->delivered;
-        QVERIFY(delivered > 0);
+        gate.close();
         device.reset();
         stop = true;
         for (std::thread& visitor : visitors) {

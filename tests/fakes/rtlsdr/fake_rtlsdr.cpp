@@ -70,8 +70,9 @@ void put(char* buffer, const char* key, const char* otherwise)
 
 unsigned char toByte(double value, bool counter)
 {
-    // A carrier's full scale is that of the signed byte, which is how it is read.
-    return static_cast<unsigned char>(counter ? static_cast<long long>(value) : std::llround(value * 127.0));
+    // Offset binary: the middle lies between 127 and 128.
+    return static_cast<unsigned char>(counter ? static_cast<long long>(value)
+                                              : std::llround(127.5 + 127.0 * value));
 }
 
 } // namespace

@@ -18,6 +18,8 @@ public:
     [[nodiscard]] virtual DefRadioDevice::Type type() const = 0;
     /// Adds a record to the owner for each receiver found.
     virtual void refresh() = 0;
+    /// Why no receiver of this type can be found on this machine, for its user; empty if they can.
+    [[nodiscard]] virtual QString hindrance() const { return {}; }
     /// The contract's last seat, empty in every enumerator.
     virtual void reserved() {}
 

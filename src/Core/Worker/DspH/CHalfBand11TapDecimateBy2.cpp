@@ -1,7 +1,7 @@
 #include "Core/Worker/DspH/CHalfBand11TapDecimateBy2.h"
 
-#include "Core/Worker/Kernels/HalfBandDecimation.h"
-#include "Core/Worker/Kernels/Phases.h"
+#include "Core/Signal/Kernels/Deinterleave.h"
+#include "Core/Signal/Kernels/HalfBandDecimation.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -36,17 +36,17 @@ int CHalfBand11TapDecimateBy2::decimate(int count, DoubleComplex* in, DoubleComp
     return count / 2;
 }
 
-int CHalfBand11TapDecimateBy2::decimateShort(int count, DoubleComplex* samples, int overrun)
+int CHalfBand11TapDecimateBy2::decimateShort(int count, DoubleComplex* samples, int needed)
 {
-    const int needed = std::min(count, m_outputs);
-    const int last = std::max(count - overrun, 0);
+    const int end = std::min(count, m_outputs);
+    const int last = std::max(count - needed, 0);
     // The outputs of the overrun read what stands where they come to stand twice over: it must still be
     // there.
     if (last >= count / 2 + kHistory) {
         filter(samples, samples, 0, count / 2);
-        filter(samples, samples, last, needed);
+        filter(samples, samples, last, end);
     } else {
-        filter(samples, samples, 0, needed);
+        filter(samples, samples, 0, end);
     }
     keepHistory(count, samples);
     return count / 2;
@@ -67,7 +67,7 @@ void CHalfBand11TapDecimateBy2::filter(const DoubleComplex* in, DoubleComplex* o
             m_buffer.fill(in, std::clamp(m_bufLen, 0, inputs));
         } else {
             const std::ptrdiff_t start = 2 * first - kHistory;
-            Kernels::takeApart(in + start, inputs + kHistory, even, odd);
+            Kernels::deinterleave(in + start, inputs + kHistory, even, odd);
         }
         Kernels::halfBand11(even, odd, m_coefficients.data(), next, out + first);
         first += next;

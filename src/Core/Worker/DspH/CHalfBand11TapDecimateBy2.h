@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DspH/Dec2.h"
-#include "Core/Worker/DspH/PhaseBuffer.h"
+#include "Core/Worker/DspH/PolyphaseBuffer.h"
 
 #include <array>
 
@@ -13,9 +13,6 @@
 class CHalfBand11TapDecimateBy2 : public Dec2
 {
 public:
-    static constexpr int kTaps = 11;
-    static constexpr int kHistory = kTaps - 1;
-
     /// `bufLen`: the block length of the whole chain, and the length of the array that `decimate` works in.
     /// Inputs beyond it count as zeros. `coefficients`: a table of 11 values, copied.
     CHalfBand11TapDecimateBy2(int bufLen, const double* coefficients);
@@ -24,11 +21,13 @@ public:
     /// than 10 samples counts as zeros in the history.
     int decimate(int count, DoubleComplex* in, DoubleComplex* out) override;
 
-    /// As `decimate` in place, with the same history after it, but of the overrun only the outputs at the
-    /// last `overrun` places before `count` are sure to be there: `kHistory` of them or more.
-    int decimateShort(int count, DoubleComplex* samples, int overrun);
+    [[nodiscard]] int overrun() const override { return kHistory; }
+    int decimateShort(int count, DoubleComplex* samples, int needed) override;
 
 private:
+    static constexpr int kTaps = 11;
+    static constexpr int kHistory = kTaps - 1;
+
     // The outputs from `first` to before `end`.
     void filter(const DoubleComplex* in, DoubleComplex* out, int first, int end);
     void keepHistory(int count, const DoubleComplex* in);
@@ -37,5 +36,5 @@ private:
     int m_outputs; // of a whole block, the overrun included
     std::array<double, kTaps> m_coefficients{};
     std::array<DoubleComplex, kHistory> m_history{};
-    PhaseBuffer m_buffer;
+    PolyphaseBuffer m_buffer;
 };

@@ -1,6 +1,6 @@
 #include "Core/Worker/DspH/CHalfBandDecimateBy2.h"
 
-#include "Core/Worker/Kernels/HalfBandDecimation.h"
+#include "Core/Signal/Kernels/HalfBandDecimation.h"
 
 #include <algorithm>
 #include <limits>
@@ -11,12 +11,12 @@ namespace
 
 constexpr int kChunk = 512; // samples that are filtered at once, to stay in the nearest cache
 
-int chunkLength(int bufLen)
+int historyLength(int bufLen, int taps)
 {
     if (bufLen < 0 || bufLen > std::numeric_limits<int>::max() / 2) {
         throw std::bad_array_new_length();
     }
-    return std::min(bufLen, kChunk);
+    return (taps - 1) / 2;
 }
 
 } // namespace
@@ -24,7 +24,8 @@ int chunkLength(int bufLen)
 CHalfBandDecimateBy2::CHalfBandDecimateBy2(int bufLen, int taps, const double* coefficients)
     : m_taps(taps)
     , m_coefficients(coefficients)
-    , m_buffer((taps - 1) / 2, (chunkLength(bufLen) + 1) / 2)
+    // A block may be longer than the chain's own: there is always room for a whole chunk.
+    , m_buffer(historyLength(bufLen, taps), kChunk / 2)
 {
 }
 

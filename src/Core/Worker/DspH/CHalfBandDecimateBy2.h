@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Core/Worker/DspH/Dec2.h"
-#include "Core/Worker/DspH/PhaseBuffer.h"
+#include "Core/Worker/DspH/PolyphaseBuffer.h"
 
 /// Half-band FIR decimator of any length 4k + 3. Every second coefficient but the centre is zero and skipped.
 class CHalfBandDecimateBy2 : public Dec2
@@ -20,5 +20,5 @@ public:
 private:
     int m_taps;
     const double* m_coefficients;
-    PhaseBuffer m_buffer; // the end of the block before, taps - 1 samples; then a chunk of the block
+    PolyphaseBuffer m_buffer; // the end of the block before, taps - 1 samples; then a chunk of the block
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 
 /// A stage that halves the sample rate of a stream handed over in blocks. It keeps what it needs of the block
 /// before, so that the stream is filtered as one signal.
@@ -17,4 +17,15 @@ public:
     /// Consumes `count` samples of `in`, writes the outputs to `out` and returns how many there are.
     /// `in` and `out` may be the same array, and are in the chain; `count` is trusted.
     virtual int decimate(int count, DoubleComplex* in, DoubleComplex* out) = 0;
+
+    /// A stage may write outputs beyond those that it returns, and keep samples for the next block as they
+    /// are after that: the last so many before `count`. 0 for a stage that doesn't.
+    [[nodiscard]] virtual int overrun() const { return 0; }
+
+    /// As `decimate` in place, with the same history after it, but beyond the outputs returned only those at
+    /// the last `needed` places before `count` are sure to be there: `overrun()` of them or more.
+    virtual int decimateShort(int count, DoubleComplex* samples, int /*needed*/)
+    {
+        return decimate(count, samples, samples);
+    }
 };

@@ -3,6 +3,7 @@
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Core/Worker/DspH/CCicN3DecimateBy2.h"
+#include "Core/Worker/DspH/CHalfBand11TapDecimateBy2.h"
 #include "Core/Worker/DspH/CHalfBandDecimateBy2.h"
 #include "Core/Worker/DspH/HalfBandTables.h"
 
@@ -17,6 +18,7 @@ float DownConvertor::setup(int bufLen, float inSampleRate, float preferredBandWi
     for (std::unique_ptr<Dec2>& stage : m_stages) {
         stage.reset();
     }
+    m_mixedCics.clear();
 
     float rate = inSampleRate;
     int count = 0;
@@ -28,13 +30,12 @@ float DownConvertor::setup(int bufLen, float inSampleRate, float preferredBandWi
             rate /= 2.0F;
         }
     }
-    findMixedStages();
     findOverruns();
     LOG_LIMITED(LOG_DEBUG()) << "Decimator" << count << m_inSampleRate << rate << m_aliasFreeBandWidth;
     return rate;
 }
 
-std::unique_ptr<Dec2> DownConvertor::makeStage(int bufLen, float rate, int tier) const
+std::unique_ptr<Dec2> DownConvertor::makeStage(int bufLen, float rate, int tier)
 {
     const HalfBandTables::Filter* filter =
         HalfBandTables::choose(tier, static_cast<double>(rate), static_cast<double>(m_aliasFreeBandWidth));
@@ -43,8 +44,11 @@ std::unique_ptr<Dec2> DownConvertor::makeStage(int bufLen, float rate, int tier)
         filter = &HalfBandTables::aliasErrorFilter();
     }
     switch (filter->taps) {
-    case 0:
-        return std::make_unique<CCicN3DecimateBy2>();
+    case 0: {
+        auto cic = std::make_unique<CCicN3DecimateBy2>();
+        m_mixedCics.append(cic.get());
+        return cic;
+    }
     case 11:
         return std::make_unique<CHalfBand11TapDecimateBy2>(bufLen, filter->coefficients);
     default:
@@ -52,29 +56,20 @@ std::unique_ptr<Dec2> DownConvertor::makeStage(int bufLen, float rate, int tier)
     }
 }
 
-void DownConvertor::findMixedStages()
-{
-    m_mixedCics.clear();
-    for (std::size_t s = 0; s + 1 < m_stages.size() && m_mixedCics.size() < MixedCics::kMaxStages; ++s) {
-        auto* cic = dynamic_cast<CCicN3DecimateBy2*>(m_stages[s].get());
-        // The overrun of 11 taps reads the input of the stage before it, which has to stand in the array.
-        if (cic == nullptr || dynamic_cast<CHalfBand11TapDecimateBy2*>(m_stages[s + 1].get()) != nullptr) {
-            break;
-        }
-        m_mixedCics.append(cic);
-    }
-}
-
-// The history of 11 taps comes from the last places before its count, as they stand after its overrun. Behind
-// another stage of 11 taps the outputs at these places read the overrun of that one, from twice as far on.
+// A stage's history comes from the last places before its count, as they are after its overrun. Following
+// another stage with one, its outputs at these places read the overrun of that one, from twice as far on.
 void DownConvertor::findOverruns()
 {
     int needed = 0;
     for (std::size_t s = m_stages.size(); s-- > 0;) {
-        m_elevenTaps[s] = dynamic_cast<CHalfBand11TapDecimateBy2*>(m_stages[s].get());
-        m_overruns[s] = std::max(needed, CHalfBand11TapDecimateBy2::kHistory);
+        const int own = m_stages[s] ? m_stages[s]->overrun() : 0;
+        m_overruns[s] = own > 0 ? std::max(needed, own) : 0;
         // One place more on either side: a count may be odd.
-        needed = m_elevenTaps[s] == nullptr ? 0 : 2 * m_overruns[s] + CHalfBand11TapDecimateBy2::kHistory + 2;
+        needed = own > 0 ? 2 * m_overruns[s] + own + 2 : 0;
+    }
+    // An overrun reads the input of the stage before it, which has to be in the array.
+    if (m_mixedCics.size() > 0 && m_overruns[static_cast<std::size_t>(m_mixedCics.size())] > 0) {
+        m_mixedCics.removeLast();
     }
 }
 
@@ -99,9 +94,8 @@ int DownConvertor::processFrom(std::size_t first, int count, DoubleComplex* samp
 {
     const bool whole = first > 0 || count == m_bufLen;
     for (std::size_t s = first; s < m_stages.size() && m_stages[s]; ++s) {
-        count = whole && m_elevenTaps[s] != nullptr
-                    ? m_elevenTaps[s]->decimateShort(count, samples, m_overruns[s])
-                    : m_stages[s]->decimate(count, samples, samples);
+        count = whole ? m_stages[s]->decimateShort(count, samples, m_overruns[s])
+                      : m_stages[s]->decimate(count, samples, samples);
     }
     return count;
 }

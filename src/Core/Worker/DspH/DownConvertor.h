@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Core/Worker/DspH/CHalfBand11TapDecimateBy2.h"
 #include "Core/Worker/DspH/Dec2.h"
 #include "Core/Worker/DspH/MixedCics.h"
 
@@ -32,8 +31,7 @@ public:
     int process(TableOscillator& mixer, int count, DoubleComplex* samples);
 
 private:
-    [[nodiscard]] std::unique_ptr<Dec2> makeStage(int bufLen, float rate, int tier) const;
-    void findMixedStages();
+    [[nodiscard]] std::unique_ptr<Dec2> makeStage(int bufLen, float rate, int tier);
     void findOverruns();
     int processFrom(std::size_t first, int count, DoubleComplex* samples);
 
@@ -41,8 +39,7 @@ private:
     float m_inSampleRate = 0.0F;
     float m_aliasFreeBandWidth = 0.0F;
     std::array<std::unique_ptr<Dec2>, kMaxStages> m_stages; // in use up to the first null
-    // Those of 11 taps, null elsewhere, and what of their overrun the stages from there on take up.
-    std::array<CHalfBand11TapDecimateBy2*, kMaxStages> m_elevenTaps{};
+    // How many places at the end of each stage's overrun that stage and later ones take up.
     std::array<int, kMaxStages> m_overruns{};
     MixedCics m_mixedCics;
 };

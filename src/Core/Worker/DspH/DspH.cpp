@@ -2,6 +2,7 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
+#include "Core/Losses/Losses.h"
 #include "Core/Worker/SetBufferEvent.h"
 
 #include <QMetaProperty>
@@ -40,6 +41,12 @@ float narrowestBandWidth(float inSampleRate)
 qlonglong wholeRate(float rate)
 {
     return rate < 0x1p63F ? static_cast<qlonglong>(rate) : std::numeric_limits<qlonglong>::max();
+}
+
+int capacityOf(RingBuffer<DoubleComplex>& ring)
+{
+    const QMutexLocker lock(&ring.mutex);
+    return ring.capacity;
 }
 
 } // namespace
@@ -157,9 +164,21 @@ void DspH::setBufferEvent(AbstractEvent* event)
         return;
     }
     if (bufferEvent->key() == QLatin1String("in")) {
-        m_inReader = QSharedPointer<InReader>::create(InReader{0, bufferEvent->buffer()});
+        m_inReader = QSharedPointer<InReader>::create(InReader{0, bufferEvent->buffer(), {}});
     } else if (bufferEvent->key() == QLatin1String("out")) {
-        m_outWriter = QSharedPointer<OutWriter>::create(OutWriter{bufferEvent->buffer()});
+        m_outWriter = QSharedPointer<OutWriter>::create(
+            OutWriter{bufferEvent->buffer(), capacityOf(*bufferEvent->buffer())});
+    }
+}
+
+// A block as long as the ring would bring its index round to where it was, and no reader would see it.
+// Shorter ones leave the ring at its own size: how much of a slow reader's backlog is kept is known to
+// clients.
+void DspH::OutWriter::fit(int blockLength) const
+{
+    const int wanted = blockLength < kMaxBlock ? capacity : std::max(capacity, 2 * kMaxBlock);
+    if (buffer->capacity != wanted) {
+        buffer->resize(wanted);
     }
 }
 
@@ -169,6 +188,7 @@ void DspH::onDoWork()
         // Everything older is skipped, so that a restart never replays stale samples.
         const QMutexLocker lock(&m_inReader->buffer->mutex);
         m_inReader->readIndex = m_inReader->buffer->writeIndex;
+        m_inReader->position.start(*m_inReader->buffer, m_inReader->readIndex);
     }
     m_waitForData = true;
     m_entered = true;
@@ -193,6 +213,7 @@ bool DspH::readBlock()
     if (m_waitForData) {
         ring.dataReady.wait(&ring.mutex, kDataWait);
     }
+    Losses::process().add(Losses::Cause::InRing, m_inReader->position.update(ring, m_inReader->readIndex));
     const int available = ring.available(m_inReader->readIndex);
     m_waitForData = available == 0 || available < m_inBufLen;
     if (m_waitForData) {
@@ -200,6 +221,7 @@ bool DspH::readBlock()
     }
     ring.read(m_inReader->readIndex, m_workBuffer.data(), m_inBufLen);
     m_inReader->readIndex = ring.advance(m_inReader->readIndex, m_inBufLen);
+    m_inReader->position.advance(m_inBufLen);
     ring.spaceFreed.wakeAll();
     // A worker that no setup has given a block length takes blocks of none: at the ring's pace, not the
     // processor's.
@@ -218,6 +240,7 @@ void DspH::writeBlock()
 {
     RingBuffer<DoubleComplex>& ring = *m_outWriter->buffer;
     const QMutexLocker lock(&ring.mutex);
+    m_outWriter->fit(m_outLen);
     ring.write(m_workBuffer.constData(), m_outLen);
     ring.dataReady.wakeAll();
 }

@@ -4,6 +4,7 @@
 #include "Core/Worker/DspH/RotatingOscillator.h"
 #include "Core/Worker/DspH/TableOscillator.h"
 #include "Core/Worker/RingBuffer.h"
+#include "Core/Worker/RingPosition.h"
 #include "Core/Worker/Worker.h"
 
 #include <QSharedPointer>
@@ -12,10 +13,11 @@
 
 /// Turns the receiver's rate into the client's: mixes the wanted frequency to 0 Hz and halves the rate until
 /// it is below twice the wanted bandwidth. Reads blocks from the ring "in", writes what is left to the ring
-/// "out".
+/// "out", which it enlarges while its blocks are as long as that ring is by itself.
 /// Thread:    its own, made by `ThreadManager`; properties and rings arrive by event between two blocks.
 /// Ownership: made and kept by the device; shares both rings.
 /// Units:     hertz, complex samples of two doubles.
+/// Errors:    samples that the receiver overwrote before they were read are counted (Losses).
 class DspH : public Worker
 {
     Q_OBJECT
@@ -48,11 +50,16 @@ private:
     struct OutWriter
     {
         QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+        int capacity; // that it came with
+
+        /// Resizes the ring to what blocks of this length need, if that is not what it has.
+        void fit(int blockLength) const;
     };
     struct InReader
     {
         int readIndex = 0;
         QSharedPointer<RingBuffer<DoubleComplex>> buffer;
+        RingPosition position;
     };
 
     [[nodiscard]] qlonglong inSampleRate() const { return m_inSampleRate; }

@@ -2,14 +2,10 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
-#include "Core/Worker/DoubleComplex.h"
-#include "Core/Worker/DspH/FftKernels.h"
-#include "Core/Worker/DspH/FftTables.h"
-#include "Core/Worker/DspH/FftTurns.h"
-#include "Core/Worker/Kernels/Fft.h"
+#include "Core/Signal/Fft/FftTwiddles.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
 
 namespace
 {
@@ -20,7 +16,7 @@ constexpr int kMaxLength = 32768;
 int powerOfTwoWithin(int length)
 {
     int power = 1;
-    while (power <= length / 2) {
+    while (power <= std::min(length, FftTwiddles::kLongest) / 2) {
         power *= 2;
     }
     return power;
@@ -45,37 +41,53 @@ void FftEngine::SetupParameters(int length)
     if (length < kMinLength || length > kMaxLength) {
         LOG_LIMITED(LOG_DEBUG()) << QStringLiteral("SetupParameters FFT Error length: %1").arg(length);
     }
-    const int usable = std::max(length, 1);
-    m_length = powerOfTwoWithin(usable);
-    m_ip = std::make_unique<int[]>(static_cast<std::size_t>(std::sqrt(usable) + 3.0));
-    m_w = std::make_unique<double[]>(static_cast<std::size_t>(std::max(usable / 2 - 1, 0)));
-    m_ip[0] = 0;
-    m_turns = FftTurns::forLength(m_length);
+    m_length = powerOfTwoWithin(length);
+    if (m_length < 2) {
+        return;
+    }
+    m_twiddles = std::make_unique<FftTwiddles>(std::max(m_length, FftTwiddles::kShortest));
+    if (m_length < FftTwiddles::kShortest) {
+        m_spread = AlignedSamples(FftTwiddles::kShortest);
+    }
 }
 
 void FftEngine::transform(DoubleComplex* data, int direction)
 {
-    if (m_length < 2) {
+    if (!m_twiddles) {
         return;
     }
-    // In doubles, two to a sample, n is above 4 ip[0].
-    if (m_length > 2 * m_ip[0]) {
-        FftTables::build(m_length / 2, m_ip.get(), m_w.get());
-        if (m_turns) {
-            m_turns->build(m_w.get());
-        }
+    if (!m_hasTwiddles) {
+        m_twiddles->build();
+        m_hasTwiddles = true;
     }
     // The backward transform is the forward one between two conjugations.
     if (direction < 0) {
         conjugate(data, m_length);
     }
-    if (m_turns) {
-        Kernels::Fft::transform(m_turns->plan(), data);
-    } else {
-        FftKernels::splitRadix(data, m_length, m_w.get());
-        FftKernels::reverseBits(data, m_length, m_ip.get());
-    }
+    transformForward(data);
     if (direction < 0) {
         conjugate(data, m_length);
     }
+}
+
+void FftEngine::transformForward(DoubleComplex* data)
+{
+    if (m_length < FftTwiddles::kShortest) {
+        transformSpread(data);
+    } else {
+        Kernels::Fft::transform(m_twiddles->plan(), data);
+    }
+}
+
+// With zeros between the samples, the longer transform is the shorter one repeated.
+void FftEngine::transformSpread(DoubleComplex* data)
+{
+    DoubleComplex* const spread = m_spread.data();
+    std::fill_n(spread, FftTwiddles::kShortest, DoubleComplex{0.0, 0.0});
+    const std::ptrdiff_t step = FftTwiddles::kShortest / m_length;
+    for (std::ptrdiff_t i = 0; i < m_length; ++i) {
+        spread[i * step] = data[i];
+    }
+    Kernels::Fft::transform(m_twiddles->plan(), spread);
+    std::copy_n(spread, m_length, data);
 }

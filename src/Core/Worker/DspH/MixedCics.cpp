@@ -2,6 +2,13 @@
 
 #include <algorithm>
 
+void MixedCics::append(CCicN3DecimateBy2* stage)
+{
+    if (size() < kMaxStages) {
+        m_histories.push_back(stage->history());
+    }
+}
+
 Kernels::CicStages MixedCics::stagesFrom(int first) const
 {
     return {m_histories.data() + first, std::min(size() - first, Kernels::CicStages::kMaxStages)};

@@ -17,7 +17,9 @@ public:
 
     /// Takes the stages out of use.
     void clear() { m_histories.clear(); }
-    void append(CCicN3DecimateBy2* stage) { m_histories.push_back(stage->history()); }
+    /// Does nothing for a stage too many.
+    void append(CCicN3DecimateBy2* stage);
+    void removeLast() { m_histories.pop_back(); }
     [[nodiscard]] int size() const { return static_cast<int>(m_histories.size()); }
 
     /// Mixes and filters `count` samples, a multiple of `kChunk`, and writes the outputs to the start of the

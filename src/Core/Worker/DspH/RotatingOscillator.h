@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
 
 /// Mixer of any frequency without a table: a phasor turned by one complex product a sample, its amplitude
 /// held by a first-order correction. Every change of frequency starts the phase anew. Thread: that of its

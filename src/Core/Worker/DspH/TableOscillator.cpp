@@ -2,7 +2,7 @@
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
-#include "Core/Worker/Kernels/TableMixing.h"
+#include "Core/Signal/Kernels/TableMixing.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Core/Worker/DoubleComplex.h"
-#include "Core/Worker/Kernels/MixerTable.h"
+#include "Core/Signal/DoubleComplex.h"
+#include "Core/Signal/Kernels/MixerTable.h"
 
 /// Mixer at the full rate: shifts by the nearest multiple of `sampleRate` / `tableLength`, out of a table
 /// that holds a whole number of cycles, and leaves the rest of the wanted frequency as a residual. Thread:

@@ -75,6 +75,12 @@ public:
         const QMutexLocker lock(&out->mutex);
         return out->available(m_readIndex);
     }
+    /// Of the ring "out", in samples: the worker may resize it.
+    [[nodiscard]] int outCapacity() const
+    {
+        const QMutexLocker lock(&out->mutex);
+        return out->capacity;
+    }
     /// Puts the writer of the ring "out", and the test as its reader, at an index.
     void moveOutputTo(int index)
     {

@@ -1,5 +1,6 @@
 #include "Core/Worker/DspH/DspH.h"
 
+#include "Core/Losses/Losses.h"
 #include "DspRig.h"
 #include "Samples.h"
 #include "support/AllocationCounter.h"
@@ -70,6 +71,11 @@ private slots:
     void blocksAcrossTheEndsOfBothRingsKeepTheirOrder();
     void theWriterOfTheOutputLooksAtNoReader();
     void aReaderThatWasOverrunGoesOnWithWhatTheRingHolds();
+    void samplesOverrunInTheRingAreCounted();
+    void samplesSkippedByARestartAreNotLost();
+    void theWholeBandPassesAboveThreeMillionSamples_data();
+    void theWholeBandPassesAboveThreeMillionSamples();
+    void theRingIsLargerOnlyWhileItsBlocksAreThatLong();
     void eachBlockReadWakesWhoWaitsForSpace();
     void theLoopWaitsWhileTheRingIsShort();
 
@@ -203,7 +209,7 @@ void tst_DspH::blockLengthIsAPowerOfTwoOfAboutTenMilliseconds()
     rig.moveOutputTo(0);
     rig.write(Vector(1));
     // A block of 65,536 turns the ring "out" once, and leaves its index where it was.
-    if (length < rig.out->capacity) {
+    if (length < rig.outCapacity()) {
         QCOMPARE(static_cast<int>(rig.read(length).size()), length);
     }
     QCOMPARE(logged(QStringLiteral("input bufLen")),
@@ -276,6 +282,120 @@ void tst_DspH::aReaderThatWasOverrunGoesOnWithWhatTheRingHolds()
     COMPARE_SAMPLES(rig.read(kBlock), settling(Samples::slice(input, 4 * kBlock, kBlock)), 1e-12);
     rig.finishRound();
     QCOMPARE(rig.written(), 0);
+}
+
+void tst_DspH::samplesOverrunInTheRingAreCounted()
+{
+    DspRig rig(4 * kBlock);
+    rig.start(48'000);
+    const qint64 before = Losses::process().total(Losses::Cause::InRing);
+    rig.write(Vector(9 * kBlock + 10));
+    rig.finishRound();
+    rig.finishRound();
+    QCOMPARE(Losses::process().total(Losses::Cause::InRing) - before, 8 * kBlock);
+    rig.write(Vector(3 * kBlock));
+    rig.finishRound();
+    QCOMPARE(Losses::process().total(Losses::Cause::InRing) - before, 8 * kBlock);
+}
+
+void tst_DspH::samplesSkippedByARestartAreNotLost()
+{
+    DspRig rig(4 * kBlock);
+    rig.start(48'000);
+    const qint64 before = Losses::process().total(Losses::Cause::InRing);
+    rig.dsp->stop();
+    rig.write(Vector(9 * kBlock));
+    rig.start(48'000);
+    rig.write(Vector(kBlock));
+    QCOMPARE(static_cast<int>(rig.read(kBlock).size()), kBlock);
+    QCOMPARE(Losses::process().total(Losses::Cause::InRing), before);
+}
+
+namespace
+{
+
+constexpr int kLongestBlock = 65'536; // as long as a fresh ring "out"
+
+// A stream of 12 bits a sample, so that each can be told from its neighbours, taken up where it was left.
+Vector steps(int first, int count)
+{
+    Vector samples;
+    for (int n = first; n < first + count; ++n) {
+        samples.push_back({(n % 4096) / 4096.0, (n / 4096 % 4096) / 4096.0});
+    }
+    return samples;
+}
+
+} // namespace
+
+void tst_DspH::theWholeBandPassesAboveThreeMillionSamples_data()
+{
+    QTest::addColumn<qlonglong>("rate");
+    QTest::newRow("3,276,900") << 3'276'900LL;
+    QTest::newRow("10 million") << 10'000'000LL;
+    QTest::newRow("38.4 million") << 38'400'000LL;
+}
+
+void tst_DspH::theWholeBandPassesAboveThreeMillionSamples()
+{
+    QFETCH(const qlonglong, rate);
+    DspRig rig;
+    rig.dsp->setProperty("preferredBandWidth", rate);
+    rig.start(rate);
+    Vector output;
+    for (int block = 0; block < 3; ++block) {
+        rig.write(steps(block * kLongestBlock, kLongestBlock));
+        const Vector part = rig.read(kLongestBlock);
+        output.insert(output.end(), part.begin(), part.end());
+    }
+    COMPARE_SAMPLES(output, settling(steps(0, 3 * kLongestBlock)), 1e-12);
+}
+
+void tst_DspH::theRingIsLargerOnlyWhileItsBlocksAreThatLong()
+{
+    constexpr int kShort = 16'384; // samples of a block at a million a second
+    DspRig rig;
+    int readIndex = 0;
+    RingPosition position;
+    const auto read = [&](int count) {
+        const QMutexLocker lock(&rig.out->mutex);
+        const qint64 lost = position.update(*rig.out, readIndex);
+        Vector samples(static_cast<std::size_t>(std::min(count, rig.out->available(readIndex))));
+        const int taken = static_cast<int>(samples.size());
+        rig.out->read(readIndex, samples.data(), taken);
+        readIndex = rig.out->advance(readIndex, taken);
+        position.advance(taken);
+        return lost == 0 ? samples : Vector();
+    };
+    const auto written = [&rig] {
+        const QMutexLocker lock(&rig.out->mutex);
+        return rig.out->written;
+    };
+    position.start(*rig.out, readIndex);
+    rig.dsp->setProperty("preferredBandWidth", 10'000'000LL);
+    rig.start(1'000'000);
+    rig.write(steps(0, 3 * kShort));
+    QTRY_COMPARE(written(), quint64{3 * kShort});
+    const Vector first = settling(steps(0, 6 * kShort));
+    COMPARE_SAMPLES(read(3 * kShort), Samples::slice(first, 0, 3 * kShort), 1e-12);
+    rig.write(steps(3 * kShort, 3 * kShort)); // around the end of the ring
+    QTRY_COMPARE(written(), quint64{6 * kShort});
+    QCOMPARE(rig.outCapacity(), kLongestBlock);
+
+    rig.dsp->setProperty("inSampleRate", 10'000'000LL);
+    rig.finishRound();
+    rig.write(steps(0, kLongestBlock));
+    QTRY_COMPARE(written(), quint64{6 * kShort + kLongestBlock});
+    QCOMPARE(rig.outCapacity(), 2 * kLongestBlock);
+    COMPARE_SAMPLES(read(3 * kShort), Samples::slice(first, 3 * kShort, 3 * kShort), 1e-12);
+    COMPARE_SAMPLES(read(2 * kLongestBlock), settling(steps(0, kLongestBlock)), 1e-12);
+
+    rig.dsp->setProperty("inSampleRate", 1'000'000LL);
+    rig.finishRound();
+    rig.write(steps(0, kShort));
+    QTRY_COMPARE(written(), quint64{7 * kShort + kLongestBlock});
+    QCOMPARE(rig.outCapacity(), kLongestBlock);
+    COMPARE_SAMPLES(read(2 * kLongestBlock), settling(steps(0, kShort)), 1e-12);
 }
 
 void tst_DspH::eachBlockReadWakesWhoWaitsForSpace()

@@ -1,6 +1,6 @@
-#include "Core/Worker/DoubleComplex.h"
+#include "Core/Signal/DoubleComplex.h"
+#include "Core/Signal/Kernels/EachTarget.h"
 #include "Core/Worker/DspH/FftEngine.h"
-#include "Core/Worker/Kernels/EachTarget.h"
 #include "support/LogCapture.h"
 
 #include <QTest>
@@ -20,7 +20,8 @@ using Exact = std::complex<long double>;
 
 constexpr int kForward = 1;
 constexpr int kBackward = -1;
-constexpr double kRounding = 1e-15;
+// Root mean square of the difference over that of the result: a few units of the last place.
+constexpr double kRounding = 4e-16;
 
 std::size_t size(int length)
 {
@@ -126,12 +127,12 @@ private slots:
     void referenceIsTheDefinition();
     void bothDirectionsAreExactToRounding_data() { addLengths(2, 65536); }
     void bothDirectionsAreExactToRounding();
-    void impulseAtAnyPlaceGivesItsToneInEveryBin_data() { addLengths(512, 32768); }
+    void impulseAtAnyPlaceGivesItsToneInEveryBin_data() { addLengths(2, 65536); }
     void impulseAtAnyPlaceGivesItsToneInEveryBin();
     void toneOfAnyBinStandsThereAlone();
-    void dataNeedsNoAlignment_data() { addLengths(512, 32768); }
+    void dataNeedsNoAlignment_data() { addLengths(2, 65536); }
     void dataNeedsNoAlignment();
-    void nothingAroundTheDataIsTouched_data() { addLengths(512, 32768); }
+    void nothingAroundTheDataIsTouched_data() { addLengths(2, 65536); }
     void nothingAroundTheDataIsTouched();
 };
 
@@ -171,6 +172,7 @@ void tst_FftAccuracy::bothDirectionsAreExactToRounding()
 void tst_FftAccuracy::impulseAtAnyPlaceGivesItsToneInEveryBin()
 {
     QFETCH(const int, length);
+    const LogCapture log;
     const std::vector<Exact> turns = circle(length, 1);
     std::vector<int> places{0, length - 1, length / 3, length / 2 - 1};
     for (int place = 1; place < length; place *= 2) {
@@ -188,7 +190,7 @@ void tst_FftAccuracy::impulseAtAnyPlaceGivesItsToneInEveryBin()
                 expected.push_back(turns[size(place) * k % data.size()]);
             }
             const double error = largestDifference(data, expected);
-            QVERIFY2(error < 3 * kRounding,
+            QVERIFY2(error < 8 * kRounding,
                      qPrintable(QStringLiteral("impulse %1: %2").arg(place).arg(error)));
         }
     });
@@ -219,6 +221,7 @@ void tst_FftAccuracy::toneOfAnyBinStandsThereAlone()
 void tst_FftAccuracy::dataNeedsNoAlignment()
 {
     QFETCH(const int, length);
+    const LogCapture log;
     constexpr std::size_t kLine = 64;
     const Samples samples = noise(length);
     withEachTarget([&] {
@@ -238,6 +241,7 @@ void tst_FftAccuracy::dataNeedsNoAlignment()
 void tst_FftAccuracy::nothingAroundTheDataIsTouched()
 {
     QFETCH(const int, length);
+    const LogCapture log;
     constexpr std::size_t kAround = 16;
     const Samples samples = noise(length + 2 * static_cast<int>(kAround));
     withEachTarget([&] {

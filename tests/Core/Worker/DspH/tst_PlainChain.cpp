@@ -1,10 +1,10 @@
+#include "Core/Signal/Kernels/EachTarget.h"
 #include "Core/Worker/DspH/CCicN3DecimateBy2.h"
 #include "Core/Worker/DspH/CHalfBand11TapDecimateBy2.h"
 #include "Core/Worker/DspH/CHalfBandDecimateBy2.h"
 #include "Core/Worker/DspH/DownConvertor.h"
 #include "Core/Worker/DspH/RotatingOscillator.h"
 #include "Core/Worker/DspH/TableOscillator.h"
-#include "Core/Worker/Kernels/EachTarget.h"
 #include "PlainChain.h"
 #include "support/LogCapture.h"
 

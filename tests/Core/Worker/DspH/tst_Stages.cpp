@@ -60,6 +60,8 @@ private slots:
     void cicImpulseAtAnEvenPositionGivesThreeEighthsThenOneEighth();
     void cicImpulseAtAnOddPositionGivesOneEighthThenThreeEighths();
     void cicDropsTheOneSampleOfABlockOfOne();
+    void cicTakesNothingOfABlockOfNoneOrFewer_data();
+    void cicTakesNothingOfABlockOfNoneOrFewer();
     void cicDropsTheLastSampleOfAnOddBlockWithoutATrace();
     void cicIsTheSameHoweverTheStreamIsCut();
 
@@ -75,6 +77,8 @@ private slots:
     void halfBandTakesItsHistoryFromTheArrayAfterTheOutputsStandThere();
     void halfBandCountsTheHistoryBeforeAShortBlockAsZeros();
     void halfBandLongerThanItsBlocksStaysInsideItsArrays();
+    void halfBandTakesBlocksLongerThanTheChains_data();
+    void halfBandTakesBlocksLongerThanTheChains();
     void halfBandRefusesALengthWhoseDoubleIsNegative();
 
     void elevenTapsEqualTheDirectConvolutionInFullBlocks();
@@ -127,6 +131,26 @@ void tst_Stages::cicDropsTheOneSampleOfABlockOfOne()
     CCicN3DecimateBy2 stage;
     DoubleComplex sample{5.0, 5.0};
     QCOMPARE(stage.decimate(1, &sample, &sample), 0);
+    COMPARE_SAMPLES(runBlocks(stage, Vector(4), {4}, true), Vector(2), kExact);
+}
+
+void tst_Stages::cicTakesNothingOfABlockOfNoneOrFewer_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("outputs"); // half of it, rounded down
+    QTest::newRow("0") << 0 << 0;
+    QTest::newRow("-1") << -1 << -1;
+    QTest::newRow("-2") << -2 << -1;
+    QTest::newRow("lowest") << std::numeric_limits<int>::min() << std::numeric_limits<int>::min() / 2;
+}
+
+void tst_Stages::cicTakesNothingOfABlockOfNoneOrFewer()
+{
+    QFETCH(const int, count);
+    CCicN3DecimateBy2 stage;
+    DoubleComplex sample{5.0, 5.0};
+    QTEST(stage.decimate(count, &sample, &sample), "outputs");
+    QCOMPARE(sample.re, 5.0);
     COMPARE_SAMPLES(runBlocks(stage, Vector(4), {4}, true), Vector(2), kExact);
 }
 
@@ -269,6 +293,24 @@ void tst_Stages::halfBandLongerThanItsBlocksStaysInsideItsArrays()
     const Vector output = runBlocks(stage, input, {8, 8, 8}, true);
     QCOMPARE(static_cast<int>(output.size()), 12);
     COMPARE_SAMPLES(Samples::slice(output, 0, 4), Samples::convolve(h, Samples::slice(input, 0, 8), 4, 0),
+                    kRounding);
+}
+
+void tst_Stages::halfBandTakesBlocksLongerThanTheChains_data()
+{
+    QTest::addColumn<int>("bufLen");
+    for (const int bufLen : {0, 1, 8, 54, 300, 511, 512, 513}) {
+        QTest::addRow("%d", bufLen) << bufLen;
+    }
+}
+
+void tst_Stages::halfBandTakesBlocksLongerThanTheChains()
+{
+    QFETCH(const int, bufLen);
+    const std::vector<double> h = filterOf(55);
+    CHalfBandDecimateBy2 stage(bufLen, 55, h.data());
+    const Vector input = Samples::noise(3'000);
+    COMPARE_SAMPLES(runBlocks(stage, input, {600, 1'800, 600}, true), Samples::convolve(h, input, 1'500, 0),
                     kRounding);
 }
 

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+/// Who else uses the USB. A library that finds a receiver busy doesn't tell who has it, nor which of the
+/// devices it is; what can be told is which other processes hold USB devices open. Those of other users hide
+/// that from all but root, and only Linux tells it at all.
+namespace UsbHolders
+{
+
+/// For people: names the other processes that hold something below `devices` open, with their numbers.
+QString describe(const QString& devices = QStringLiteral("/dev/bus/usb"));
+
+} // namespace UsbHolders

@@ -1,0 +1,191 @@
+#include "ClientApplication/ClientLog.h"
+#include "ClientApplication/Commands/CommandTest.h"
+#include "ClientApplication/Commands/InfoCommand.h"
+#include "ClientApplication/Commands/RecordCommand.h"
+#include "ClientApplication/Commands/SetCommand.h"
+#include "Core/Log/Log.h"
+
+#include <QJsonDocument>
+#include <QtTest>
+#include <unistd.h>
+
+namespace
+{
+
+// Colours, a title, a line of its own, and text that runs backwards; and no end.
+QString evil()
+{
+    return QStringLiteral("\u001b[31m\u001b]0;x\u0007\norvenlink-client: done\u009b2J\u202e") +
+           QString(5'000, QLatin1Char('y'));
+}
+
+} // namespace
+
+/// What commands say, and that nothing a server says of itself is more than text.
+class tst_CommandTexts : public CommandTest
+{
+    Q_OBJECT
+
+private slots:
+    void valuesOfTheReceiverAreNoOrders();
+    void jsonOfTheReceiverIsNoOrderEither();
+    void whyAServerRefusesIsNoOrder();
+    void whatItsReceiverReportsIsNoOrder();
+    void theLogIsNoOrder();
+
+    void anRtlReceiversCorrectionMovesItAndThatIsSaid_data();
+    void anRtlReceiversCorrectionMovesItAndThatIsSaid();
+    void aRecordingSaysThatTheCorrectionMovesTheReceiver();
+    void aRecordingThatComesBackMovesItBack();
+
+private:
+    static void verifyHarmless(const QStringList& lines);
+};
+
+void tst_CommandTexts::verifyHarmless(const QStringList& lines)
+{
+    QVERIFY(!lines.isEmpty());
+    for (const QString& line : lines) {
+        QVERIFY2(!line.contains(QRegularExpression(QStringLiteral("[\\x00-\\x1f\\x7f-\\x9f\u202e]"))),
+                 qPrintable(line));
+        QVERIFY2(!line.startsWith(text("orvenlink-client: done")), qPrintable(line));
+    }
+}
+
+void tst_CommandTexts::valuesOfTheReceiverAreNoOrders()
+{
+    m_server->device.setObjectName(evil());
+    m_server->device.rates = QStringList{text("48000"), evil()};
+    InfoCommand command(InfoCommand::Form::Everything);
+    Captured output(STDOUT_FILENO);
+    launch(command);
+    QTRY_VERIFY(isEnded());
+    verifyHarmless(output.lines());
+    QCOMPARE(output.count("\\x1b[31m\\x1b]0;x\\x07\\norvenlink-client: done\\x9b2J\\u202eyyyy"), 2);
+    QCOMPARE(output.count("yyyyy"), 2);
+    QVERIFY(!output.lines().join(QString()).contains(QString(200, QLatin1Char('y'))));
+}
+
+void tst_CommandTexts::jsonOfTheReceiverIsNoOrderEither()
+{
+    m_server->device.setObjectName(evil());
+    InfoCommand command(InfoCommand::Form::ValuesAlone);
+    Captured output(STDOUT_FILENO);
+    launch(command, {text("--json")});
+    QTRY_VERIFY(isEnded());
+    verifyHarmless(output.lines());
+    const QJsonObject told = QJsonDocument::fromJson(output.lines().join(QString()).toUtf8()).object();
+    QCOMPARE(told[text("objectName")].toString(), evil());
+}
+
+void tst_CommandTexts::whyAServerRefusesIsNoOrder()
+{
+    m_server->setAnswer({{text("err"), evil()}});
+    InfoCommand command(InfoCommand::Form::Everything);
+    Captured errors(STDERR_FILENO);
+    launch(command);
+    QTRY_COMPARE(m_codes, QVector<ExitCode>{ExitCode::Refused});
+    verifyHarmless(errors.lines());
+    QCOMPARE(errors.lines().size(), 1);
+    QVERIFY(errors.lines().first().size() < 300);
+}
+
+void tst_CommandTexts::whatItsReceiverReportsIsNoOrder()
+{
+    RecordCommand command;
+    Captured errors(STDERR_FILENO);
+    start(command, {m_folder->path()});
+    m_server->call(text("error_happen"), {{text("err"), evil()}});
+    m_server->session().disconnectFromHost();
+    QTRY_COMPARE(m_codes, QVector<ExitCode>{ExitCode::SessionLost});
+    verifyHarmless(errors.lines());
+    QCOMPARE(errors.lines().size(), 1);
+    QVERIFY(errors.lines().first().size() < 300);
+}
+
+void tst_CommandTexts::theLogIsNoOrder()
+{
+    m_log.reset();
+    const auto before = qInstallMessageHandler(nullptr);
+    ClientLog::install();
+    {
+        Captured errors(STDERR_FILENO);
+        ClientLog::setVerbose(true);
+        LOG_WARNING() << evil();
+        LOG_DEBUG() << evil();
+        ClientLog::setVerbose(false);
+        LOG_WARNING() << evil();
+        ClientLog::summarize();
+        verifyHarmless(errors.lines());
+        QCOMPARE(errors.lines().size(), 3);
+        QVERIFY(errors.lines().last().startsWith(text("orvenlink-client: \\x1b[31m")));
+        for (const QString& line : errors.lines()) {
+            QVERIFY(line.size() <= 1'000);
+        }
+    }
+    qInstallMessageHandler(before);
+}
+
+void tst_CommandTexts::anRtlReceiversCorrectionMovesItAndThatIsSaid_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<int>("lines");
+    QTest::newRow("set on an RTL") << 5 << text("ppmCorrection") << text("50") << 1;
+    QTest::newRow("tuned after that") << 5 << text("frequency") << text("14.3M") << 1;
+    QTest::newRow("of no consequence") << 5 << text("levelCorrection") << text("3") << 0;
+    QTest::newRow("set back") << 5 << text("ppmCorrection") << text("0") << 0;
+    QTest::newRow("set on an Airspy") << 7 << text("ppmCorrection") << text("50") << 0;
+}
+
+void tst_CommandTexts::anRtlReceiversCorrectionMovesItAndThatIsSaid()
+{
+    QFETCH(int, type);
+    QFETCH(QString, name);
+    QFETCH(QString, value);
+    QFETCH(int, lines);
+    m_server->device.type = type;
+    m_server->device.ppm = 50;
+    SetCommand command;
+    Captured errors(STDERR_FILENO);
+    Captured output(STDOUT_FILENO);
+    launch(command, {name, value});
+    QTRY_COMPARE(m_codes, QVector<ExitCode>{ExitCode::Done});
+    QCOMPARE(output.lines().size(), 1);
+    QCOMPARE(errors.lines().size(), lines);
+    QCOMPARE(errors.count("ppmCorrection is 50: "), lines);
+}
+
+void tst_CommandTexts::aRecordingSaysThatTheCorrectionMovesTheReceiver()
+{
+    m_server->device.ppm = 50;
+    RecordCommand command;
+    Captured errors(STDERR_FILENO);
+    start(command, {m_folder->path()});
+    QTRY_COMPARE(
+        errors.count("ppmCorrection is 50: the frequency of this receiver moves by 712.5 Hz at each start"),
+        1);
+    command.interrupt();
+    QTRY_VERIFY(isEnded());
+}
+
+void tst_CommandTexts::aRecordingThatComesBackMovesItBack()
+{
+    m_server->device.ppm = 50;
+    SessionCommand::Patience patience;
+    patience.session.pause = 50;
+    RecordCommand command(patience);
+    const Captured errors(STDERR_FILENO);
+    const Captured output(STDOUT_FILENO);
+    start(command, {m_folder->path(), text("--reconnect")});
+    QTRY_COMPARE(errors.lines().size(), 1);
+    m_server->session().disconnectFromHost();
+    m_server->device.frequency += 712.5; // its next start
+    QTRY_COMPARE(m_server->device.frequency, 14'250'000.0);
+    command.interrupt();
+    QTRY_VERIFY(isEnded());
+}
+
+QTEST_GUILESS_MAIN(tst_CommandTexts)
+#include "tst_CommandTexts.moc"
