@@ -9,7 +9,8 @@
 class UserSocket;
 
 /// The settings of a session as the client wants them: kept from one session to the next, sent at the start
-/// of each one and when they change, until the server confirms them. Thread: that of the session.
+/// of each one and when they change, until the server confirms them.
+/// Thread: that of the session.
 class SessionSettings : public QObject
 {
     Q_OBJECT

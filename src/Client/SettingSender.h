@@ -9,8 +9,8 @@
 class UserSocket;
 
 /// Keeps the newest value of one setting of the session and sees that the server hears of it: sends it when
-/// it is set and at the start of each session, and again while no reply comes, three times in all. Thread:
-/// that of the session.
+/// it is set and at the start of each session, and again while no reply comes, three times in all.
+/// Thread: that of the session.
 class SettingSender : public QObject
 {
     Q_OBJECT

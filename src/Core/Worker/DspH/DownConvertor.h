@@ -9,7 +9,8 @@
 
 /// A chain of stages, each of which halves the sample rate: short filters at high rates, long ones near the
 /// end. Without a `setup` it passes samples through.
-/// Thread: that of its `DspH`; no locks. Units: hertz.
+/// Thread: that of its `DspH`; no locks.
+/// Units: hertz.
 class DownConvertor
 {
 public:

@@ -5,9 +5,10 @@
 
 #include <vector>
 
-/// The mixer and the CIC stages behind it, run over a block in chunks that stay in the nearest cache. The
-/// same bits as one after another over the whole block. Ownership: the stages stay their chain's, with their
-/// history.
+/// The mixer and the CIC stages after it, run over a block in chunks that stay in the nearest cache. The
+/// same bits as one after another over the whole block.
+/// Thread: that of its `DspH`.
+/// Ownership: the stages stay their chain's, with their history.
 class MixedCics
 {
 public:

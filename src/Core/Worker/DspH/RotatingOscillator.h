@@ -3,8 +3,9 @@
 #include "Core/Signal/DoubleComplex.h"
 
 /// Mixer of any frequency without a table: a phasor turned by one complex product a sample, its amplitude
-/// held by a first-order correction. Every change of frequency starts the phase anew. Thread: that of its
-/// owner; no locks. Units: hertz.
+/// held by a first-order correction. Every change of frequency restarts the phase.
+/// Thread: that of its owner; no locks.
+/// Units: hertz.
 class RotatingOscillator
 {
 public:

@@ -4,8 +4,9 @@
 #include "Core/Signal/Kernels/MixerTable.h"
 
 /// Mixer at the full rate: shifts by the nearest multiple of `sampleRate` / `tableLength`, out of a table
-/// that holds a whole number of cycles, and leaves the rest of the wanted frequency as a residual. Thread:
-/// that of its `DspH`; no locks. Units: hertz.
+/// that holds a whole number of cycles, and leaves the rest of the wanted frequency as a residual.
+/// Thread: that of its `DspH`; no locks.
+/// Units: hertz.
 class TableOscillator
 {
 public:
@@ -19,7 +20,7 @@ public:
 
     /// True if `frequency` is finite and its multiple of the step fits 32 bits.
     [[nodiscard]] bool reaches(double frequency) const;
-    /// Fills the table anew; a frequency out of reach is refused with a warning and changes nothing. The
+    /// Refills the table; a frequency out of reach is refused with a warning and changes nothing. The
     /// position in the table stays.
     void setFrequency(double frequency);
 
