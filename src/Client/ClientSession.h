@@ -27,7 +27,8 @@ class Socket;
 /// The server's calls to the session and to the replica of its device go to the one id that the client has
 /// named in connect_to_host, so one RPC object serves both.
 /// Thread: the one that made it, which runs an event loop; all signals come there.
-/// Ownership: owns its UDP port and the device and receivers that it hands out, which live as long as it does.
+/// Ownership: owns its UDP port and the device and receivers that it hands out, which live as long as it
+/// does.
 /// Errors: values and signals. Nothing that a server sends ends the process or grows without bound.
 class ClientSession : public QObject
 {

@@ -127,7 +127,7 @@ void tst_CommandLine::endsAtOnce_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QStringList>("lines");
 
-    const QStringList version{QStringLiteral("App version: 0.8")};
+    const QStringList version{QStringLiteral("App version: " ORVENLINK_VERSION)};
     const QStringList nothing{QStringLiteral("Refresh enumerator radio device ..."),
                               QStringLiteral("No supported devices found!")};
     QTest::newRow("-h, no receiver") << 0 << words("-h") << kUsage;

@@ -2,13 +2,13 @@
 
 #include <QString>
 
-/// The version of the application, kept as its pieces; that of the protocol is another.
+/// The version of the application, of which CMakeLists.txt tells; that of the protocol is another. Any
+/// thread.
 namespace Version
 {
 
-constexpr QLatin1String kMajor("0", 1);
-constexpr QLatin1String kMinor("8", 1);
-constexpr QLatin1String kPatch("", 0);
+extern const QLatin1String kMajor;
+extern const QLatin1String kMinor;
 
 /// The pieces joined, as people see them: "0.8".
 QString text();

@@ -87,7 +87,7 @@ void tst_ClientCommands::helpTellsTheCommands()
         QVERIFY2(client.text().contains(QStringLiteral("\n  %1 ").arg(QLatin1String(name))), name);
     }
     QCOMPARE(client.run(words("--version")), 0);
-    QCOMPARE(client.text(), QStringLiteral("orvenlink-client 0.8\n"));
+    QCOMPARE(client.text(), QStringLiteral("orvenlink-client " ORVENLINK_VERSION "\n"));
     QCOMPARE(client.run(QStringList()), 2);
 }
 

@@ -7,12 +7,21 @@ class tst_Version : public QObject
     Q_OBJECT
 
 private slots:
-    void anEmptyPatchLeavesNoTrailingPoint();
+    void textIsTheVersionOfTheProject();
+    void textBeginsWithMajorAndMinor();
 };
 
-void tst_Version::anEmptyPatchLeavesNoTrailingPoint()
+void tst_Version::textIsTheVersionOfTheProject()
 {
-    QCOMPARE(Version::text(), QStringLiteral("0.8"));
+    QCOMPARE(Version::text(), QStringLiteral(ORVENLINK_VERSION));
+}
+
+void tst_Version::textBeginsWithMajorAndMinor()
+{
+    const QStringList pieces = Version::text().split(QLatin1Char('.'));
+    QVERIFY(pieces.size() >= 2);
+    QCOMPARE(pieces[0], QString(Version::kMajor));
+    QCOMPARE(pieces[1], QString(Version::kMinor));
 }
 
 QTEST_GUILESS_MAIN(tst_Version)
