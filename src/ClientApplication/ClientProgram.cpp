@@ -3,9 +3,9 @@
 #include "ClientApplication/ClientLog.h"
 #include "ClientApplication/Commands/Command.h"
 #include "ClientApplication/Commands/CommandTable.h"
+#include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/Interrupt.h"
 #include "ClientApplication/Terminal.h"
-#include "ClientApplication/Text.h"
 #include "Core/Process/Version.h"
 
 #include <QCommandLineParser>

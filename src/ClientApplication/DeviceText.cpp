@@ -1,7 +1,7 @@
 #include "ClientApplication/DeviceText.h"
 
 #include "Client/RemoteDevice.h"
-#include "ClientApplication/Text.h"
+#include "ClientApplication/Commands/Text.h"
 
 #include <algorithm>
 #include <array>

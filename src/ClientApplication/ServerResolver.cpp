@@ -1,6 +1,6 @@
 #include "ClientApplication/ServerResolver.h"
 
-#include "ClientApplication/Text.h"
+#include "ClientApplication/Commands/Text.h"
 
 #include <QHostInfo>
 #include <QTimer>

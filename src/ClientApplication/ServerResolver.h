@@ -2,8 +2,8 @@
 
 #include "Client/ClientSession.h"
 #include "Client/ServerFinder.h"
-#include "ClientApplication/ExitCode.h"
-#include "ClientApplication/ServerArgument.h"
+#include "ClientApplication/Commands/ExitCode.h"
+#include "Receiving/ServerArgument.h"
 
 #include <QObject>
 

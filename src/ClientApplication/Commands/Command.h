@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ClientApplication/ExitCode.h"
+#include "ClientApplication/Commands/ExitCode.h"
 
 #include <QObject>
 #include <QString>

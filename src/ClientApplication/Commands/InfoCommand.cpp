@@ -1,9 +1,9 @@
 #include "ClientApplication/Commands/InfoCommand.h"
 
+#include "ClientApplication/Commands/Options.h"
+#include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/DeviceText.h"
-#include "ClientApplication/Options.h"
 #include "ClientApplication/Terminal.h"
-#include "ClientApplication/Text.h"
 #include "Network/Data/Base58.h"
 
 #include <QJsonArray>

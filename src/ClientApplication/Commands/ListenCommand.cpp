@@ -1,9 +1,9 @@
 #include "ClientApplication/Commands/ListenCommand.h"
 
-#include "ClientApplication/Options.h"
-#include "ClientApplication/Output/AudioSink.h"
+#include "ClientApplication/Commands/Options.h"
+#include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/Terminal.h"
-#include "ClientApplication/Text.h"
+#include "Receiving/Dsp/AudioSink.h"
 
 #include <unistd.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "ClientApplication/Commands/SampleCommand.h"
-#include "ClientApplication/Output/Demodulator.h"
-#include "ClientApplication/Output/OutputPipe.h"
+#include "Receiving/Dsp/Demodulator.h"
+#include "Receiving/Sinks/OutputPipe.h"
 
 /// Demodulates a station and writes the audio into a WAV file, or raw to standard output.
 class ListenCommand : public SampleCommand

@@ -1,12 +1,12 @@
 #include "ClientApplication/Commands/RecordCommand.h"
 
+#include "ClientApplication/Commands/Options.h"
+#include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/DeviceText.h"
-#include "ClientApplication/Options.h"
-#include "ClientApplication/Output/Demodulator.h"
-#include "ClientApplication/Output/PlayerSink.h"
-#include "ClientApplication/Output/SigMfSink.h"
-#include "ClientApplication/Output/WavSink.h"
-#include "ClientApplication/Text.h"
+#include "Receiving/Dsp/Demodulator.h"
+#include "Receiving/Dsp/PlayerSink.h"
+#include "Receiving/Sinks/SigMfSink.h"
+#include "Receiving/Sinks/WavSink.h"
 
 #include <QDir>
 #include <QFileInfo>

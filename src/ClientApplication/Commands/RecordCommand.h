@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ClientApplication/Commands/SampleCommand.h"
-#include "ClientApplication/Output/RecordingInfo.h"
+#include "Receiving/Sinks/RecordingInfo.h"
 
 /// Records samples into a file: WAV, SigMF, or WAV for a server's player.
 class RecordCommand : public SampleCommand

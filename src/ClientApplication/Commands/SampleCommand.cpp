@@ -1,8 +1,8 @@
 #include "ClientApplication/Commands/SampleCommand.h"
 
-#include "ClientApplication/Options.h"
+#include "ClientApplication/Commands/Options.h"
+#include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/Terminal.h"
-#include "ClientApplication/Text.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -2,7 +2,7 @@
 
 #include "Client/IqQueue.h"
 #include "ClientApplication/Commands/TunedCommand.h"
-#include "ClientApplication/Output/IqPump.h"
+#include "Receiving/IqPump.h"
 
 #include <QElapsedTimer>
 #include <memory>

@@ -2,8 +2,8 @@
 
 #include "Client/ClientSession.h"
 #include "ClientApplication/Commands/Command.h"
-#include "ClientApplication/ServerArgument.h"
 #include "ClientApplication/ServerResolver.h"
+#include "Receiving/ServerArgument.h"
 
 #include <QTimer>
 

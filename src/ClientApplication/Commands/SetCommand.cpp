@@ -1,8 +1,8 @@
 #include "ClientApplication/Commands/SetCommand.h"
 
+#include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/DeviceText.h"
 #include "ClientApplication/Terminal.h"
-#include "ClientApplication/Text.h"
 
 #include <QCommandLineParser>
 #include <cmath>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "ClientApplication/Commands/TunedCommand.h"
-#include "ClientApplication/Spectrum/FrequencyAxis.h"
 #include "ClientApplication/Spectrum/SpectrumPicture.h"
 #include "ClientApplication/Spectrum/SpectrumScreen.h"
+#include "Receiving/Spectrum/FrequencyAxis.h"
 
 #include <QElapsedTimer>
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ClientApplication/Commands/SampleCommand.h"
-#include "ClientApplication/Output/StreamSink.h"
+#include "Receiving/Sinks/StreamSink.h"
 
 /// Writes raw samples to standard output, for a pipe into another program.
 class StreamCommand : public SampleCommand

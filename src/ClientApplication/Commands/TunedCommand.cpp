@@ -1,9 +1,9 @@
 #include "ClientApplication/Commands/TunedCommand.h"
 
+#include "ClientApplication/Commands/Options.h"
+#include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/DeviceText.h"
-#include "ClientApplication/Options.h"
 #include "ClientApplication/Terminal.h"
-#include "ClientApplication/Text.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ClientApplication/Commands/SessionCommand.h"
-#include "ClientApplication/StallWatch.h"
+#include "Receiving/StallWatch.h"
 
 #include <QTimer>
 #include <optional>

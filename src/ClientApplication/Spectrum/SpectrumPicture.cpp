@@ -1,6 +1,6 @@
 #include "ClientApplication/Spectrum/SpectrumPicture.h"
 
-#include "ClientApplication/Spectrum/SpectrumScale.h"
+#include "Receiving/Spectrum/SpectrumScale.h"
 
 #include <QFontDatabase>
 #include <QPainter>
@@ -85,6 +85,12 @@ void drawScales(QPainter& painter, const FrequencyAxis& axis, const SpectrumScal
     painter.drawText(QRect(3, kPlot.bottom() + 8, 40, 16), Qt::AlignLeft, QStringLiteral("MHz"));
 }
 
+QRgb colourAt(double place)
+{
+    const SpectrumScale::Colour colour = SpectrumScale::colour(place);
+    return qRgb(colour.red, colour.green, colour.blue);
+}
+
 // All that the picture is made of, so that its file is a third of what it would be: the waterfall's colours,
 // and the shades by which the others end on the ground.
 QVector<QRgb> colourTable()
@@ -93,7 +99,7 @@ QVector<QRgb> colourTable()
     constexpr int kShades = 12;
     QVector<QRgb> table;
     for (int n = 0; n < kWaterfallColours; ++n) {
-        table.append(SpectrumScale::colour(static_cast<double>(n) / (kWaterfallColours - 1)));
+        table.append(colourAt(static_cast<double>(n) / (kWaterfallColours - 1)));
     }
     for (const QColor& colour : {kGrid, kText, kStrongest, kMean}) {
         for (int n = 0; n <= kShades; ++n) {
@@ -115,7 +121,7 @@ void paintWaterfall(QImage& image, const QVector<QVector<float>>& rows, const Sp
         const QVector<float> shown = meanOf(rows.mid(static_cast<int>(begin), static_cast<int>(end - begin)));
         auto* pixels = reinterpret_cast<QRgb*>(image.scanLine(kWaterfall.top() + line)) + kWaterfall.left();
         std::transform(shown.begin(), shown.end(), pixels,
-                       [&range](float value) { return SpectrumScale::colour(range.place(value)); });
+                       [&range](float value) { return colourAt(range.place(value)); });
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ClientApplication/Spectrum/FrequencyAxis.h"
+#include "Receiving/Spectrum/FrequencyAxis.h"
 
 #include <QImage>
 #include <QString>

@@ -22,21 +22,21 @@ const QString kAsciiShades = QStringLiteral(" .:-=+*#@");
 const QString kReset = QStringLiteral("\x1b[0m");
 
 // The nearest of the 6 by 6 by 6 colours of the palette, whose levels are 0 and 95 to 255 in steps of 40.
-int paletteIndex(QRgb colour)
+int paletteIndex(const SpectrumScale::Colour& colour)
 {
     const auto level = [](int value) { return value < 48 ? 0 : std::max(1, (value - 35) / 40); };
-    return 16 + 36 * level(qRed(colour)) + 6 * level(qGreen(colour)) + level(qBlue(colour));
+    return 16 + 36 * level(colour.red) + 6 * level(colour.green) + level(colour.blue);
 }
 
-QString escape(Terminal::Colours colours, bool isGround, QRgb colour)
+QString escape(Terminal::Colours colours, bool isGround, const SpectrumScale::Colour& colour)
 {
     const int kind = isGround ? 48 : 38;
     if (colours == Terminal::Colours::True) {
         return QStringLiteral("\x1b[%1;2;%2;%3;%4m")
             .arg(kind)
-            .arg(qRed(colour))
-            .arg(qGreen(colour))
-            .arg(qBlue(colour));
+            .arg(colour.red)
+            .arg(colour.green)
+            .arg(colour.blue);
     }
     return QStringLiteral("\x1b[%1;5;%2m").arg(kind).arg(paletteIndex(colour));
 }

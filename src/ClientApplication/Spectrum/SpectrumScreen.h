@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ClientApplication/Spectrum/FrequencyAxis.h"
-#include "ClientApplication/Spectrum/SpectrumScale.h"
 #include "ClientApplication/Terminal.h"
+#include "Receiving/Spectrum/FrequencyAxis.h"
+#include "Receiving/Spectrum/SpectrumScale.h"
 
 #include <QSize>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #include "Client/Hostility.h"
 #include "ClientApplication/Program/ClientProcess.h"
-#include "ClientApplication/Sound.h"
 #include "Network/Data/Base58.h"
+#include "Receiving/Sound.h"
 #include "System/Wait.h"
 
 #include <QTemporaryDir>

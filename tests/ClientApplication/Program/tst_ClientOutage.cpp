@@ -1,5 +1,5 @@
 #include "ClientApplication/Program/ClientProcess.h"
-#include "ClientApplication/Sound.h"
+#include "Receiving/Sound.h"
 #include "System/Served.h"
 #include "System/Wait.h"
 

@@ -1,8 +1,8 @@
-#include "ClientApplication/Output/PlayerSink.h"
 #include "ClientApplication/Program/ClientProcess.h"
-#include "ClientApplication/Sound.h"
 #include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/DspH/DownConvertor.h"
+#include "Receiving/Dsp/PlayerSink.h"
+#include "Receiving/Sound.h"
 #include "System/Served.h"
 #include "System/Wait.h"
 
