@@ -421,6 +421,8 @@ void tst_Session::serverThatGetsNoThreadRefusesAndServesOnceItGetsOne()
     // A thread gets a stack as large as this; half of it is left for everything else.
     served.server.setPreparation([] { limit(0, RLIMIT_STACK, kGibi); });
     QVERIFY(served.server.serve());
+    // Until then the look-up of a name may still start threads, after what there is was measured.
+    QVERIFY(served.server.waitForLine(QStringLiteral("DNS lookup")));
     limit(served.server.pid(), RLIMIT_AS, addressSpace(served.server.pid()) + kGibi / 2);
     WireClient client(served.server);
     for (int i = 0; i < 3; ++i) {
