@@ -2,9 +2,9 @@
 
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/DeviceText.h"
 #include "ClientApplication/Terminal.h"
 #include "Network/Data/Base58.h"
+#include "Receiving/DeviceText.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -83,7 +83,7 @@ void InfoCommand::printText(const QStringList& names)
             .arg(session().target().address.toString())
             .arg(session().target().port),
         QStringLiteral("Identificator  %1").arg(Text::foreign(session().target().identificator)),
-        QStringLiteral("Tunes          %1").arg(DeviceText::bands(device()).join(QStringLiteral(", "))),
+        QStringLiteral("Tunes          %1").arg(bands().join(QStringLiteral(", "))),
         QStringLiteral("Sample rates   %1").arg(joinHertz(device().supportedSampleRates())),
         QString(),
     };

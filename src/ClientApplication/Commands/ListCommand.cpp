@@ -2,9 +2,9 @@
 
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/DeviceText.h"
 #include "ClientApplication/Terminal.h"
 #include "Network/Data/Base58.h"
+#include "Receiving/DeviceText.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

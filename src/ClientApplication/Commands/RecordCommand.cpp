@@ -2,7 +2,6 @@
 
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/DeviceText.h"
 #include "Receiving/Dsp/Demodulator.h"
 #include "Receiving/Dsp/PlayerSink.h"
 #include "Receiving/Sinks/SigMfSink.h"

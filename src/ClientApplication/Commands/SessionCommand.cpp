@@ -1,58 +1,17 @@
 #include "ClientApplication/Commands/SessionCommand.h"
 
 #include "ClientApplication/Commands/Options.h"
+#include "ClientApplication/Commands/SessionText.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/DeviceText.h"
 #include "ClientApplication/Terminal.h"
+#include "Receiving/DeviceText.h"
 
 namespace
 {
 
 constexpr double kListenTime = 3.0; // s
-
-QString refusalText(ClientSession::Refusal refusal, const QString& text)
-{
-    switch (refusal) {
-    case ClientSession::Refusal::NoAnswer:
-        return QStringLiteral(
-            "nobody answers there: check host, port and address, and that the server runs and "
-            "no firewall stands between");
-    case ClientSession::Refusal::Busy:
-        return QStringLiteral("Server busy! Somebody else is connected: try again later");
-    case ClientSession::Refusal::UnsupportedVersion:
-        return QStringLiteral(
-            "Unsupported version protocol! Bring the older of server and client up to date");
-    case ClientSession::Refusal::BadRequest:
-        return QStringLiteral(
-            "Error get client packet values! The server can't read this client: bring the older "
-            "of the two up to date");
-    case ClientSession::Refusal::NoDevice:
-        return QStringLiteral(
-            "Error factory RadioDevice! The server can't open its receiver: see whether it is "
-            "plugged in there");
-    case ClientSession::Refusal::Other:
-        return QStringLiteral("the server refuses: %1").arg(text);
-    case ClientSession::Refusal::BadAnswer:
-        return QStringLiteral("what answers there is no server of this kind: check host, port and address");
-    }
-    return {};
-}
-
-QString endText(ClientSession::End end)
-{
-    switch (end) {
-    case ClientSession::End::TakenOver:
-        return QStringLiteral("another client has taken over the receiver: ask who else has it");
-    case ClientSession::End::Silent:
-        return QStringLiteral(
-            "the server has gone silent: check the network and the server, or use --reconnect "
-            "where a command has it");
-    case ClientSession::End::Closed:
-    case ClientSession::End::ByServer:
-        break;
-    }
-    return QStringLiteral("the server has ended the session: see what it says there");
-}
+constexpr int kRtl = 5;             // the type; a server corrects its frequency once more at each start
+constexpr int kMostBands = 10;      // more than any receiver has, and still a line
 
 } // namespace
 
@@ -63,7 +22,8 @@ SessionCommand::SessionCommand(const Patience& patience)
     m_properties.setInterval(patience.properties);
     connect(&m_properties, &QTimer::timeout, this, &SessionCommand::onPropertiesMissing);
     connect(&m_resolver, &ServerResolver::found, this, &SessionCommand::onTarget);
-    connect(&m_resolver, &ServerResolver::failed, this, &SessionCommand::fail);
+    connect(&m_resolver, &ServerResolver::failed, this,
+            [this](const ServerResolver::Failure& failure) { fail(SessionText::of(failure)); });
     connect(&m_session, &ClientSession::waiting, this, [] {
         Terminal::note(
             QStringLiteral("no answer yet: waiting up to 12 s for a server that may be opening its "
@@ -128,6 +88,29 @@ QString SessionCommand::title()
         .arg(DeviceText::typeName(type.value_or(-1)), session().target().address.toString());
 }
 
+QStringList SessionCommand::bands()
+{
+    QStringList texts;
+    const QVector<RemoteDevice::FrequencyRange> ranges = device().supportedFrequencies();
+    for (const RemoteDevice::FrequencyRange& range : ranges.mid(0, kMostBands)) {
+        texts.append(QStringLiteral("%1 to %2").arg(Text::hertz(range.lowest), Text::hertz(range.highest)));
+    }
+    return texts;
+}
+
+QString SessionCommand::correctionAtStart()
+{
+    const int ppm = device().ppmCorrection().value_or(0);
+    if (ppm == 0 || device().type() != kRtl) {
+        return {};
+    }
+    return QStringLiteral(
+               "ppmCorrection is %1: the frequency of this receiver moves by %2 at each start, unless it "
+               "is set again; 0 keeps it where it is")
+        .arg(ppm)
+        .arg(Text::hertz(device().frequency().value_or(0.0) * ppm / 1e6));
+}
+
 void SessionCommand::done(ExitCode code)
 {
     if (!m_isDone) {
@@ -145,6 +128,11 @@ void SessionCommand::fail(ExitCode code, const QString& line)
     }
 }
 
+void SessionCommand::fail(const SessionText& text)
+{
+    fail(text.code, text.line);
+}
+
 void SessionCommand::onTarget(const ClientSession::Target& target)
 {
     if (!m_isDone && !m_session.open(target)) {
@@ -155,11 +143,10 @@ void SessionCommand::onTarget(const ClientSession::Target& target)
 
 void SessionCommand::onRefused(ClientSession::Refusal refusal, const QString& text)
 {
-    const bool isSilence = refusal == ClientSession::Refusal::NoAnswer;
     if (m_hasBegun) {
         broken();
     }
-    fail(isSilence ? ExitCode::NoAnswer : ExitCode::Refused, refusalText(refusal, text));
+    fail(SessionText::of(refusal, text));
 }
 
 void SessionCommand::onEnded(ClientSession::End end)
@@ -171,10 +158,7 @@ void SessionCommand::onEnded(ClientSession::End end)
     if (m_hasBegun) {
         broken();
     }
-    fail(ExitCode::SessionLost,
-         m_deviceError.isEmpty()
-             ? endText(end)
-             : QStringLiteral("the server has ended the session, its receiver says: %1").arg(m_deviceError));
+    fail(SessionText::of(end, m_deviceError));
 }
 
 void SessionCommand::onSynchronized()

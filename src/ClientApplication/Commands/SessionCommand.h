@@ -2,12 +2,12 @@
 
 #include "Client/ClientSession.h"
 #include "ClientApplication/Commands/Command.h"
-#include "ClientApplication/ServerResolver.h"
 #include "Receiving/ServerArgument.h"
+#include "Receiving/ServerResolver.h"
 
 #include <QTimer>
 
-class QCommandLineOption;
+struct SessionText;
 
 /// A command that needs a session with the server that its first argument names: finds it, connects, waits
 /// for the receiver's properties, and says in a line what went wrong.
@@ -44,6 +44,11 @@ protected:
     [[nodiscard]] RemoteDevice& device() { return m_session.device(); }
     /// "IQ file player at 127.0.0.1".
     [[nodiscard]] QString title();
+    /// "14.000000 MHz to 14.500000 MHz", one text for each band of the receiver.
+    [[nodiscard]] QStringList bands();
+    /// What the receiver's ppmCorrection does to its frequency whenever it is started, in a line; empty where
+    /// it does nothing.
+    [[nodiscard]] QString correctionAtStart();
 
     /// Leaves the session and ends the command.
     void done(ExitCode code);
@@ -51,6 +56,7 @@ protected:
     void fail(ExitCode code, const QString& line);
 
 private:
+    void fail(const SessionText& text);
     void onTarget(const ClientSession::Target& target);
     void onRefused(ClientSession::Refusal refusal, const QString& text);
     void onEnded(ClientSession::End end);

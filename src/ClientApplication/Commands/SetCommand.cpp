@@ -1,8 +1,8 @@
 #include "ClientApplication/Commands/SetCommand.h"
 
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/DeviceText.h"
 #include "ClientApplication/Terminal.h"
+#include "Receiving/DeviceText.h"
 
 #include <QCommandLineParser>
 #include <cmath>
@@ -111,7 +111,7 @@ void SetCommand::compare()
     const bool isTuning = m_name == QLatin1String("frequency");
     if (isSame(m_wanted, taken, isTuning ? device().ppmCorrection().value_or(0) : 0)) {
         Terminal::print(shown);
-        const QString effect = DeviceText::correctionAtStart(device());
+        const QString effect = correctionAtStart();
         if ((isTuning || m_name == QLatin1String("ppmCorrection")) && !effect.isEmpty()) {
             Terminal::note(effect);
         }

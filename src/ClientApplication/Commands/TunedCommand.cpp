@@ -2,7 +2,6 @@
 
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/DeviceText.h"
 #include "ClientApplication/Terminal.h"
 
 #include <algorithm>
@@ -86,7 +85,7 @@ void TunedCommand::begin()
                  .arg(Text::hertz(rate / 2)));
         return;
     }
-    if (const QString effect = DeviceText::correctionAtStart(device()); !effect.isEmpty()) {
+    if (const QString effect = correctionAtStart(); !effect.isEmpty()) {
         Terminal::note(effect);
         m_frequencyBefore = device().frequency();
     }
@@ -125,10 +124,9 @@ void TunedCommand::tune()
         return *wanted >= range.lowest && *wanted <= range.highest;
     });
     if (m_frequency && !ranges.isEmpty() && !isWithin) {
-        fail(ExitCode::NotTaken,
-             QStringLiteral("the receiver doesn't tune to %1, but from %2: give another "
-                            "--frequency")
-                 .arg(Text::hertz(*wanted), DeviceText::bands(device()).join(QStringLiteral(" and from "))));
+        fail(ExitCode::NotTaken, QStringLiteral("the receiver doesn't tune to %1, but from %2: give another "
+                                                "--frequency")
+                                     .arg(Text::hertz(*wanted), bands().join(QStringLiteral(" and from "))));
         return;
     }
     m_isTuning = true;

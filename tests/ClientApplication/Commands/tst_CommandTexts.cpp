@@ -2,6 +2,7 @@
 #include "ClientApplication/Commands/CommandTest.h"
 #include "ClientApplication/Commands/InfoCommand.h"
 #include "ClientApplication/Commands/RecordCommand.h"
+#include "ClientApplication/Commands/SessionText.h"
 #include "ClientApplication/Commands/SetCommand.h"
 #include "Core/Log/Log.h"
 
@@ -21,12 +22,17 @@ QString evil()
 
 } // namespace
 
+Q_DECLARE_METATYPE(ExitCode)
+Q_DECLARE_METATYPE(ServerResolver::Failure)
+
 /// What commands say, and that nothing a server says of itself is more than text.
 class tst_CommandTexts : public CommandTest
 {
     Q_OBJECT
 
 private slots:
+    void whatKeepsFromAServerHasALineAndACode_data();
+    void whatKeepsFromAServerHasALineAndACode();
     void valuesOfTheReceiverAreNoOrders();
     void jsonOfTheReceiverIsNoOrderEither();
     void whyAServerRefusesIsNoOrder();
@@ -41,6 +47,35 @@ private slots:
 private:
     static void verifyHarmless(const QStringList& lines);
 };
+
+void tst_CommandTexts::whatKeepsFromAServerHasALineAndACode_data()
+{
+    using Problem = ServerResolver::Problem;
+    QTest::addColumn<ServerResolver::Failure>("failure");
+    QTest::addColumn<ExitCode>("code");
+    QTest::addColumn<QString>("part");
+    const auto row = [](Problem problem, ExitCode code, const char* part) {
+        QTest::newRow(part) << ServerResolver::Failure{problem, text("one"), text("two")} << code
+                            << text(part);
+    };
+    row(Problem::IdentificatorMissing, ExitCode::Usage, "--identificator is missing: give the one ");
+    row(Problem::CanNotListen, ExitCode::Failed, "can't listen for servers: one; ");
+    row(Problem::NotHeard, ExitCode::NotFound, "it is off, busy or elsewhere; \"orvenlink-client list\"");
+    row(Problem::ClaimedTwice, ExitCode::NotFound, "two servers claim this address, one and two: ");
+    row(Problem::OtherIdentificator, ExitCode::Usage, "the server's identificator is \"one\", not the ");
+    row(Problem::OtherVersion, ExitCode::Refused, "the server speaks version one of the protocol, ");
+    row(Problem::UnknownHost, ExitCode::NotFound, "the host one is not known, two: ");
+}
+
+void tst_CommandTexts::whatKeepsFromAServerHasALineAndACode()
+{
+    QFETCH(ServerResolver::Failure, failure);
+    QFETCH(ExitCode, code);
+    QFETCH(QString, part);
+    const SessionText told = SessionText::of(failure);
+    QCOMPARE(told.code, code);
+    QVERIFY2(told.line.contains(part), qPrintable(told.line));
+}
 
 void tst_CommandTexts::verifyHarmless(const QStringList& lines)
 {

@@ -1,6 +1,4 @@
-#include "ClientApplication/ServerResolver.h"
-
-#include "ClientApplication/Commands/Text.h"
+#include "Receiving/ServerResolver.h"
 
 #include <QHostInfo>
 #include <QTimer>
@@ -30,10 +28,7 @@ void ServerResolver::start(const ServerArgument& server, const QString& identifi
     if (server.host.isEmpty()) {
         listen(listenMs);
     } else if (identificator.isEmpty()) {
-        emit failed(
-            ExitCode::Usage,
-            QStringLiteral("--identificator is missing: give the one that the server prints below its "
-                           "address, for a wrong one would drive out whoever is connected"));
+        emit failed({Problem::IdentificatorMissing, {}, {}});
     } else {
         lookUp();
     }
@@ -42,9 +37,7 @@ void ServerResolver::start(const ServerArgument& server, const QString& identifi
 void ServerResolver::listen(int listenMs)
 {
     if (!m_finder.listen()) {
-        emit failed(ExitCode::Failed, QStringLiteral("can't listen for servers: %1; name the server as "
-                                                     "ADDRESS@HOST:PORT instead")
-                                          .arg(m_finder.errorString()));
+        emit failed({Problem::CanNotListen, m_finder.errorString(), {}});
         return;
     }
     m_timer->start(listenMs);
@@ -66,29 +59,17 @@ void ServerResolver::onListened()
             continue;
         }
         if (one) {
-            emit failed(ExitCode::NotFound,
-                        QStringLiteral("two servers claim this address, %1 and %2: name the right one as "
-                                       "ADDRESS@HOST:PORT with --identificator")
-                            .arg(one->address.toString(), server.address.toString()));
+            emit failed({Problem::ClaimedTwice, one->address.toString(), server.address.toString()});
             return;
         }
         one = server;
     }
     if (!one) {
-        emit failed(
-            ExitCode::NotFound,
-            QStringLiteral("no such server is heard on the local network: it is off, busy or elsewhere; "
-                           "\"orvenlink-client list\" shows those that are free"));
+        emit failed({Problem::NotHeard, {}, {}});
     } else if (!m_identificator.isEmpty() && m_identificator != one->announcement.identificator) {
-        emit failed(ExitCode::Usage,
-                    QStringLiteral("the server's identificator is \"%1\", not the one given: leave "
-                                   "--identificator out, or correct it")
-                        .arg(Text::foreign(one->announcement.identificator)));
+        emit failed({Problem::OtherIdentificator, one->announcement.identificator, {}});
     } else if (!one->announcement.isCompatible()) {
-        emit failed(ExitCode::Refused,
-                    QStringLiteral("the server speaks version %1 of the protocol, which this "
-                                   "client doesn't: bring the older of the two up to date")
-                        .arg(one->announcement.majorVersion));
+        emit failed({Problem::OtherVersion, QString::number(one->announcement.majorVersion), {}});
     } else {
         emit found({m_server.id, one->address, one->announcement.port, one->announcement.identificator});
     }
@@ -102,9 +83,7 @@ void ServerResolver::lookUp()
 void ServerResolver::onLookedUp(const QHostInfo& info)
 {
     if (info.addresses().isEmpty()) {
-        emit failed(ExitCode::NotFound, QStringLiteral("the host %1 is not known, %2: check the name and the "
-                                                       "network of this machine")
-                                            .arg(Text::foreign(m_server.host), info.errorString()));
+        emit failed({Problem::UnknownHost, m_server.host, info.errorString()});
         return;
     }
     emit found({m_server.id, info.addresses().constFirst(), m_server.port, m_identificator});

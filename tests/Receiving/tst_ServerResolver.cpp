@@ -1,4 +1,4 @@
-#include "ClientApplication/ServerResolver.h"
+#include "Receiving/ServerResolver.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -59,8 +59,10 @@ private slots:
 
 private:
     void announce(const QByteArray& datagram);
-    [[nodiscard]] ExitCode code() const { return m_failed->at(0).at(0).value<ExitCode>(); }
-    [[nodiscard]] QString error() const { return m_failed->at(0).at(1).toString(); }
+    [[nodiscard]] ServerResolver::Failure failure() const
+    {
+        return m_failed->at(0).at(0).value<ServerResolver::Failure>();
+    }
     [[nodiscard]] ClientSession::Target target() const
     {
         return m_found->at(0).at(0).value<ClientSession::Target>();
@@ -72,12 +74,12 @@ private:
     std::unique_ptr<QSignalSpy> m_failed;
 };
 
-Q_DECLARE_METATYPE(ExitCode)
+Q_DECLARE_METATYPE(ServerResolver::Failure)
 Q_DECLARE_METATYPE(ClientSession::Target)
 
 void tst_ServerResolver::init()
 {
-    qRegisterMetaType<ExitCode>("ExitCode");
+    qRegisterMetaType<ServerResolver::Failure>("ServerResolver::Failure");
     qRegisterMetaType<ClientSession::Target>("ClientSession::Target");
     m_resolver = std::make_unique<ServerResolver>();
     m_found = std::make_unique<QSignalSpy>(m_resolver.get(), &ServerResolver::found);
@@ -107,15 +109,14 @@ void tst_ServerResolver::anotherServerIsNotTaken()
     m_resolver->start(argument(), {}, kListen);
     announce(announcement(QString(kId).replace(0, 2, QStringLiteral("02")), QStringLiteral("an id")));
     QTRY_COMPARE(m_failed->size(), 1);
-    QCOMPARE(code(), ExitCode::NotFound);
+    QCOMPARE(failure().problem, ServerResolver::Problem::NotHeard);
 }
 
 void tst_ServerResolver::silenceIsNotFound()
 {
     m_resolver->start(argument(), {}, kListen);
     QTRY_COMPARE(m_failed->size(), 1);
-    QCOMPARE(code(), ExitCode::NotFound);
-    QVERIFY(error().contains(QLatin1String("off, busy or elsewhere")));
+    QCOMPARE(failure().problem, ServerResolver::Problem::NotHeard);
 }
 
 void tst_ServerResolver::twoServersOfOneAddressAreRefused_data()
@@ -133,7 +134,8 @@ void tst_ServerResolver::twoServersOfOneAddressAreRefused()
     announce(announcement(kId, QStringLiteral("an id")));
     announce(second);
     QTRY_COMPARE(m_failed->size(), 1);
-    QVERIFY(error().contains(QLatin1String("two servers claim this address")));
+    QCOMPARE(failure().problem, ServerResolver::Problem::ClaimedTwice);
+    QVERIFY(!failure().detail.isEmpty() && !failure().other.isEmpty());
     QVERIFY(m_found->isEmpty());
 }
 
@@ -154,7 +156,8 @@ void tst_ServerResolver::identificatorMustBeTheAnnouncedOne()
     QTRY_COMPARE(m_found->size() + m_failed->size(), 1);
     QCOMPARE(m_found->size(), isTaken ? 1 : 0);
     if (!isTaken) {
-        QCOMPARE(code(), ExitCode::Usage);
+        QCOMPARE(failure().problem, ServerResolver::Problem::OtherIdentificator);
+        QCOMPARE(failure().detail, QStringLiteral("an id"));
     }
 }
 
@@ -163,16 +166,15 @@ void tst_ServerResolver::otherVersionIsRefused()
     m_resolver->start(argument(), {}, kListen);
     announce(announcement(kId, QStringLiteral("an id"), 40'123, 9));
     QTRY_COMPARE(m_failed->size(), 1);
-    QCOMPARE(code(), ExitCode::Refused);
-    QVERIFY(error().contains(QLatin1String("version 9")));
+    QCOMPARE(failure().problem, ServerResolver::Problem::OtherVersion);
+    QCOMPARE(failure().detail, QStringLiteral("9"));
 }
 
 void tst_ServerResolver::hostWithoutAnIdentificatorSaysWhatIsMissing()
 {
     m_resolver->start(argument(QStringLiteral("127.0.0.1"), 1), {}, kListen);
     QCOMPARE(m_failed->size(), 1);
-    QCOMPARE(code(), ExitCode::Usage);
-    QVERIFY(error().startsWith(QLatin1String("--identificator is missing")));
+    QCOMPARE(failure().problem, ServerResolver::Problem::IdentificatorMissing);
 }
 
 void tst_ServerResolver::hostIsLookedUp_data()
@@ -199,8 +201,9 @@ void tst_ServerResolver::unknownHostIsNotFound()
 {
     m_resolver->start(argument(QStringLiteral("nohost.invalid"), 1), QStringLiteral("an id"), kListen);
     QTRY_COMPARE_WITH_TIMEOUT(m_failed->size(), 1, 60'000);
-    QCOMPARE(code(), ExitCode::NotFound);
-    QVERIFY(error().contains(QLatin1String("nohost.invalid is not known")));
+    QCOMPARE(failure().problem, ServerResolver::Problem::UnknownHost);
+    QCOMPARE(failure().detail, QStringLiteral("nohost.invalid"));
+    QVERIFY(!failure().other.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_ServerResolver)

@@ -2,7 +2,6 @@
 
 #include "Client/ClientSession.h"
 #include "Client/ServerFinder.h"
-#include "ClientApplication/Commands/ExitCode.h"
 #include "Receiving/ServerArgument.h"
 
 #include <QObject>
@@ -18,14 +17,32 @@ class ServerResolver : public QObject
     Q_OBJECT
 
 public:
+    enum class Problem
+    {
+        IdentificatorMissing, ///< Needed with a host, for a wrong one would drive out whoever is connected.
+        CanNotListen,         ///< The detail is the system's error.
+        NotHeard,             ///< Off, busy or elsewhere.
+        ClaimedTwice,         ///< The detail and the other are the two addresses.
+        OtherIdentificator,   ///< The detail is the announced one, as a stranger wrote it.
+        OtherVersion,         ///< The detail is the server's major version.
+        UnknownHost,          ///< The detail is the host, the other is the system's error.
+    };
+    struct Failure
+    {
+        Problem problem;
+        QString detail;
+        QString other;
+    };
+
     explicit ServerResolver(QObject* parent = nullptr);
 
-    /// `identificator`: as given by the user, or empty. `found` or `failed` follows, at once or later.
+    /// `identificator`: as given by the user, or empty. `listenMs`: how long to listen for a server on the
+    /// local network. `found` or `failed` follows, at once or later.
     void start(const ServerArgument& server, const QString& identificator, int listenMs);
 
 signals:
     void found(const ClientSession::Target& target);
-    void failed(ExitCode code, const QString& error);
+    void failed(const ServerResolver::Failure& failure);
 
 private slots:
     void onLookedUp(const QHostInfo& info); // found by name

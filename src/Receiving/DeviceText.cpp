@@ -1,7 +1,4 @@
-#include "ClientApplication/DeviceText.h"
-
-#include "Client/RemoteDevice.h"
-#include "ClientApplication/Commands/Text.h"
+#include "Receiving/DeviceText.h"
 
 #include <algorithm>
 #include <array>
@@ -27,9 +24,6 @@ constexpr std::array<TypeName, 11> kTypes{{
     {8, "remote server of another kind"},
     {9, "RSP"},
 }};
-
-constexpr int kRtl = 5;        // a server corrects its frequency once more at each start
-constexpr int kMostBands = 10; // more than any receiver has, and still a line
 
 struct Property
 {
@@ -96,27 +90,4 @@ QString DeviceText::meaning(const QString& property)
 {
     const Property* row = find(property);
     return row == nullptr ? QString() : QString::fromLatin1(row->meaning);
-}
-
-QStringList DeviceText::bands(const RemoteDevice& device)
-{
-    QStringList texts;
-    const QVector<RemoteDevice::FrequencyRange> ranges = device.supportedFrequencies();
-    for (const RemoteDevice::FrequencyRange& range : ranges.mid(0, kMostBands)) {
-        texts.append(QStringLiteral("%1 to %2").arg(Text::hertz(range.lowest), Text::hertz(range.highest)));
-    }
-    return texts;
-}
-
-QString DeviceText::correctionAtStart(const RemoteDevice& device)
-{
-    const int ppm = device.ppmCorrection().value_or(0);
-    if (ppm == 0 || device.type() != kRtl) {
-        return {};
-    }
-    return QStringLiteral(
-               "ppmCorrection is %1: the frequency of this receiver moves by %2 at each start, unless it "
-               "is set again; 0 keeps it where it is")
-        .arg(ppm)
-        .arg(Text::hertz(device.frequency().value_or(0.0) * ppm / 1e6));
 }

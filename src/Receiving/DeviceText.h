@@ -1,9 +1,6 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
-
-class RemoteDevice;
 
 /// Words for what a receiver is and has.
 namespace DeviceText
@@ -15,10 +12,5 @@ namespace DeviceText
 [[nodiscard]] QString unit(const QString& property);
 /// What a property means, in a few words, with its range where the protocol fixes one; empty for an unknown.
 [[nodiscard]] QString meaning(const QString& property);
-/// "14.000000 MHz to 14.500000 MHz", one text for each band of the receiver.
-[[nodiscard]] QStringList bands(const RemoteDevice& device);
-/// What the receiver's ppmCorrection does to its frequency whenever it is started, in a line; empty where it
-/// does nothing.
-[[nodiscard]] QString correctionAtStart(const RemoteDevice& device);
 
 } // namespace DeviceText
