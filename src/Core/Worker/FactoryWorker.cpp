@@ -1,13 +1,13 @@
 #include "Core/Worker/FactoryWorker.h"
 
 #include "Core/Log/Log.h"
-#include "Core/Worker/DspH/DspH.h"
+#include "Core/Worker/Worker.h"
 
 FactoryWorker::FactoryWorker(QObject* parent)
     : QObject(parent)
 {
     m_constructors.emplace("work", [] { return new Worker; });
-    m_constructors.emplace("dsph", [] { return new DspH; });
+    m_constructors.emplace("dsph", &makeDspH);
     LOG_DEBUG() << "Init worker factory" << workers();
 }
 

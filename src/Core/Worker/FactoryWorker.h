@@ -24,5 +24,8 @@ public:
     [[nodiscard]] Worker* make(const QString& name) const;
 
 private:
+    /// Defined where DspH is: its folder is built on this one.
+    static Worker* makeDspH();
+
     std::map<std::string, std::function<Worker*()>> m_constructors;
 };

@@ -3,6 +3,7 @@
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Core/Losses/Losses.h"
+#include "Core/Worker/FactoryWorker.h"
 #include "Core/Worker/SetBufferEvent.h"
 
 #include <QMetaProperty>
@@ -243,4 +244,9 @@ void DspH::writeBlock()
     m_outWriter->fit(m_outLen);
     ring.write(m_workBuffer.constData(), m_outLen);
     ring.dataReady.wakeAll();
+}
+
+Worker* FactoryWorker::makeDspH()
+{
+    return new DspH;
 }
