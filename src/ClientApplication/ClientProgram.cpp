@@ -4,9 +4,9 @@
 #include "ClientApplication/Commands/Command.h"
 #include "ClientApplication/Commands/CommandTable.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Interrupt.h"
 #include "ClientApplication/Terminal.h"
 #include "Core/Process/Version.h"
+#include "Platform/Interrupt.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -90,7 +90,7 @@ int runCommand(const CommandEntry& entry, const QStringList& arguments)
     if (!error.isEmpty()) {
         return usageError(error);
     }
-    Interrupt interrupt;
+    const Interrupt interrupt(Interrupt::Program::Command);
     QObject::connect(&interrupt, &Interrupt::interrupted, command.get(), &Command::interrupt);
     QObject::connect(command.get(), &Command::finished, command.get(),
                      [](ExitCode code) { QCoreApplication::exit(toInt(code)); });

@@ -1,11 +1,9 @@
 #include "ClientApplication/Terminal.h"
 
-#include <algorithm>
+#include "Platform/Output.h"
+
 #include <cerrno>
 #include <cstring>
-#include <langinfo.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 namespace
 {
@@ -13,28 +11,20 @@ namespace
 bool isProgressShown = false;
 int outputError = 0; // as errno numbers it, of the first write that failed
 
-bool writeAll(int descriptor, const QByteArray& bytes)
-{
-    int written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count =
-            ::write(descriptor, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
-        if (count < 0 && errno != EINTR) {
-            return false;
-        }
-        written += static_cast<int>(std::max<ssize_t>(count, 0));
-    }
-    return true;
-}
-
 QByteArray toBytes(const QString& text)
 {
     return text.toLocal8Bit();
 }
 
+// A note that can't be written can't be told either.
+void writeError(const QByteArray& bytes)
+{
+    [[maybe_unused]] const bool isWritten = Output::write(Output::kError, bytes.constData(), bytes.size());
+}
+
 bool writeOut(const QByteArray& bytes)
 {
-    if (writeAll(STDOUT_FILENO, bytes)) {
+    if (Output::write(Output::kStandard, bytes.constData(), bytes.size())) {
         return true;
     }
     const bool isFirst = outputError == 0;
@@ -47,35 +37,6 @@ bool writeOut(const QByteArray& bytes)
 }
 
 } // namespace
-
-bool Terminal::isTerminal(int descriptor)
-{
-    return ::isatty(descriptor) == 1;
-}
-
-QSize Terminal::size(int descriptor)
-{
-    winsize size{};
-    if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
-        return {80, 24};
-    }
-    return {size.ws_col, size.ws_row};
-}
-
-Terminal::Colours Terminal::colours()
-{
-    const QByteArray terminal = qgetenv("TERM");
-    const QByteArray depth = qgetenv("COLORTERM");
-    if (!qgetenv("NO_COLOR").isEmpty() || terminal.isEmpty() || terminal == "dumb") {
-        return Colours::None;
-    }
-    return depth == "truecolor" || depth == "24bit" ? Colours::True : Colours::Palette;
-}
-
-bool Terminal::isUnicode()
-{
-    return qstrcmp(::nl_langinfo(CODESET), "UTF-8") == 0;
-}
 
 bool Terminal::print(const QString& line)
 {
@@ -100,15 +61,15 @@ void Terminal::error(const QString& line)
 void Terminal::note(const QString& line)
 {
     progress({});
-    writeAll(STDERR_FILENO, toBytes(line) + '\n');
+    writeError(toBytes(line) + '\n');
 }
 
 void Terminal::progress(const QString& line)
 {
     if (!line.isEmpty() || isProgressShown) {
         // Cut to the width, or it would wrap and no longer be one line.
-        const QString shown = line.left(size(STDERR_FILENO).width() - 1);
-        writeAll(STDERR_FILENO, "\r\x1b[K" + toBytes(shown));
+        const QString shown = line.left(Output::terminalSize(Output::kError).columns - 1);
+        writeError("\r\x1b[K" + toBytes(shown));
         isProgressShown = !line.isEmpty();
     }
 }

@@ -3,28 +3,12 @@
 #include "ClientApplication/Commands/ExitCode.h"
 
 #include <QByteArray>
-#include <QSize>
 #include <QString>
 
-/// What stands at the other end of standard output and standard error. Knows the platform.
+/// Lines and bytes to standard output and standard error.
+/// Thread: main.
 namespace Terminal
 {
-
-enum class Colours
-{
-    None,
-    Palette, ///< The 256 of most terminals.
-    True,    ///< 24 bits.
-};
-
-/// `descriptor` is 1 or 2.
-[[nodiscard]] bool isTerminal(int descriptor);
-/// Columns and rows of the terminal at `descriptor`; 80 by 24 if they can't be known.
-[[nodiscard]] QSize size(int descriptor);
-/// By what the environment says: NO_COLOR, TERM, COLORTERM.
-[[nodiscard]] Colours colours();
-/// True if characters beyond ASCII can be shown.
-[[nodiscard]] bool isUnicode();
 
 /// One line to standard output. False if nobody reads any more, or if it can't be written, of which the first
 /// time is told as an error.

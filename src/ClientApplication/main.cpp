@@ -1,9 +1,9 @@
 #include "ClientApplication/ClientLog.h"
 #include "ClientApplication/ClientProgram.h"
+#include "Platform/Output.h"
 
 #include <QGuiApplication>
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <memory>
 
@@ -26,7 +26,7 @@ std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv)
 
 int main(int argc, char* argv[])
 {
-    std::signal(SIGPIPE, SIG_IGN); // a reader who goes shows in a write that fails
+    Output::ignoreBrokenPipes();
     ClientLog::install();
     QCoreApplication::setOrganizationName(QStringLiteral("Orvenlink"));
     QCoreApplication::setApplicationName(QStringLiteral("orvenlink-client"));

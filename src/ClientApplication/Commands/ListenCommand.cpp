@@ -2,10 +2,8 @@
 
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "Platform/Output.h"
 #include "Receiving/Dsp/AudioSink.h"
-
-#include <unistd.h>
 
 namespace
 {
@@ -30,7 +28,7 @@ QCommandLineOption audioRateOption()
 
 ListenCommand::ListenCommand()
     : SampleCommand({})
-    , m_pipe(STDOUT_FILENO)
+    , m_pipe(Output::kStandard)
 {
 }
 
@@ -65,7 +63,7 @@ QString ListenCommand::read(const QCommandLineParser& parser)
     if (arguments.size() > 2) {
         return QStringLiteral("listen takes a server and one file");
     }
-    if (m_path.isEmpty() && Terminal::isTerminal(STDOUT_FILENO)) {
+    if (m_path.isEmpty() && Output::isTerminal(Output::kStandard)) {
         return QStringLiteral(
             "audio is nothing for a terminal: name a WAV file, or pipe it into a player as in "
             "\"| aplay -r 48000 -f S16_LE\"");

@@ -3,11 +3,11 @@
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/Terminal.h"
+#include "Platform/Output.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <cmath>
-#include <unistd.h>
 
 namespace
 {
@@ -69,7 +69,7 @@ void SampleCommand::beginTuned(double sampleRate)
     });
     stallWatch().start();
     m_pump->start();
-    if (Terminal::isTerminal(STDERR_FILENO)) {
+    if (Output::isTerminal(Output::kError)) {
         m_progress.start(kProgressInterval);
     }
 }

@@ -3,6 +3,7 @@
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
 #include "ClientApplication/Terminal.h"
+#include "Platform/Output.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -12,7 +13,6 @@
 #include <QJsonObject>
 #include <algorithm>
 #include <cmath>
-#include <unistd.h>
 
 namespace
 {
@@ -78,7 +78,7 @@ QString SpectrumCommand::read(const QCommandLineParser& parser)
     }
     m_png = parser.value(pngOption());
     m_isJson = parser.isSet(Options::json());
-    m_isScreen = m_png.isEmpty() && !m_isJson && Terminal::isTerminal(STDOUT_FILENO);
+    m_isScreen = m_png.isEmpty() && !m_isJson && Output::isTerminal(Output::kStandard);
     for (const QString& error :
          {Options::number(parser, Options::seconds({}), Text::toSeconds, QStringLiteral("10"), m_seconds),
           Options::number(parser, spanOption(), Text::toHertz, QStringLiteral("200k"), m_span)}) {
@@ -102,7 +102,8 @@ std::optional<TunedCommand::Bandwidth> SpectrumCommand::bandwidth() const
 SpectrumRange SpectrumCommand::range() const
 {
     const double share = m_span && m_rate > 0.0 ? std::min(1.0, *m_span / m_rate) : 1.0;
-    const int wanted = m_isScreen ? kBinsPerColumn * Terminal::size(STDOUT_FILENO).width() : kPictureFft;
+    const int wanted =
+        m_isScreen ? kBinsPerColumn * Output::terminalSize(Output::kStandard).columns : kPictureFft;
     SpectrumRange range;
     range.fftSize = SpectrumRange::kMinimumFftSize;
     while (range.fftSize < SpectrumRange::kMaximumFftSize && range.fftSize * share < wanted) {
@@ -195,7 +196,8 @@ bool SpectrumCommand::printFrame(const SpectrumFrame& frame)
 
 void SpectrumCommand::drawScreen()
 {
-    m_screen.setLook({Terminal::size(STDOUT_FILENO), Terminal::colours(), Terminal::isUnicode()});
+    const Output::TerminalSize size = Output::terminalSize(Output::kStandard);
+    m_screen.setLook({{size.columns, size.rows}, Output::colours(), Output::isUnicode()});
     m_screen.setAxis(axis());
     if (session().setSpectrumRange(range()); m_frames > 0) {
         m_screen.add(m_newest.decibels, true);

@@ -2,9 +2,7 @@
 
 #include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
-
-#include <unistd.h>
+#include "Platform/Output.h"
 
 namespace
 {
@@ -24,7 +22,7 @@ QCommandLineOption formatOption()
 
 StreamCommand::StreamCommand()
     : SampleCommand({})
-    , m_pipe(STDOUT_FILENO)
+    , m_pipe(Output::kStandard)
 {
 }
 
@@ -45,7 +43,7 @@ QString StreamCommand::read(const QCommandLineParser& parser)
     if (parser.positionalArguments().size() > 1) {
         return QStringLiteral("stream takes a server and nothing else: its samples go to standard output");
     }
-    if (Terminal::isTerminal(STDOUT_FILENO)) {
+    if (Output::isTerminal(Output::kStandard)) {
         return QStringLiteral(
             "samples are nothing for a terminal: pipe them into a program, or use \"record\"");
     }

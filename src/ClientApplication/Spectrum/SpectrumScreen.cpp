@@ -28,10 +28,10 @@ int paletteIndex(const SpectrumScale::Colour& colour)
     return 16 + 36 * level(colour.red) + 6 * level(colour.green) + level(colour.blue);
 }
 
-QString escape(Terminal::Colours colours, bool isGround, const SpectrumScale::Colour& colour)
+QString escape(Output::Colours colours, bool isGround, const SpectrumScale::Colour& colour)
 {
     const int kind = isGround ? 48 : 38;
-    if (colours == Terminal::Colours::True) {
+    if (colours == Output::Colours::True) {
         return QStringLiteral("\x1b[%1;2;%2;%3;%4m")
             .arg(kind)
             .arg(colour.red)
@@ -132,7 +132,7 @@ void SpectrumScreen::appendBars(QStringList& lines) const
     for (int row = 0; row < rows; ++row) {
         const double top = m_range.highest - (m_range.highest - m_range.lowest) * row / rows;
         QString line = labelOf(row);
-        const bool isColoured = m_look.colours != Terminal::Colours::None;
+        const bool isColoured = m_look.colours != Output::Colours::None;
         if (isColoured) {
             line += escape(m_look.colours, false, SpectrumScale::colour(m_range.place(top) * 0.7 + 0.3));
         }
@@ -164,7 +164,7 @@ void SpectrumScreen::appendAxis(QStringList& lines) const
 // With colours a line holds two rows, as the upper and the lower half of its characters.
 void SpectrumScreen::appendWaterfall(QStringList& lines) const
 {
-    const bool isHalved = m_look.isUnicode && m_look.colours != Terminal::Colours::None;
+    const bool isHalved = m_look.isUnicode && m_look.colours != Output::Colours::None;
     const auto row = [this](int index) {
         return index < m_waterfall.size() ? SpectrumScale::reduce(m_waterfall.at(index), plotColumns())
                                           : QVector<float>();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ClientApplication/Terminal.h"
+#include "Platform/Output.h"
 #include "Receiving/Spectrum/FrequencyAxis.h"
 #include "Receiving/Spectrum/SpectrumScale.h"
 
@@ -16,7 +16,7 @@ public:
     struct Look
     {
         QSize size; ///< Columns and rows; below 30 by 10 nothing but the title is drawn.
-        Terminal::Colours colours = Terminal::Colours::None;
+        Output::Colours colours = Output::Colours::None;
         bool isUnicode = true;
     };
 

@@ -1,11 +1,9 @@
 #include "Receiving/Sinks/OutputPipe.h"
 
-#include <algorithm>
+#include "Platform/Output.h"
+
 #include <cerrno>
-#include <climits>
 #include <cstring>
-#include <poll.h>
-#include <unistd.h>
 
 namespace
 {
@@ -23,19 +21,14 @@ IqSink::Outcome OutputPipe::write(const QByteArray& bytes)
 {
     int written = 0;
     while (written < bytes.size() && !m_stopped) {
-        pollfd ready{m_descriptor, POLLOUT, 0};
-        if (::poll(&ready, 1, kLook) == 0) {
-            continue;
-        }
-        // A pipe that is ready takes as much as this without blocking.
-        const auto size = static_cast<size_t>(std::min(bytes.size() - written, PIPE_BUF));
-        const ssize_t count = ::write(m_descriptor, bytes.constData() + written, size);
+        const int count =
+            Output::writeReady(m_descriptor, bytes.constData() + written, bytes.size() - written, kLook);
         if (count >= 0) {
-            written += static_cast<int>(count);
+            written += count;
             m_size += count;
         } else if (errno == EPIPE) {
             return IqSink::Outcome::ReaderGone;
-        } else if (errno != EINTR && errno != EAGAIN) {
+        } else {
             m_error = QString::fromLocal8Bit(std::strerror(errno));
             return IqSink::Outcome::Failed;
         }

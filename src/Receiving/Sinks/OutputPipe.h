@@ -14,7 +14,7 @@ public:
     explicit OutputPipe(int descriptor);
 
     /// Returns when all is written, when the reader has gone, or within a tenth of a second of `stop`, with
-    /// the rest unwritten. SIGPIPE has to be ignored.
+    /// the rest unwritten. Broken pipes have to be ignored (Platform/Output.h).
     [[nodiscard]] IqSink::Outcome write(const QByteArray& bytes);
     void stop() { m_stopped = true; }
 

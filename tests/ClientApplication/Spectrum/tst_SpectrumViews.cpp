@@ -58,8 +58,7 @@ void tst_SpectrumViews::screenIsAsLargeAsTheTerminal_data()
     QTest::addColumn<int>("colours");
     QTest::addColumn<bool>("isUnicode");
     for (const QSize size : {QSize(80, 24), QSize(200, 50), QSize(30, 10), QSize(81, 25)}) {
-        for (const auto colours :
-             {Terminal::Colours::None, Terminal::Colours::Palette, Terminal::Colours::True}) {
+        for (const auto colours : {Output::Colours::None, Output::Colours::Palette, Output::Colours::True}) {
             for (const bool isUnicode : {false, true}) {
                 QTest::newRow(qPrintable(QStringLiteral("%1 by %2, colours %3, unicode %4")
                                              .arg(size.width())
@@ -78,7 +77,7 @@ void tst_SpectrumViews::screenIsAsLargeAsTheTerminal()
     QFETCH(int, colours);
     QFETCH(bool, isUnicode);
     SpectrumScreen screen;
-    screen.setLook({size, static_cast<Terminal::Colours>(colours), isUnicode});
+    screen.setLook({size, static_cast<Output::Colours>(colours), isUnicode});
     screen.setAxis(kAxis);
     for (int n = 0; n < 100; ++n) {
         screen.add(spectrum(512, 0.3), true);
@@ -94,7 +93,7 @@ void tst_SpectrumViews::screenIsAsLargeAsTheTerminal()
 void tst_SpectrumViews::stationStandsInItsColumn()
 {
     SpectrumScreen screen;
-    screen.setLook({{106, 24}, Terminal::Colours::None, false});
+    screen.setLook({{106, 24}, Output::Colours::None, false});
     screen.setAxis(kAxis);
     screen.add(spectrum(1'000, 0.25), true);
     const QStringList lines = screen.lines({}, {});
@@ -108,7 +107,7 @@ void tst_SpectrumViews::stationStandsInItsColumn()
 void tst_SpectrumViews::newestRowIsOnTop()
 {
     SpectrumScreen screen;
-    screen.setLook({{106, 24}, Terminal::Colours::None, false});
+    screen.setLook({{106, 24}, Output::Colours::None, false});
     screen.setAxis(kAxis);
     screen.add(spectrum(1'000, 0.25), true);
     screen.add(spectrum(1'000, 0.75), true);
@@ -125,7 +124,7 @@ void tst_SpectrumViews::newestRowIsOnTop()
 void tst_SpectrumViews::withoutColoursThereAreNoEscapes()
 {
     SpectrumScreen screen;
-    screen.setLook({{80, 24}, Terminal::Colours::None, true});
+    screen.setLook({{80, 24}, Output::Colours::None, true});
     screen.setAxis(kAxis);
     screen.add(spectrum(512, 0.3), true);
     QVERIFY(!screen.lines({}, {}).join(QString()).contains(QChar(0x1b)));
@@ -134,7 +133,7 @@ void tst_SpectrumViews::withoutColoursThereAreNoEscapes()
 void tst_SpectrumViews::withoutUnicodeAllIsAscii()
 {
     SpectrumScreen screen;
-    screen.setLook({{80, 24}, Terminal::Colours::True, false});
+    screen.setLook({{80, 24}, Output::Colours::True, false});
     screen.setAxis(kAxis);
     screen.add(spectrum(512, 0.3), true);
     const QString all = screen.lines({}, {}).join(QString());
@@ -144,7 +143,7 @@ void tst_SpectrumViews::withoutUnicodeAllIsAscii()
 void tst_SpectrumViews::smallTerminalShowsTheTitle()
 {
     SpectrumScreen screen;
-    screen.setLook({{29, 10}, Terminal::Colours::None, true});
+    screen.setLook({{29, 10}, Output::Colours::None, true});
     screen.setAxis(kAxis);
     screen.add(spectrum(512, 0.3), true);
     QCOMPARE(screen.lines(QStringLiteral("title"), {}), QStringList{QStringLiteral("title")});
@@ -153,7 +152,7 @@ void tst_SpectrumViews::smallTerminalShowsTheTitle()
 void tst_SpectrumViews::anotherAxisBeginsAnew()
 {
     SpectrumScreen screen;
-    screen.setLook({{106, 24}, Terminal::Colours::None, false});
+    screen.setLook({{106, 24}, Output::Colours::None, false});
     screen.setAxis(kAxis);
     screen.add(spectrum(1'000, 0.25), true);
     screen.setAxis({7'000'000, 7'100'000});
