@@ -1,14 +1,17 @@
 #pragma once
 
+#include "Platform/UdpSocket.h"
+
 #include <QHostAddress>
 #include <optional>
 
 /// Sends datagrams by the system's own call through the descriptor of a QUdpSocket, which by itself takes
-/// from the heap twice for each. All that knows the system's form of an address stands here.
+/// from the heap twice for each.
+/// Thread: that of the socket.
 class NativeSender
 {
 public:
-    /// To be called when the descriptor may stand for another socket than before.
+    /// To be called when the descriptor may be of another socket than before.
     void reset() { m_descriptor = kNone; }
 
     /// The bytes sent, -1 if the system took none; nothing if it wasn't asked, and the QUdpSocket has to be:
@@ -20,5 +23,5 @@ private:
     static constexpr qintptr kNone = -1;
 
     qintptr m_descriptor = kNone;
-    int m_family = 0; // of the descriptor's addresses
+    UdpSocket::Family m_family = UdpSocket::Family::Other; // of the descriptor
 };

@@ -3,6 +3,7 @@
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Core/Losses/Losses.h"
+#include "Platform/UdpSocket.h"
 
 #include <QTimer>
 #include <QUdpSocket>
@@ -11,14 +12,8 @@
 namespace
 {
 
-constexpr int kHeartbeat = 1000;          // ms
-constexpr int kReceiveBuffer = 2'000'000; // bytes: streams arrive here beside everything else
-// Linux tells twice what it grants: the other half is for its own records.
-#ifdef Q_OS_LINUX
-constexpr int kBookkeeping = 2;
-#else
-constexpr int kBookkeeping = 1;
-#endif
+constexpr int kHeartbeat = 1000;                 // ms
+constexpr int kReceiveBuffer = 2'000'000;        // bytes: streams arrive here beside everything else
 constexpr int kReadsPerTurn = 64;                // datagrams, some tenths of a millisecond
 constexpr double kMegabyte = 9.5367431640625e-7; // 1 / 1048576
 constexpr double kKilobyte = 0.0009765625;       // 1 / 1024
@@ -61,7 +56,7 @@ void Socket::askForReceiveBuffer()
 {
     const auto option = QAbstractSocket::ReceiveBufferSizeSocketOption;
     m_udp->setSocketOption(option, kReceiveBuffer);
-    const int granted = m_udp->socketOption(option).toInt() / kBookkeeping;
+    const int granted = UdpSocket::grantedReceiveBuffer(m_udp->socketOption(option).toInt());
     if (granted < kReceiveBuffer) {
         LOG_DEBUG() << QStringLiteral("Receive buffer of the udp port: %1 bytes wanted, %2 granted")
                            .arg(kReceiveBuffer)
