@@ -1,6 +1,6 @@
 #include "Core/Signal/DoubleComplex.h"
+#include "Network/Protocol/SampleBlock.h"
 #include "Network/Socket/IQSocket.h"
-#include "Network/Socket/SampleBlock.h"
 #include "Rounds.h"
 #include "Rows.h"
 #include "Server/IqConversion.h"

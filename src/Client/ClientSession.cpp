@@ -5,6 +5,9 @@
 #include "Core/Log/ForeignText.h"
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
+#include "Network/Protocol/IqBlocks.h"
+#include "Network/Protocol/SessionCalls.h"
+#include "Network/Protocol/SpectrumPackets.h"
 #include "Network/Socket/FFTSocket.h"
 #include "Network/Socket/IQSocket.h"
 #include "Network/Socket/Socket.h"
@@ -139,13 +142,13 @@ void ClientSession::declareFunctions(RpcSocket& rpc)
             return QJsonObject();
         });
     };
-    declare(QStringLiteral("admin_request"),
+    declare(SessionCalls::kAdminRequest,
             [](ClientSession& session, const QJsonObject&) { session.m_takenOver = true; });
-    declare(QStringLiteral("error_happen"), [](ClientSession& session, const QJsonObject& request) {
-        const QString text = request.value(QStringLiteral("err")).toString();
+    declare(SessionCalls::kErrorHappen, [](ClientSession& session, const QJsonObject& request) {
+        const QString text = request.value(SessionCalls::kError).toString();
         emit session.deviceError(foreignText(text));
     });
-    declare(QStringLiteral("outSampleRateChanged"),
+    declare(SessionCalls::kOutSampleRateChanged,
             [](ClientSession& session, const QJsonObject& request) { session.onOutSampleRate(request); });
 }
 
@@ -153,10 +156,10 @@ void ClientSession::attachStreams(const NodeInfo& peer)
 {
     const auto iq = QSharedPointer<IQSocket>::create(m_socket);
     iq->setCallback([this](const QVector<qint16>& values) { m_iq.receive(values); });
-    iq->setMaximumSamples(IqReceiver::kBlockValues);
+    iq->setMaximumSamples(IqBlocks::kValues);
     const auto spectrum = QSharedPointer<FFTSocket>::create(m_socket);
     spectrum->setCallback([this](const QVector<qint16>& values) { m_spectrum.receive(values); });
-    spectrum->setMaximumSamples(SpectrumReceiver::kPacketSize);
+    spectrum->setMaximumSamples(SpectrumPackets::kPacketPoints);
     m_streams = {QSharedPointer<PeerFilter>::create(iq, peer.address, peer.port),
                  QSharedPointer<PeerFilter>::create(spectrum, peer.address, peer.port)};
     for (const auto& stream : qAsConst(m_streams)) {
@@ -206,7 +209,7 @@ void ClientSession::onHeartbeat()
 
 void ClientSession::onOutSampleRate(const QJsonObject& request)
 {
-    const QJsonValue value = request.value(QStringLiteral("outSampleRate"));
+    const QJsonValue value = request.value(SessionCalls::kOutSampleRate);
     const double rate = value.toDouble();
     if (!value.isDouble() || !m_rate.tell(rate)) {
         if (!std::exchange(m_warnedOfRate, true)) {

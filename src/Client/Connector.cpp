@@ -1,38 +1,28 @@
 #include "Client/Connector.h"
 
 #include "Core/Log/ForeignText.h"
-#include "Network/Data/ProtocolVersion.h"
+#include "Network/Protocol/ProtocolVersion.h"
+#include "Network/Protocol/Replication.h"
+#include "Network/Protocol/SessionCalls.h"
 #include "Network/Socket/RpcSocket.h"
 
+#include <QHash>
 #include <QJsonObject>
 #include <QPointer>
-#include <array>
 #include <utility>
 
 namespace
 {
 
-// What a server says when it lets nobody in.
-struct RefusalText
-{
-    const char* text;
-    Connector::Refusal refusal;
-};
-constexpr std::array<RefusalText, 4> kRefusals{{
-    {"Server busy!", Connector::Refusal::Busy},
-    {"Unsupported version protocol!", Connector::Refusal::UnsupportedVersion},
-    {"Error get client packet values!", Connector::Refusal::BadRequest},
-    {"Error factory RadioDevice!", Connector::Refusal::NoDevice},
-}};
-
 Connector::Refusal refusalOf(const QString& text)
 {
-    for (const RefusalText& row : kRefusals) {
-        if (text == QLatin1String(row.text)) {
-            return row.refusal;
-        }
-    }
-    return Connector::Refusal::Other;
+    static const QHash<QString, Connector::Refusal> kRefusals{
+        {SessionCalls::kBusy, Connector::Refusal::Busy},
+        {SessionCalls::kUnsupportedVersion, Connector::Refusal::UnsupportedVersion},
+        {SessionCalls::kBadRequest, Connector::Refusal::BadRequest},
+        {SessionCalls::kNoDevice, Connector::Refusal::NoDevice},
+    };
+    return kRefusals.value(text, Connector::Refusal::Other);
 }
 
 int160 newId()
@@ -104,9 +94,9 @@ void Connector::startRound()
     m_declare(*m_rpc);
     // Properties change as soon as the device starts, before the answer leaves; the set that is asked for
     // then holds them.
-    m_rpc->declareFunction(QStringLiteral("pc_rrd"), {});
+    m_rpc->declareFunction(Replication::kPropertyChanged + Replication::kReceiver, {});
     const QPointer<Connector> self(this);
-    m_rpc->declareFunction(QStringLiteral("ping"), [self](const QJsonObject&, const NodeInfo& session) {
+    m_rpc->declareFunction(SessionCalls::kPing, [self](const QJsonObject&, const NodeInfo& session) {
         if (self) {
             self->onPing(session);
         }
@@ -124,10 +114,10 @@ void Connector::ask()
     const QPointer<Connector> self(this);
     const bool isFirst = ++m_calls == 1;
     m_rpc->invoke(
-        {m_target.id, m_target.address, m_target.port}, QStringLiteral("connect_to_host"),
-        {{QStringLiteral("vma"), ProtocolVersion::kMajor},
-         {QStringLiteral("vmi"), ProtocolVersion::kMinor},
-         {QStringLiteral("identificator"), m_target.identificator}},
+        {m_target.id, m_target.address, m_target.port}, SessionCalls::kConnectToHost,
+        {{SessionCalls::kMajorVersion, ProtocolVersion::kMajor},
+         {SessionCalls::kMinorVersion, ProtocolVersion::kMinor},
+         {SessionCalls::kIdentificator, m_target.identificator}},
         [self, rpc = m_rpc.toWeakRef(), isFirst](const QJsonObject& reply, const NodeInfo& peer) {
             if (self && self->m_rpc && self->m_rpc == rpc) {
                 self->onAnswer(reply, peer, isFirst);
@@ -139,8 +129,8 @@ void Connector::ask()
 
 void Connector::onAnswer(const QJsonObject& reply, const NodeInfo& peer, bool isToTheFirst)
 {
-    const QJsonValue refusal = reply.value(QStringLiteral("err"));
-    const int160 sessionId(reply.value(QStringLiteral("session_id")).toString());
+    const QJsonValue refusal = reply.value(SessionCalls::kError);
+    const int160 sessionId(reply.value(SessionCalls::kSessionId).toString());
     if (refusal.isString()) {
         onRefusal(refusal.toString(), isToTheFirst);
     } else if (peer.id == m_target.id && sessionId.bytes().size() == int160::kSize) {

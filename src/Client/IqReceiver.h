@@ -18,8 +18,6 @@ class IqReceiver : public QObject
 public:
     using Clock = std::function<qint64()>; ///< Milliseconds; any epoch, never back.
 
-    static constexpr int kBlockValues = 256; ///< Of the 128 samples that a server sends in a datagram.
-
     explicit IqReceiver(QObject* parent = nullptr, Clock clock = {});
 
     /// Samples received since `reset`.

@@ -1,5 +1,6 @@
 #include "Client/RemoteDevice.h"
 
+#include "Network/Protocol/Replication.h"
 #include "Network/Remote/ReplicaObject.h"
 
 #include <QPointer>
@@ -14,7 +15,6 @@ constexpr int kRefreshTries = 5;
 constexpr int kMaximumEntries = 1000; // of a list that the server sends
 constexpr double kKilohertz = 1e3;    // Hz
 
-const QString kPairName = QStringLiteral("rrd");
 const QString kSampleRate = QStringLiteral("sampleRate");
 const QString kFrequency = QStringLiteral("frequency");
 const QString kPpmCorrection = QStringLiteral("ppmCorrection");
@@ -127,7 +127,7 @@ void RemoteDevice::askForSet(int triesLeft)
         }
     };
     m_rpc->invoke(
-        m_source, QStringLiteral("it_ra_") + kPairName, {},
+        m_source, Replication::kInitReplica + Replication::kReceiver, {},
         [ended](const QJsonObject&, const NodeInfo&) { ended(); }, ended, kRefreshTimeout);
 }
 
@@ -234,7 +234,7 @@ void RemoteDevice::attach(const QSharedPointer<RpcSocket>& rpc, const NodeInfo& 
     m_synchronized = false;
     m_rpc = rpc;
     m_source = source;
-    m_replica = new ReplicaObject(kPairName, source, rpc, this);
+    m_replica = new ReplicaObject(Replication::kReceiver, source, rpc, this);
     connect(m_replica, &ReplicaObject::successSync, this, &RemoteDevice::onSynchronized);
     connect(m_replica, &ReplicaObject::failSync, this, &RemoteDevice::synchronizationFailed);
     connect(m_replica, &ReplicaObject::propertyChanged, this, &RemoteDevice::onChanged);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Client/Announcement.h"
+#include "Network/Protocol/Announcement.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>

@@ -19,16 +19,16 @@ bool isFrequency(double hertz)
 
 QJsonObject bandwidthArguments(double preferred, double aliasFree)
 {
-    return {{QStringLiteral("prefBandWidth"), preferred}, {QStringLiteral("aliasFree"), aliasFree}};
+    return {{SessionCalls::kPreferredBandWidth, preferred}, {SessionCalls::kAliasFree, aliasFree}};
 }
 
 } // namespace
 
 SessionSettings::SessionSettings(QObject* parent)
     : QObject(parent)
-    , m_offsetSender(QStringLiteral("setIF"))
-    , m_bandwidthSender(QStringLiteral("setupDspH"))
-    , m_rangeSender(QStringLiteral("fft_data_range"))
+    , m_offsetSender(SessionCalls::kSetIF)
+    , m_bandwidthSender(SessionCalls::kSetupDspH)
+    , m_rangeSender(SessionCalls::kFftDataRange)
 {
     connect(&m_rangeSender, &SettingSender::taken, this, [this] { emit spectrumRangeTaken(m_range); });
 }
@@ -38,7 +38,7 @@ bool SessionSettings::setOffset(double hertz)
     if (!isFrequency(hertz)) {
         return false;
     }
-    m_offsetSender.set({{QStringLiteral("IF"), hertz}});
+    m_offsetSender.set({{SessionCalls::kIF, hertz}});
     return true;
 }
 
@@ -74,7 +74,7 @@ void SessionSettings::repeatBandwidth()
     const double other =
         preferred > 2 * kBandwidthStep ? preferred - kBandwidthStep : preferred + kBandwidthStep;
     m_socket->invoke(
-        QStringLiteral("setupDspH"), bandwidthArguments(other, m_bandwidth.aliasFree),
+        SessionCalls::kSetupDspH, bandwidthArguments(other, m_bandwidth.aliasFree),
         [thenBack](const QJsonObject&, const NodeInfo&) { thenBack(); }, thenBack, kStepTimeout);
 }
 
@@ -84,10 +84,10 @@ bool SessionSettings::setSpectrumRange(const SpectrumRange& range)
         return false;
     }
     m_range = range;
-    m_rangeSender.set({{QStringLiteral("startIndex"), range.startIndex},
-                       {QStringLiteral("stopIndex"), range.stopIndex},
-                       {QStringLiteral("dataSize"), range.dataSize},
-                       {QStringLiteral("fftSize"), range.fftSize}});
+    m_rangeSender.set({{SessionCalls::kStartIndex, range.startIndex},
+                       {SessionCalls::kStopIndex, range.stopIndex},
+                       {SessionCalls::kDataSize, range.dataSize},
+                       {SessionCalls::kFftSize, range.fftSize}});
     return true;
 }
 

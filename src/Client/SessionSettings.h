@@ -2,6 +2,7 @@
 
 #include "Client/SettingSender.h"
 #include "Client/SpectrumFrame.h"
+#include "Network/Protocol/SessionCalls.h"
 
 #include <QObject>
 #include <QSharedPointer>
@@ -45,7 +46,8 @@ private:
         double preferred; // Hz
         double aliasFree; // Hz
     };
-    static constexpr Bandwidth kServersOwn{30'000.0, 8'000.0};
+    static constexpr Bandwidth kServersOwn{SessionCalls::kFirstPreferredBandWidth,
+                                           SessionCalls::kFirstAliasFree};
 
     void sendBandwidth();
 

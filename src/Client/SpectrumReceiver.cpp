@@ -1,33 +1,28 @@
 #include "Client/SpectrumReceiver.h"
 
+#include "Network/Protocol/SpectrumPackets.h"
+
 #include <QDateTime>
 #include <algorithm>
 
 namespace
 {
 
-constexpr qint16 kFrameMarker = 32'527;
-constexpr int kHeaderSize = 3;           // values: the marker, the number of points, 0
-constexpr float kDecibel = -1.0F / 4.0F; // of a point
-
-bool isHeader(const QVector<qint16>& values)
-{
-    return values.size() == kHeaderSize && values.at(0) == kFrameMarker && values.at(2) == 0;
-}
+constexpr float kDecibel = 1.0F / SpectrumPackets::kPointsPerDecibel; // of a point
 
 } // namespace
 
 void SpectrumReceiver::receive(const QVector<qint16>& values)
 {
-    if (isHeader(values)) {
+    if (const auto dataSize = SpectrumPackets::readHeader(values)) {
         finish();
-        begin(static_cast<quint16>(values.at(1)));
+        begin(*dataSize);
         return;
     }
     if (m_progress != Progress::Growing) {
         return;
     }
-    const int expected = std::min(kPacketSize, m_frameSize - m_points.size());
+    const int expected = SpectrumPackets::packetSize(m_frameSize - m_points.size());
     if (values.isEmpty() || values.size() != expected) {
         m_progress = Progress::Spoilt;
         return;

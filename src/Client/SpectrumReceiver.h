@@ -15,8 +15,6 @@ class SpectrumReceiver : public QObject
 public:
     using QObject::QObject;
 
-    static constexpr int kPacketSize = 252; ///< Points of a full packet.
-
     /// Frames handed out since `reset`.
     [[nodiscard]] qint64 receivedFrames() const { return m_receivedFrames; }
     /// Frames begun and not whole since `reset`. One whose header got lost is not seen, but spoils the one

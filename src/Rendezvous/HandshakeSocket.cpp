@@ -4,6 +4,7 @@
 #include "Core/Log/LogLimiter.h"
 #include "Network/Data/Base58.h"
 #include "Network/Data/Json.h"
+#include "Network/Protocol/RendezvousCalls.h"
 #include "Rendezvous/RendezvousServer.h"
 
 #include <QPointer>
@@ -20,10 +21,6 @@ constexpr int kPingTimeout = 2000;      // ms
 constexpr quint32 kMaximumMissedPings = 6;
 constexpr int kCallTimeout = 5000; // ms
 
-const QString kIdKey = QStringLiteral("id");
-const QString kAddressKey = QStringLiteral("address");
-const QString kPortKey = QStringLiteral("port");
-
 // The readers of text take an absent key for an empty one.
 bool hasText(const QJsonObject& request, const QString& key)
 {
@@ -38,12 +35,12 @@ bool hasText(const QJsonObject& request, const QString& key)
 std::optional<NodeInfo> readNode(const QJsonObject& request)
 {
     NodeInfo node;
-    if (!hasText(request, kIdKey) || !hasText(request, kAddressKey) ||
-        !Json::toUInt16(request, kPortKey, node.port)) {
+    if (!hasText(request, RendezvousCalls::kId) || !hasText(request, RendezvousCalls::kAddress) ||
+        !Json::toUInt16(request, RendezvousCalls::kPort, node.port)) {
         return std::nullopt;
     }
-    Json::toNodeId(request, kIdKey, node.id);
-    Json::toHostAddress(request, kAddressKey, node.address);
+    Json::toNodeId(request, RendezvousCalls::kId, node.id);
+    Json::toHostAddress(request, RendezvousCalls::kAddress, node.address);
     if (node.id.isNull() || node.address.isNull() || node.port == 0) {
         return std::nullopt;
     }
@@ -93,10 +90,10 @@ void HandshakeSocket::declareFunctions()
             return QJsonObject();
         });
     };
-    declare(QStringLiteral("hole_punching"), &HandshakeSocket::onHolePunching);
-    declare(QStringLiteral("request_hole_punching"), &HandshakeSocket::onRequestHolePunching);
-    declare(QStringLiteral("master_ping"), &HandshakeSocket::onMasterPing);
-    declare(QStringLiteral("drop"), &HandshakeSocket::onDrop);
+    declare(RendezvousCalls::kHolePunching, &HandshakeSocket::onHolePunching);
+    declare(RendezvousCalls::kRequestHolePunching, &HandshakeSocket::onRequestHolePunching);
+    declare(RendezvousCalls::kMasterPing, &HandshakeSocket::onMasterPing);
+    declare(RendezvousCalls::kDrop, &HandshakeSocket::onDrop);
 }
 
 // The first of those nearest; a default node if there is none.
@@ -125,10 +122,11 @@ void HandshakeSocket::start(const NodeInfo& node)
     if (m_listening || m_masters.isEmpty()) {
         return;
     }
-    m_rpcSocket->invoke(
-        nearestMaster(node.id), QStringLiteral("request_hole_punching"),
-        {{kIdKey, node.id.toString()}, {kAddressKey, node.address.toString()}, {kPortKey, node.port}}, {}, {},
-        kCallTimeout);
+    m_rpcSocket->invoke(nearestMaster(node.id), RendezvousCalls::kRequestHolePunching,
+                        {{RendezvousCalls::kId, node.id.toString()},
+                         {RendezvousCalls::kAddress, node.address.toString()},
+                         {RendezvousCalls::kPort, node.port}},
+                        {}, {}, kCallTimeout);
 }
 
 void HandshakeSocket::timeout()
@@ -171,7 +169,7 @@ void HandshakeSocket::masterPing()
             ++self->m_missedPings;
         }
     };
-    m_rpcSocket->invoke(m_master, QStringLiteral("master_ping"), {}, answered, expired, kPingTimeout);
+    m_rpcSocket->invoke(m_master, RendezvousCalls::kMasterPing, {}, answered, expired, kPingTimeout);
 }
 
 void HandshakeSocket::callHolePunching()
@@ -181,7 +179,7 @@ void HandshakeSocket::callHolePunching()
             self->onHolePunchingReply(peer);
         }
     };
-    m_rpcSocket->invoke(m_target, QStringLiteral("hole_punching"), {}, answered, {}, kCallTimeout);
+    m_rpcSocket->invoke(m_target, RendezvousCalls::kHolePunching, {}, answered, {}, kCallTimeout);
 }
 
 void HandshakeSocket::setActive(bool active)
@@ -194,7 +192,7 @@ void HandshakeSocket::setActive(bool active)
         m_missedPings = 0;
         m_lastPing.reset();
     } else {
-        m_rpcSocket->invoke(m_master, QStringLiteral("forget"), {}, {}, {}, kCallTimeout);
+        m_rpcSocket->invoke(m_master, RendezvousCalls::kForget, {}, {}, {}, kCallTimeout);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "Rendezvous/HolePunching.h"
 
+#include "Network/Protocol/RendezvousCalls.h"
+
 #include <QPointer>
 #include <utility>
 
@@ -18,7 +20,7 @@ HolePunching::HolePunching(QSharedPointer<RpcSocket> rpcSocket, QObject* parent,
     , m_interval(intervalMs)
 {
     connect(m_timer, &QTimer::timeout, this, &HolePunching::onTimeout);
-    m_rpcSocket->declareFunction(QStringLiteral("process_hole_punching"),
+    m_rpcSocket->declareFunction(RendezvousCalls::kProcessHolePunching,
                                  [](const QJsonObject&, const NodeInfo&) { return QJsonObject(); });
 }
 
@@ -38,7 +40,7 @@ void HolePunching::onTimeout()
             self->onReply();
         }
     };
-    m_rpcSocket->invoke(m_node, QStringLiteral("process_hole_punching"), {}, onReply, {}, kCallTimeout);
+    m_rpcSocket->invoke(m_node, RendezvousCalls::kProcessHolePunching, {}, onReply, {}, kCallTimeout);
     if (--m_triesLeft < 0) {
         stop();
         emit fail(m_node);

@@ -4,6 +4,7 @@
 #include "Core/Log/LogLimiter.h"
 #include "Core/Process/Version.h"
 #include "Network/Data/Json.h"
+#include "Network/Protocol/RendezvousCalls.h"
 #include "Rendezvous/HolePunching.h"
 
 #include <QPointer>
@@ -45,10 +46,10 @@ PingActiveConnection::~PingActiveConnection()
 void PingActiveConnection::declareFunctions()
 {
     const QPointer<PingActiveConnection> self(this);
-    m_rpcSocket->declareFunction(QStringLiteral("drop_client"), [self](const QJsonObject&, const NodeInfo&) {
+    m_rpcSocket->declareFunction(RendezvousCalls::kDropClient, [self](const QJsonObject&, const NodeInfo&) {
         return self ? self->onDropClient() : QJsonObject();
     });
-    m_rpcSocket->declareFunction(QStringLiteral("set_timeout_timer_ping"),
+    m_rpcSocket->declareFunction(RendezvousCalls::kSetTimeoutTimerPing,
                                  [self](const QJsonObject& request, const NodeInfo&) {
                                      return self ? self->onSetTimeoutTimerPing(request) : QJsonObject();
                                  });
@@ -86,12 +87,12 @@ void PingActiveConnection::timeout()
 
 void PingActiveConnection::busy()
 {
-    m_rpcSocket->invoke(m_handshakeNode, QStringLiteral("busy"), {}, {}, {}, kCallTimeout);
+    m_rpcSocket->invoke(m_handshakeNode, RendezvousCalls::kBusy, {}, {}, {}, kCallTimeout);
 }
 
 void PingActiveConnection::drop()
 {
-    m_rpcSocket->invoke(m_handshakeNode, QStringLiteral("drop"), {}, {}, {}, kCallTimeout);
+    m_rpcSocket->invoke(m_handshakeNode, RendezvousCalls::kDrop, {}, {}, {}, kCallTimeout);
 }
 
 void PingActiveConnection::resetCounter()
@@ -99,28 +100,27 @@ void PingActiveConnection::resetCounter()
     m_fastCounter = 0;
 }
 
-// Here alone `vma` and `vmi` are the application's version, as text; elsewhere they are the protocol's.
 void PingActiveConnection::newServer(const RpcSocket::SuccessCallback& success,
                                      const RpcSocket::TimeoutCallback& timeout)
 {
     const QJsonObject announcement{
-        {QStringLiteral("port"), static_cast<int>(m_localPort)},
-        {QStringLiteral("vma"), QString(Version::kMajor)},
-        {QStringLiteral("vmi"), QString(Version::kMinor)},
-        {QStringLiteral("dt"), m_deviceType},
+        {RendezvousCalls::kPort, static_cast<int>(m_localPort)},
+        {RendezvousCalls::kMajorVersion, QString(Version::kMajor)},
+        {RendezvousCalls::kMinorVersion, QString(Version::kMinor)},
+        {RendezvousCalls::kDeviceType, m_deviceType},
     };
-    m_rpcSocket->invoke(m_handshakeNode, QStringLiteral("new_server"), announcement, success, timeout,
+    m_rpcSocket->invoke(m_handshakeNode, RendezvousCalls::kNewServer, announcement, success, timeout,
                         kCallTimeout);
 }
 
 void PingActiveConnection::onNewServerReply(const QJsonObject& reply)
 {
-    const QString id = QStringLiteral("chp_id");
-    const QString address = QStringLiteral("chp_addr");
-    const QString port = QStringLiteral("chp_port");
     NodeInfo client;
-    if (Json::containsAll(reply, {id, address, port}) && Json::toNodeId(reply, id, client.id) &&
-        Json::toHostAddress(reply, address, client.address) && Json::toUInt16(reply, port, client.port)) {
+    if (Json::containsAll(reply, {RendezvousCalls::kCallerId, RendezvousCalls::kCallerAddress,
+                                  RendezvousCalls::kCallerPort}) &&
+        Json::toNodeId(reply, RendezvousCalls::kCallerId, client.id) &&
+        Json::toHostAddress(reply, RendezvousCalls::kCallerAddress, client.address) &&
+        Json::toUInt16(reply, RendezvousCalls::kCallerPort, client.port)) {
         m_holePunching->start(client, {});
     }
 }
@@ -140,7 +140,7 @@ QJsonObject PingActiveConnection::onDropClient()
 QJsonObject PingActiveConnection::onSetTimeoutTimerPing(const QJsonObject& request)
 {
     int interval = 0; // ms
-    if (Json::toInt(request, QStringLiteral("v"), interval)) {
+    if (Json::toInt(request, RendezvousCalls::kInterval, interval)) {
         LOG_LIMITED(LOG_DEBUG()) << "Set timeout timer .." << interval;
         m_slowInterval = interval;
     }

@@ -1,11 +1,9 @@
 #include "Server/Discovery.h"
 
 #include "Core/Log/Log.h"
-#include "Network/Data/ProtocolVersion.h"
+#include "Network/Protocol/ProtocolVersion.h"
 
 #include <QHostAddress>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkInterface>
 #include <QUdpSocket>
 #include <algorithm>
@@ -41,12 +39,9 @@ QList<QHostAddress> broadcastAddresses()
 Discovery::Discovery(int160 id, quint16 port, int deviceType, const QString& title,
                      const QString& description, const QString& identificator, QObject* parent)
     : QObject(parent)
-    , m_id(std::move(id))
-    , m_port(port)
-    , m_title(title)
-    , m_description(description)
-    , m_identificator(identificator)
-    , m_deviceType(deviceType)
+    , m_announcement(Announcement{std::move(id), ProtocolVersion::kMajor, ProtocolVersion::kMinor, port,
+                                  deviceType, title, description, identificator}
+                         .encode())
     , m_udpSocket(new QUdpSocket(this))
 {
 }
@@ -55,23 +50,11 @@ Discovery::~Discovery() = default;
 
 void Discovery::send()
 {
-    const QByteArray datagram = announcement();
-    setReachable(sendOnInterfaces(datagram) || sendFrom(*m_udpSocket, datagram));
-}
-
-QByteArray Discovery::announcement() const
-{
-    const QJsonObject object{
-        {QStringLiteral("id"), m_id.toString()},          {QStringLiteral("vma"), ProtocolVersion::kMajor},
-        {QStringLiteral("vmi"), ProtocolVersion::kMinor}, {QStringLiteral("port"), m_port},
-        {QStringLiteral("device_type"), m_deviceType},    {QStringLiteral("title"), m_title},
-        {QStringLiteral("description"), m_description},   {QStringLiteral("identificator"), m_identificator},
-    };
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    setReachable(sendOnInterfaces() || sendFrom(*m_udpSocket));
 }
 
 // Interfaces come and go, and so do their addresses. False if there is none to send on.
-bool Discovery::sendOnInterfaces(const QByteArray& datagram)
+bool Discovery::sendOnInterfaces()
 {
     Sockets before = std::move(m_ofInterfaces);
     m_ofInterfaces.clear();
@@ -84,15 +67,16 @@ bool Discovery::sendOnInterfaces(const QByteArray& datagram)
             socket->bind(address);
         }
         // A broadcast leaves by the interface of the address that it comes from, whatever the routes say.
-        sent = sendFrom(*socket, datagram) || sent;
+        sent = sendFrom(*socket) || sent;
         m_ofInterfaces[name] = std::move(socket);
     }
     return sent;
 }
 
-bool Discovery::sendFrom(QUdpSocket& socket, const QByteArray& datagram)
+bool Discovery::sendFrom(QUdpSocket& socket)
 {
-    if (socket.writeDatagram(datagram, QHostAddress::Broadcast, kPort) == datagram.size()) {
+    if (socket.writeDatagram(m_announcement, QHostAddress::Broadcast, Announcement::kPort) ==
+        m_announcement.size()) {
         return true;
     }
     m_error = socket.errorString();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Network/Data/int160.h"
+#include "Network/Protocol/Announcement.h"
 
 #include <QObject>
 #include <QString>
@@ -9,8 +9,8 @@
 
 class QUdpSocket;
 
-/// Announces a free server on the local network: one JSON datagram to the broadcast address, UDP port 45433,
-/// with all that a client there needs to connect. It goes out on every interface that is up and can
+/// Announces a free server on the local network: one Announcement to the broadcast address, with all
+/// that a client there needs to connect. It goes out on every interface that is up and can
 /// broadcast, from that interface's address; where there is none, as the routes tell. Only sends, from ports
 /// of its own.
 /// Thread:    the main one.
@@ -20,8 +20,6 @@ class Discovery : public QObject
     Q_OBJECT
 
 public:
-    static constexpr quint16 kPort = 45433;
-
     /// `port` is the UDP port that the server serves on, `deviceType` a value of DefRadioDevice::Type.
     Discovery(int160 id, quint16 port, int deviceType, const QString& title, const QString& description,
               const QString& identificator, QObject* parent);
@@ -33,19 +31,13 @@ public:
 private:
     using Sockets = std::map<QString, std::unique_ptr<QUdpSocket>>;
 
-    [[nodiscard]] QByteArray announcement() const;
-    [[nodiscard]] bool sendOnInterfaces(const QByteArray& datagram);
-    [[nodiscard]] bool sendFrom(QUdpSocket& socket, const QByteArray& datagram);
+    [[nodiscard]] bool sendOnInterfaces();
+    [[nodiscard]] bool sendFrom(QUdpSocket& socket);
     void setReachable(bool reachable);
 
-    const int160 m_id;
-    const quint16 m_port;
-    const QString m_title;
-    const QString m_description;
-    const QString m_identificator;
-    const int m_deviceType;
-    QUdpSocket* m_udpSocket; // bound to no address
-    Sockets m_ofInterfaces;  // each bound to its key
+    const QByteArray m_announcement; // a datagram
+    QUdpSocket* m_udpSocket;         // bound to no address
+    Sockets m_ofInterfaces;          // each bound to its key
     bool m_reachable = true;
     QString m_error; // of the last send that failed
 };

@@ -6,6 +6,7 @@
 #include "Core/Signal/Kernels/AlternatingWindow.h"
 #include "Core/Signal/Kernels/SpectrumLevels.h"
 #include "Core/Worker/DspH/FftEngine.h"
+#include "Network/Protocol/SpectrumPackets.h"
 #include "Network/Socket/FFTSocket.h"
 
 #include <QMutexLocker>
@@ -23,6 +24,10 @@ constexpr int kMinFftSize = 2;
 // Has no level, as a point without a bin has none.
 constexpr DoubleComplex kNoBin{std::numeric_limits<double>::quiet_NaN(), 0.0};
 constexpr double kTwoPi = 6.283185307179586;
+
+// What a client reads them as.
+static_assert(Kernels::kPointsPerDecibel == SpectrumPackets::kPointsPerDecibel);
+static_assert(Kernels::kNoLevel == SpectrumPackets::kNoBin);
 
 bool isUsable(int dataSize, int fftSize)
 {

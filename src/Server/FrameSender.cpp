@@ -1,5 +1,6 @@
 #include "Server/FrameSender.h"
 
+#include "Network/Protocol/SpectrumPackets.h"
 #include "Network/Socket/FFTSocket.h"
 
 #include <QTimer>
@@ -9,8 +10,6 @@
 namespace
 {
 
-constexpr qint16 kFrameMarker = 0x7F0F;
-constexpr int kPacketSize = 252;    // points
 constexpr int kPacketsPerTurn = 24; // half a millisecond's work, as much as a frame's transform
 
 } // namespace
@@ -19,8 +18,7 @@ FrameSender::FrameSender(QSharedPointer<FFTSocket> fftSocket, bool compress, QOb
     : QObject(parent)
     , m_fftSocket(std::move(fftSocket))
     , m_nextTurn(new QTimer(this))
-    , m_header{kFrameMarker, 0, 0}
-    , m_packet(kPacketSize)
+    , m_packet(SpectrumPackets::kPacketPoints)
     , m_compress(compress)
 {
     m_nextTurn->setSingleShot(true);
@@ -35,8 +33,8 @@ void FrameSender::send(const QVector<qint16>& points, const QHostAddress& addres
     m_sent = 0;
     m_address = address;
     m_port = port;
-    m_lastPacket.resize(points.size() % kPacketSize);
-    m_header[1] = static_cast<qint16>(points.size());
+    m_lastPacket.resize(points.size() % SpectrumPackets::kPacketPoints);
+    SpectrumPackets::writeHeader(points.size(), m_header);
     m_fftSocket->send(m_header, m_address, m_port, m_compress);
     sendTurn();
 }
@@ -56,7 +54,7 @@ void FrameSender::sendTurn()
 
 void FrameSender::sendPacket()
 {
-    QVector<qint16>& packet = m_points.size() - m_sent < kPacketSize ? m_lastPacket : m_packet;
+    QVector<qint16>& packet = m_points.size() - m_sent < m_packet.size() ? m_lastPacket : m_packet;
     std::copy_n(m_points.constData() + m_sent, packet.size(), packet.data());
     m_sent += packet.size();
     m_fftSocket->send(packet, m_address, m_port, m_compress);

@@ -2,6 +2,7 @@
 
 #include "Core/Losses/Losses.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "Network/Protocol/IqBlocks.h"
 #include "Network/Socket/IQSocket.h"
 #include "Server/IqConversion.h"
 
@@ -11,8 +12,6 @@
 namespace
 {
 
-constexpr int kBlockSize = 128;             // samples a datagram
-constexpr int kValueCount = 2 * kBlockSize; // real and imaginary parts
 constexpr std::chrono::milliseconds kTick{28};
 constexpr int kBlocksPerTurn = 40; // half a millisecond's work
 
@@ -24,8 +23,8 @@ IQStream::IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent
     , m_iqSocket(QSharedPointer<IQSocket>::create(m_socket))
     , m_timer(new QTimer(this))
     , m_nextTurn(new QTimer(this))
-    , m_block(kBlockSize)
-    , m_samples(kValueCount)
+    , m_block(IqBlocks::kSamples)
+    , m_samples(IqBlocks::kValues)
     , m_compress(compress)
 {
     m_socket->addSocket(m_iqSocket);
@@ -79,10 +78,10 @@ void IQStream::onTimeout()
 // False if there is none to be sent.
 bool IQStream::sendBlock()
 {
-    if (m_device == nullptr || !m_reader->read(m_block.data(), kBlockSize)) {
+    if (m_device == nullptr || !m_reader->read(m_block.data(), IqBlocks::kSamples)) {
         return false;
     }
-    convertIq(m_block.constData(), kBlockSize, m_samples.data());
+    convertIq(m_block.constData(), IqBlocks::kSamples, m_samples.data());
     m_iqSocket->send(m_samples, m_address, m_port, m_compress);
     return true;
 }

@@ -1,16 +1,16 @@
 #include "Server/IqConversion.h"
 
 #include "Core/Signal/DoubleComplex.h"
+#include "Network/Protocol/IqBlocks.h"
 
 namespace
 {
 
-constexpr double kScale = 32768.0;
 constexpr double kInt64Limit = 9223372036854775808.0; // 2^63
 
 std::int16_t toInt16(double value)
 {
-    const double scaled = value * kScale;
+    const double scaled = value * IqBlocks::kFullScale;
     if (!(scaled > -kInt64Limit && scaled < kInt64Limit)) {
         return 0;
     }

@@ -9,8 +9,10 @@
 #include "Core/RadioDevice/InfoRadioDevice.h"
 #include "Network/Data/Base58.h"
 #include "Network/Data/Json.h"
-#include "Network/Data/ProtocolVersion.h"
 #include "Network/Internet/IPFromDNS.h"
+#include "Network/Protocol/ProtocolVersion.h"
+#include "Network/Protocol/Replication.h"
+#include "Network/Protocol/SessionCalls.h"
 #include "Network/Remote/SourceObject.h"
 #include "Network/Socket/RpcSocket.h"
 #include "Network/Socket/Socket.h"
@@ -32,12 +34,9 @@ namespace
 constexpr int kTick = 1000;            // ms
 constexpr int kUserCallTimeout = 5000; // ms
 
-const QString kSourceName = QStringLiteral("rrd");
-const QString kErrorKey = QStringLiteral("err");
-
 QJsonObject refusal(const QString& text)
 {
-    return {{kErrorKey, text}};
+    return {{SessionCalls::kError, text}};
 }
 
 } // namespace
@@ -124,7 +123,7 @@ quint32 Server::failHolePunching() const
 
 void Server::declareFunctions()
 {
-    m_rpcSocket->declareFunction(QStringLiteral("connect_to_host"),
+    m_rpcSocket->declareFunction(SessionCalls::kConnectToHost,
                                  [this](const QJsonObject& request, const NodeInfo& client) {
                                      return connectToHost(request, client);
                                  });
@@ -135,33 +134,29 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     LOG_LIMITED(LOG_DEBUG()) << "Connection from host" << Base58::encode(client.id.bytes())
                              << client.address.toString() << client.port;
 
-    const QString identificatorKey = QStringLiteral("identificator");
     int majorVersion = 0;
     int minorVersion = 0;
     QString identificator;
     // Any text reads as a string, an absent one as the empty string, which would drive out whoever is
     // connected: so the key has to hold one.
-    if (!Json::toInt(request, QStringLiteral("vma"), majorVersion) ||
-        !Json::toInt(request, QStringLiteral("vmi"), minorVersion) ||
-        !request.value(identificatorKey).isString() ||
-        !Json::toString(request, identificatorKey, identificator)) {
-        const QString text = QStringLiteral("Error get client packet values!");
-        LOG_LIMITED(LOG_DEBUG()) << text;
-        return refusal(text);
+    if (!Json::toInt(request, SessionCalls::kMajorVersion, majorVersion) ||
+        !Json::toInt(request, SessionCalls::kMinorVersion, minorVersion) ||
+        !request.value(SessionCalls::kIdentificator).isString() ||
+        !Json::toString(request, SessionCalls::kIdentificator, identificator)) {
+        LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kBadRequest;
+        return refusal(SessionCalls::kBadRequest);
     }
     if (majorVersion != ProtocolVersion::kMajor) {
-        const QString text = QStringLiteral("Unsupported version protocol!");
-        LOG_LIMITED(LOG_DEBUG()) << text;
-        return refusal(text);
+        LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kUnsupportedVersion;
+        return refusal(SessionCalls::kUnsupportedVersion);
     }
     m_sameIdentificator = identificator == m_deviceInfo->identificator;
     if (isConnected()) {
         if (m_sameIdentificator || !m_takeovers.take()) {
-            const QString text = QStringLiteral("Server busy!");
-            LOG_LIMITED(LOG_DEBUG()) << text;
-            return refusal(text);
+            LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kBusy;
+            return refusal(SessionCalls::kBusy);
         }
-        m_userSocket->invoke(QStringLiteral("admin_request"), {}, {}, {}, kUserCallTimeout);
+        m_userSocket->invoke(SessionCalls::kAdminRequest, {}, {}, {}, kUserCallTimeout);
         m_socket->removeSocket(m_userSocket);
     }
 
@@ -174,7 +169,7 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     m_fftStream->setHost(client.address, client.port);
     if (!initDevice(client)) {
         m_userSocket.clear();
-        return refusal(QStringLiteral("Error factory RadioDevice!"));
+        return refusal(SessionCalls::kNoDevice);
     }
 
     const int160 sessionId = int160::random();
@@ -185,7 +180,7 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     SessionCommands::declare(*m_userSocket, m_device, *m_fftStream);
     connect(m_userSocket.data(), &UserSocket::proven, this,
             [this, client] { m_unprovenSessions.prove(client.address, client.port); });
-    return {{QStringLiteral("session_id"), sessionId.toString()}};
+    return {{SessionCalls::kSessionId, sessionId.toString()}};
 }
 
 bool Server::initDevice(const NodeInfo& client)
@@ -202,7 +197,7 @@ bool Server::initDevice(const NodeInfo& client)
     // The old one takes its commands with it when it goes, so it has to go first.
     m_sourceObject.clear();
     m_sourceObject =
-        QSharedPointer<SourceObject>::create(kSourceName, m_device, m_rpcSocket, client, nullptr);
+        QSharedPointer<SourceObject>::create(Replication::kReceiver, m_device, m_rpcSocket, client, nullptr);
     if (m_pingActiveConnection != nullptr) {
         m_pingActiveConnection->busy();
     }
@@ -324,15 +319,16 @@ void Server::onNoData()
 void Server::onErrorHappen(QString text)
 {
     if (isConnected()) {
-        m_userSocket->invoke(QStringLiteral("error_happen"), {{kErrorKey, text}}, {}, {}, kUserCallTimeout);
+        m_userSocket->invoke(SessionCalls::kErrorHappen, {{SessionCalls::kError, text}}, {}, {},
+                             kUserCallTimeout);
     }
 }
 
 void Server::onOutSampleRateChanged(double outSampleRate)
 {
     if (isConnected()) {
-        m_userSocket->invoke(QStringLiteral("outSampleRateChanged"),
-                             {{QStringLiteral("outSampleRate"), outSampleRate}}, {}, {}, kUserCallTimeout);
+        m_userSocket->invoke(SessionCalls::kOutSampleRateChanged,
+                             {{SessionCalls::kOutSampleRate, outSampleRate}}, {}, {}, kUserCallTimeout);
     }
 }
 

@@ -1,7 +1,9 @@
 #include "Server/SessionCommands.h"
 
 #include "Core/RadioDevice/AbstractRadioDevice.h"
+#include "Core/Worker/DspH/DspH.h"
 #include "Network/Data/Json.h"
+#include "Network/Protocol/SessionCalls.h"
 #include "Network/Socket/UserSocket.h"
 #include "Server/FFTStream.h"
 
@@ -11,10 +13,14 @@
 namespace
 {
 
+// What a client takes for granted.
+static_assert(DspH::kFirstPreferredBandWidth == SessionCalls::kFirstPreferredBandWidth);
+static_assert(DspH::kFirstAliasFreeBandWidth == SessionCalls::kFirstAliasFree);
+
 void setIF(AbstractRadioDevice& device, const QJsonObject& request)
 {
     double frequency = 0.0;
-    if (Json::toDouble(request, QStringLiteral("IF"), frequency)) {
+    if (Json::toDouble(request, SessionCalls::kIF, frequency)) {
         device.setIF(frequency);
     }
 }
@@ -23,8 +29,8 @@ void setupDspH(AbstractRadioDevice& device, const QJsonObject& request)
 {
     double preferredBandWidth = 0.0;
     double aliasFreeBandWidth = 0.0;
-    if (Json::toDouble(request, QStringLiteral("prefBandWidth"), preferredBandWidth) &&
-        Json::toDouble(request, QStringLiteral("aliasFree"), aliasFreeBandWidth)) {
+    if (Json::toDouble(request, SessionCalls::kPreferredBandWidth, preferredBandWidth) &&
+        Json::toDouble(request, SessionCalls::kAliasFree, aliasFreeBandWidth)) {
         device.setupDspH(preferredBandWidth, aliasFreeBandWidth);
     }
 }
@@ -35,10 +41,10 @@ void setDataRange(FFTStream& spectrum, const QJsonObject& request)
     int stopIndex = 0;
     int dataSize = 0;
     int fftSize = 0;
-    if (Json::toInt(request, QStringLiteral("startIndex"), startIndex) &&
-        Json::toInt(request, QStringLiteral("stopIndex"), stopIndex) &&
-        Json::toInt(request, QStringLiteral("dataSize"), dataSize) &&
-        Json::toInt(request, QStringLiteral("fftSize"), fftSize)) {
+    if (Json::toInt(request, SessionCalls::kStartIndex, startIndex) &&
+        Json::toInt(request, SessionCalls::kStopIndex, stopIndex) &&
+        Json::toInt(request, SessionCalls::kDataSize, dataSize) &&
+        Json::toInt(request, SessionCalls::kFftSize, fftSize)) {
         spectrum.setDataRange(startIndex, stopIndex, dataSize, fftSize);
     }
 }
@@ -57,9 +63,9 @@ void SessionCommands::declare(UserSocket& session, AbstractRadioDevice* device, 
             return QJsonObject();
         });
     };
-    declare(QStringLiteral("setIF"), &setIF);
-    declare(QStringLiteral("setupDspH"), &setupDspH);
-    session.declareFunction(QStringLiteral("fft_data_range"),
+    declare(SessionCalls::kSetIF, &setIF);
+    declare(SessionCalls::kSetupDspH, &setupDspH);
+    session.declareFunction(SessionCalls::kFftDataRange,
                             [&spectrum](const QJsonObject& request, const NodeInfo&) {
                                 setDataRange(spectrum, request);
                                 return QJsonObject();

@@ -1,6 +1,6 @@
 #include "Client/ServerDouble.h"
 
-#include "Network/Socket/RpcPacket.h"
+#include "Network/Protocol/RpcPacket.h"
 
 #include <QJsonDocument>
 #include <utility>

@@ -9,6 +9,8 @@
 namespace
 {
 
+constexpr quint16 kPort = 45433;
+
 int160 idOf(char byte)
 {
     return int160(QByteArray(20, byte).constData());
@@ -33,7 +35,7 @@ private slots:
 
 void tst_Discovery::announcesTheServerInOneCompactObject()
 {
-    DatagramReceiver receiver(QHostAddress::AnyIPv4, Discovery::kPort);
+    DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     QVERIFY(receiver.isBound());
     Discovery discovery(int160(QStringLiteral("00112233445566778899AABBCCDDEEFF01020304")), 65535, 5,
                         QStringLiteral("a title"), QStringLiteral("what it is"), QStringLiteral("id \"1\""),
@@ -49,7 +51,7 @@ void tst_Discovery::announcesTheServerInOneCompactObject()
 
 void tst_Discovery::saysNothingBeforeItIsTold()
 {
-    DatagramReceiver receiver(QHostAddress::AnyIPv4, Discovery::kPort);
+    DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     const Discovery discovery(idOf(1), 1, 0, {}, {}, {}, nullptr);
     QCoreApplication::processEvents();
     QCOMPARE(receiver.take().size(), 0);
@@ -57,7 +59,7 @@ void tst_Discovery::saysNothingBeforeItIsTold()
 
 void tst_Discovery::sendsOneDatagramACall()
 {
-    DatagramReceiver receiver(QHostAddress::AnyIPv4, Discovery::kPort);
+    DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     Discovery discovery(idOf(1), 1, 0, {}, {}, {}, nullptr);
     for (int i = 0; i < 3; ++i) {
         discovery.send();
@@ -68,7 +70,7 @@ void tst_Discovery::sendsOneDatagramACall()
 void tst_Discovery::comesFromAPortOfItsOwn()
 {
     QUdpSocket receiver;
-    QVERIFY(receiver.bind(QHostAddress::AnyIPv4, Discovery::kPort));
+    QVERIFY(receiver.bind(QHostAddress::AnyIPv4, kPort));
     QUdpSocket server;
     QVERIFY(server.bind(QHostAddress::LocalHost));
     Discovery discovery(idOf(1), server.localPort(), 0, {}, {}, {}, nullptr);
@@ -86,7 +88,7 @@ void tst_Discovery::comesFromAPortOfItsOwn()
 
 void tst_Discovery::versionsAreNumbers()
 {
-    DatagramReceiver receiver(QHostAddress::AnyIPv4, Discovery::kPort);
+    DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     Discovery discovery(idOf(1), 1, -1, {}, {}, {}, nullptr);
     discovery.send();
     const QJsonObject object = QJsonDocument::fromJson(receiver.take().value(0)).object();
@@ -98,7 +100,7 @@ void tst_Discovery::versionsAreNumbers()
 
 void tst_Discovery::twoServersAnnounceThemselvesEachWithItsOwnValues()
 {
-    DatagramReceiver receiver(QHostAddress::AnyIPv4, Discovery::kPort);
+    DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     Discovery one(idOf(1), 1001, 0, {}, {}, QStringLiteral("first"), nullptr);
     Discovery two(idOf(2), 1002, 0, {}, {}, QStringLiteral("second"), nullptr);
     one.send();
@@ -117,7 +119,7 @@ void tst_Discovery::twoServersAnnounceThemselvesEachWithItsOwnValues()
 
 void tst_Discovery::emptyTextsAreSentAsEmptyStrings()
 {
-    DatagramReceiver receiver(QHostAddress::AnyIPv4, Discovery::kPort);
+    DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     Discovery discovery(idOf(0), 1, 0, QString(), QStringLiteral(""), QString(), nullptr);
     discovery.send();
     QCOMPARE(receiver.take(),
@@ -128,7 +130,7 @@ void tst_Discovery::emptyTextsAreSentAsEmptyStrings()
 
 void tst_Discovery::textsOutsideAsciiAreUtf8()
 {
-    DatagramReceiver receiver(QHostAddress::AnyIPv4, Discovery::kPort);
+    DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     Discovery discovery(idOf(0), 1, 0, QStringLiteral("Empf\u00e4nger"), {}, {}, nullptr);
     discovery.send();
     QVERIFY(receiver.take().value(0).contains("\"title\":\"Empf\xc3\xa4nger\""));

@@ -1,8 +1,8 @@
 #include "Client/IqQueue.h"
 #include "Client/IqReceiver.h"
+#include "Network/Protocol/PacketType.h"
+#include "Network/Protocol/SampleBlock.h"
 #include "Network/Socket/IQSocket.h"
-#include "Network/Socket/PacketType.h"
-#include "Network/Socket/SampleBlock.h"
 #include "fuzz/FuzzTarget.h"
 
 using FuzzTarget::expect;

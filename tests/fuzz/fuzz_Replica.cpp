@@ -1,6 +1,6 @@
 #include "Client/RemoteDevice.h"
+#include "Network/Protocol/RpcPacket.h"
 #include "Network/Remote/ReplicaObject.h"
-#include "Network/Socket/RpcPacket.h"
 #include "fuzz/FuzzTarget.h"
 
 #include <QCoreApplication>

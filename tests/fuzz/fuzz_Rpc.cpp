@@ -1,4 +1,4 @@
-#include "Network/Socket/RpcPacket.h"
+#include "Network/Protocol/RpcPacket.h"
 #include "Network/Socket/UserSocket.h"
 #include "fuzz/FuzzTarget.h"
 

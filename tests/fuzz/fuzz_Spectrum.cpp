@@ -1,7 +1,7 @@
 #include "Client/SpectrumReceiver.h"
+#include "Network/Protocol/PacketType.h"
+#include "Network/Protocol/SampleBlock.h"
 #include "Network/Socket/FFTSocket.h"
-#include "Network/Socket/PacketType.h"
-#include "Network/Socket/SampleBlock.h"
 #include "fuzz/FuzzTarget.h"
 
 using FuzzTarget::expect;

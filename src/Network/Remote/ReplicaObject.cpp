@@ -2,6 +2,7 @@
 
 #include "Core/Log/Log.h"
 #include "Network/Data/Json.h"
+#include "Network/Protocol/Replication.h"
 
 #include <QPointer>
 #include <QTimer>
@@ -11,18 +12,6 @@ namespace
 {
 
 constexpr int kTimeout = 5000; // ms
-
-// Each command's prefix; the pair's name follows.
-const QString kInitReplica = QStringLiteral("it_ra_");
-const QString kInitProperty = QStringLiteral("pci_");
-const QString kSynchronized = QStringLiteral("sss_syc_");
-const QString kChecksum = QStringLiteral("sync_crc_");
-const QString kPropertyChanged = QStringLiteral("pc_");
-const QString kWriteProperty = QStringLiteral("wp_");
-
-const QString kNameKey = QStringLiteral("n");
-const QString kValueKey = QStringLiteral("v");
-const QString kChecksumKey = QStringLiteral("crc");
 
 constexpr qint64 kValueSize = 32;    // bytes that any value takes at the least, about
 constexpr qint64 kCharacterSize = 2; // bytes
@@ -78,8 +67,8 @@ ReplicaObject::ReplicaObject(const QString& name, const NodeInfo& source, QShare
 
 ReplicaObject::~ReplicaObject()
 {
-    m_rpc->removeFunction(kSynchronized + m_name);
-    m_rpc->removeFunction(kPropertyChanged + m_name);
+    m_rpc->removeFunction(Replication::kSynchronized + m_name);
+    m_rpc->removeFunction(Replication::kPropertyChanged + m_name);
 }
 
 // Two of the handlers outlive this object: each looks first.
@@ -95,11 +84,11 @@ void ReplicaObject::declareFunctions()
             return QJsonObject();
         });
     };
-    m_rpc->declareFunction(kSynchronized + m_name,
+    m_rpc->declareFunction(Replication::kSynchronized + m_name,
                            [](const QJsonObject&, const NodeInfo&) { return QJsonObject(); });
-    declare(kPropertyChanged, &ReplicaObject::onPropertyChanged);
-    declare(kInitProperty, &ReplicaObject::onInitProperty);
-    declare(kChecksum, &ReplicaObject::onChecksum);
+    declare(Replication::kPropertyChanged, &ReplicaObject::onPropertyChanged);
+    declare(Replication::kInitProperty, &ReplicaObject::onInitProperty);
+    declare(Replication::kChecksum, &ReplicaObject::onChecksum);
 }
 
 void ReplicaObject::clone()
@@ -137,13 +126,13 @@ void ReplicaObject::onTimeout()
 void ReplicaObject::askForSet()
 {
     m_receivedNames.clear();
-    m_rpc->invoke(m_source, kInitReplica + m_name, {}, {}, {}, kTimeout);
+    m_rpc->invoke(m_source, Replication::kInitReplica + m_name, {}, {}, {}, kTimeout);
 }
 
 void ReplicaObject::onInitProperty(const QJsonObject& request)
 {
     QString name;
-    Json::toString(request, kNameKey, name);
+    Json::toString(request, Replication::kName, name);
     const QByteArray bytes = name.toUtf8();
     if (m_receivedNames.size() + bytes.size() <= kMaximumSize) {
         m_receivedNames += bytes;
@@ -155,8 +144,8 @@ void ReplicaObject::onPropertyChanged(const QJsonObject& request)
 {
     QString name;
     QVariant value;
-    Json::toString(request, kNameKey, name);
-    Json::toVariant(request, kValueKey, value);
+    Json::toString(request, Replication::kName, name);
+    Json::toVariant(request, Replication::kValue, value);
 
     const auto known = m_properties.constFind(name);
     const qint64 before = known == m_properties.constEnd() ? 0 : sizeOf(name, *known);
@@ -173,10 +162,10 @@ void ReplicaObject::onPropertyChanged(const QJsonObject& request)
 void ReplicaObject::onChecksum(const QJsonObject& request)
 {
     quint16 checksum = 0;
-    if (!Json::toUInt16(request, kChecksumKey, checksum)) {
+    if (!Json::toUInt16(request, Replication::kCrc, checksum)) {
         return;
     }
-    if (checksum != qChecksum(m_receivedNames.constData(), static_cast<uint>(m_receivedNames.size()))) {
+    if (checksum != Replication::checksum(m_receivedNames)) {
         return;
     }
     m_retryTimer->stop();
@@ -228,6 +217,7 @@ void ReplicaObject::setProperty(const QString& name, const QVariant& value)
         m_size += sizeOf(value) - sizeOf(*found);
         *found = value;
     }
-    m_rpc->invoke(m_source, kWriteProperty + m_name,
-                  {{kNameKey, name}, {kValueKey, QJsonValue::fromVariant(value)}}, {}, {}, kTimeout);
+    m_rpc->invoke(m_source, Replication::kWriteProperty + m_name,
+                  {{Replication::kName, name}, {Replication::kValue, QJsonValue::fromVariant(value)}}, {}, {},
+                  kTimeout);
 }

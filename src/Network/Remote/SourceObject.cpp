@@ -4,6 +4,7 @@
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Network/Data/Json.h"
+#include "Network/Protocol/Replication.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -16,22 +17,10 @@ namespace
 
 constexpr int kTimeout = 5000; // ms
 
-// Each command's prefix; the pair's name follows.
-const QString kInitReplica = QStringLiteral("it_ra_");
-const QString kInitProperty = QStringLiteral("pci_");
-const QString kSynchronized = QStringLiteral("sss_syc_");
-const QString kChecksum = QStringLiteral("sync_crc_");
-const QString kPropertyChanged = QStringLiteral("pc_");
-const QString kWriteProperty = QStringLiteral("wp_");
-
-const QString kNameKey = QStringLiteral("n");
-const QString kValueKey = QStringLiteral("v");
-const QString kChecksumKey = QStringLiteral("crc");
-
 QJsonObject namedValue(const QMetaProperty& property, const QObject* object)
 {
-    return {{kNameKey, QString::fromUtf8(property.name())},
-            {kValueKey, QJsonValue::fromVariant(property.read(object))}};
+    return {{Replication::kName, QString::fromUtf8(property.name())},
+            {Replication::kValue, QJsonValue::fromVariant(property.read(object))}};
 }
 
 // Bytes of JSON text.
@@ -72,18 +61,18 @@ SourceObject::SourceObject(const QString& name, QObject* target, QSharedPointer<
 
 SourceObject::~SourceObject()
 {
-    m_rpc->removeFunction(kInitReplica + m_name);
-    m_rpc->removeFunction(kWriteProperty + m_name);
+    m_rpc->removeFunction(Replication::kInitReplica + m_name);
+    m_rpc->removeFunction(Replication::kWriteProperty + m_name);
 }
 
 void SourceObject::declareFunctions()
 {
-    m_rpc->declareFunction(kInitReplica + m_name, [this](const QJsonObject&, const NodeInfo& caller) {
-        return onInitReplica(caller);
-    });
-    m_rpc->declareFunction(kWriteProperty + m_name, [this](const QJsonObject& request, const NodeInfo&) {
-        return onWriteProperty(request);
-    });
+    m_rpc->declareFunction(
+        Replication::kInitReplica + m_name,
+        [this](const QJsonObject&, const NodeInfo& caller) { return onInitReplica(caller); });
+    m_rpc->declareFunction(
+        Replication::kWriteProperty + m_name,
+        [this](const QJsonObject& request, const NodeInfo&) { return onWriteProperty(request); });
 }
 
 void SourceObject::catchAllSignals(QObject* target)
@@ -120,7 +109,7 @@ void SourceObject::onPropertyChanged()
     for (int i = 0; i < meta->propertyCount(); ++i) {
         const QMetaProperty property = meta->property(i);
         if (property.notifySignalIndex() == signal) {
-            send(kPropertyChanged, namedValue(property, object));
+            send(Replication::kPropertyChanged, namedValue(property, object));
         }
     }
 }
@@ -156,13 +145,12 @@ QJsonObject SourceObject::onInitReplica(const NodeInfo& caller)
     for (int i = 0; i < meta->propertyCount(); ++i) {
         const QMetaProperty property = meta->property(i);
         if (property.isReadable()) {
-            send(kInitProperty, namedValue(property, m_target));
+            send(Replication::kInitProperty, namedValue(property, m_target));
             names += property.name();
         }
     }
     synchronized();
-    const quint16 checksum = qChecksum(names.constData(), static_cast<uint>(names.size()));
-    send(kChecksum, {{kChecksumKey, checksum}});
+    send(Replication::kChecksum, {{Replication::kCrc, Replication::checksum(names)}});
     return {};
 }
 
@@ -180,7 +168,7 @@ void SourceObject::synchronized()
             emit self->failSync();
         }
     };
-    m_rpc->invoke(m_peer, kSynchronized + m_name, {}, confirmed, expired, kTimeout);
+    m_rpc->invoke(m_peer, Replication::kSynchronized + m_name, {}, confirmed, expired, kTimeout);
 }
 
 void SourceObject::onSynchronized()
@@ -193,13 +181,13 @@ QJsonObject SourceObject::onWriteProperty(const QJsonObject& request)
 {
     QString name;
     QVariant value;
-    Json::toString(request, kNameKey, name);
-    Json::toVariant(request, kValueKey, value);
+    Json::toString(request, Replication::kName, name);
+    Json::toVariant(request, Replication::kValue, value);
     if (m_target.isNull()) {
         return {};
     }
     const QByteArray key = name.toUtf8();
-    if (!mayWrite(m_target, key, request.value(kValueKey))) {
+    if (!mayWrite(m_target, key, request.value(Replication::kValue))) {
         LOG_LIMITED(LOG_WARNING()) << "Error write property - too many dynamic properties!"
                                    << foreignText(name);
         return {};

@@ -1,7 +1,7 @@
 #include "Network/Socket/FFTSocket.h"
 
-#include "Network/Socket/PacketType.h"
-#include "Network/Socket/SampleBlock.h"
+#include "Network/Protocol/PacketType.h"
+#include "Network/Protocol/SampleBlock.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Network/Socket/SampleBlock.h"
+#include "Network/Protocol/SampleBlock.h"
 #include "Network/Socket/Socket.h"
 
 #include <QVector>

@@ -4,18 +4,11 @@
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
 #include "Network/Data/Json.h"
-#include "Network/Socket/RpcPacket.h"
+#include "Network/Protocol/RpcPacket.h"
 
 #include <QDateTime>
 #include <QJsonDocument>
 #include <utility>
-
-namespace
-{
-
-const QString kCommandKey = QStringLiteral("cd");
-
-} // namespace
 
 RpcSocket::RpcSocket(QSharedPointer<Socket> socket, const int160& id, QObject* parent, Clock clock)
     : QObject(parent)
@@ -49,7 +42,7 @@ bool RpcSocket::invoke(const NodeInfo& node, const QString& name, const QJsonObj
                                        now() + timeoutMs, QDateTime::currentMSecsSinceEpoch() + timeoutMs});
     }
     QJsonObject body = args;
-    body.insert(kCommandKey, name);
+    body.insert(RpcPacket::kCommandKey, name);
     return m_socket->write(datagram(number, body, node), node.address, node.port);
 }
 
@@ -69,11 +62,11 @@ bool RpcSocket::readyRead(QByteArray& data, const QHostAddress& address, quint16
     data.remove(0, RpcPacket::kHeaderSize);
 
     QJsonObject body;
-    if (!Json::fromByteArray(data, body, {kCommandKey})) {
+    if (!Json::fromByteArray(data, body, {RpcPacket::kCommandKey})) {
         return true;
     }
     QString command;
-    Json::toString(body, kCommandKey, command);
+    Json::toString(body, RpcPacket::kCommandKey, command);
     const NodeInfo sender{packet->senderId, address, port};
     if (command.trimmed().isEmpty()) {
         handleReply(packet->number, body, sender);
@@ -115,7 +108,7 @@ void RpcSocket::handleCall(quint32 number, const QString& name, const QJsonObjec
     if (m_replyWithheld) {
         return;
     }
-    result.insert(kCommandKey, QString());
+    result.insert(RpcPacket::kCommandKey, QString());
     m_socket->answer(datagram(number, result, caller), caller.address, caller.port);
 }
 

@@ -4,6 +4,7 @@
 #include "Core/Log/LogLimiter.h"
 #include "Network/Data/Base58.h"
 #include "Network/Data/Json.h"
+#include "Network/Protocol/SessionCalls.h"
 
 #include <utility>
 
@@ -12,10 +13,6 @@ namespace
 
 constexpr int kPingTimeout = 1500;       // ms
 constexpr int kDisconnectTimeout = 5000; // ms
-
-const QString kPing = QStringLiteral("ping");
-const QString kDisconnectFromHost = QStringLiteral("disconnect_from_host");
-const QString kPacketCountKey = QStringLiteral("c");
 
 // Either side can bring this about as often as it likes, by connecting anew.
 void logDisconnect(const NodeInfo& node)
@@ -42,10 +39,10 @@ UserSocket::~UserSocket()
 
 void UserSocket::declareFunctions()
 {
-    declareFunction(kDisconnectFromHost, [this](const QJsonObject&, const NodeInfo& caller) {
+    declareFunction(SessionCalls::kDisconnectFromHost, [this](const QJsonObject&, const NodeInfo& caller) {
         return onDisconnectFromHost(caller);
     });
-    declareFunction(kPing, [this](const QJsonObject& request, const NodeInfo& caller) {
+    declareFunction(SessionCalls::kPing, [this](const QJsonObject& request, const NodeInfo& caller) {
         return onPing(request, caller);
     });
 }
@@ -92,7 +89,7 @@ void UserSocket::disconnectFromHost()
         return;
     }
     logDisconnect(m_peer);
-    invoke(kDisconnectFromHost, {}, {}, {}, kDisconnectTimeout);
+    invoke(SessionCalls::kDisconnectFromHost, {}, {}, {}, kDisconnectTimeout);
     endConnection();
 }
 
@@ -113,13 +110,13 @@ void UserSocket::sendPing()
 {
     m_lastPingTime = now();
     m_pingSentTime = m_lastPingTime;
-    const QJsonObject args{{kPacketCountKey, static_cast<qint64>(socket().sentPackets())}};
+    const QJsonObject args{{SessionCalls::kPacketCount, static_cast<qint64>(socket().sentPackets())}};
     const auto answered = [this](const QJsonObject&, const NodeInfo&) {
         m_roundTrip = now() - m_pingSentTime;
         m_missedPings = 0;
     };
     invoke(
-        kPing, args, answered, [this] { ++m_missedPings; }, kPingTimeout);
+        SessionCalls::kPing, args, answered, [this] { ++m_missedPings; }, kPingTimeout);
 }
 
 void UserSocket::endConnection()
@@ -154,7 +151,7 @@ QJsonObject UserSocket::onPing(const QJsonObject& request, const NodeInfo& calle
     }
     m_missedPings = 0;
     qint64 sentByPeer = 0;
-    if (Json::toLongLong(request, kPacketCountKey, sentByPeer)) {
+    if (Json::toLongLong(request, SessionCalls::kPacketCount, sentByPeer)) {
         // Unsigned, since the peer may send any number at all.
         m_packetsLost = static_cast<qint64>(static_cast<quint64>(sentByPeer) - socket().receivedPackets());
         m_heardPing = true;

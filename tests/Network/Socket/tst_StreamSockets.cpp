@@ -3,7 +3,7 @@
 #include "Network/Socket/IQSocket.h"
 #include "Network/Socket/SPMSocket.h"
 
-#include "Network/Socket/SampleBlock.h"
+#include "Network/Protocol/SampleBlock.h"
 #include "Recorder.h"
 #include "support/AllocationCounter.h"
 #include "support/LogCapture.h"

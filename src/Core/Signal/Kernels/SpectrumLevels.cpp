@@ -17,7 +17,7 @@ namespace Kernels::HWY_NAMESPACE
 {
 constexpr double kFloor = 1e-22; // power; -220 dB, where silence stands
 constexpr float kLog10Of2 = 0.30103F;
-constexpr double kPointsPerBel = -40.0;
+constexpr double kPointsPerBel = 10.0 * Kernels::kPointsPerDecibel;
 
 // log2 of a mantissa from 0.5 up to 1, as a cubic.
 constexpr float kCubic = 1.2314959F;

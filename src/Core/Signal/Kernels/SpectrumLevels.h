@@ -7,6 +7,7 @@
 namespace Kernels
 {
 
+constexpr int kPointsPerDecibel = -4;
 /// The point of a bin that holds no number, or one without a limit: -200 dB.
 constexpr std::int16_t kNoLevel = 800;
 

@@ -28,6 +28,10 @@ class DspH : public Worker
     Q_PROPERTY(double ifFreq READ ifFreq WRITE setIfFreq RESET resetIfFreq NOTIFY ifFreqChanged)
 
 public:
+    // Hz, until it is told others.
+    static constexpr qlonglong kFirstPreferredBandWidth = 30'000;
+    static constexpr qlonglong kFirstAliasFreeBandWidth = 8'000;
+
     explicit DspH(QObject* parent = nullptr);
     ~DspH() override;
 
@@ -88,8 +92,8 @@ private:
     // Other threads read these by getProperty; only the worker's own writes them.
     std::atomic<qlonglong> m_inSampleRate{0};
     std::atomic<qlonglong> m_outSampleRate{0};
-    std::atomic<qlonglong> m_preferredBandWidth{30'000};
-    std::atomic<qlonglong> m_aliasFreeBandWidth{8'000};
+    std::atomic<qlonglong> m_preferredBandWidth{kFirstPreferredBandWidth};
+    std::atomic<qlonglong> m_aliasFreeBandWidth{kFirstAliasFreeBandWidth};
     std::atomic<double> m_ifFreq{0.0};
     QVector<DoubleComplex> m_workBuffer;
     QSharedPointer<OutWriter> m_outWriter;

@@ -1,4 +1,4 @@
-#include "Network/Socket/Deflater.h"
+#include "Network/Protocol/Deflater.h"
 
 #include <QtEndian>
 #include <zlib.h>

@@ -1,4 +1,4 @@
-#include "Network/Socket/SampleBlock.h"
+#include "Network/Protocol/SampleBlock.h"
 
 #include "support/LogCapture.h"
 

@@ -2,8 +2,11 @@
 
 #include <QByteArray>
 
-/// What a datagram holds, as the low four bits of its first byte tell; the high four are written as 0 and
-/// ignored on receipt. No other type is defined.
+/// What a datagram holds, as the low four bits of its first byte tell. No other type is defined.
+///
+///   0          1
+///   | 0 | type | RpcPacket, or SampleBlock ...     the high four bits are written as 0 and ignored on
+///   receipt
 enum class PacketType : quint8
 {
     Rpc = 0,

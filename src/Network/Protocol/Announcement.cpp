@@ -1,9 +1,10 @@
-#include "Client/Announcement.h"
+#include "Network/Protocol/Announcement.h"
 
 #include "Core/Log/ForeignText.h"
 #include "Network/Data/JsonText.h"
-#include "Network/Data/ProtocolVersion.h"
+#include "Network/Protocol/ProtocolVersion.h"
 
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <cmath>
 #include <limits>
@@ -12,6 +13,15 @@ namespace
 {
 
 constexpr int kMaximumText = 4096; // characters; a file's path is no longer
+
+const QString kId = QStringLiteral("id");
+const QString kMajorVersion = QStringLiteral("vma");
+const QString kMinorVersion = QStringLiteral("vmi");
+const QString kServerPort = QStringLiteral("port");
+const QString kDeviceType = QStringLiteral("device_type");
+const QString kTitle = QStringLiteral("title");
+const QString kDescription = QStringLiteral("description");
+const QString kIdentificator = QStringLiteral("identificator");
 
 // The whole number of a key; nothing if it is none, or beyond the limits.
 std::optional<int> readInteger(const QJsonObject& object, const QString& key, int lowest, int highest)
@@ -40,6 +50,16 @@ bool Announcement::isCompatible() const
     return majorVersion == ProtocolVersion::kMajor;
 }
 
+QByteArray Announcement::encode() const
+{
+    const QJsonObject object{
+        {kId, id.toString()},        {kMajorVersion, majorVersion},   {kMinorVersion, minorVersion},
+        {kServerPort, port},         {kDeviceType, deviceType},       {kTitle, title},
+        {kDescription, description}, {kIdentificator, identificator},
+    };
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
 std::optional<Announcement> Announcement::decode(const QByteArray& datagram)
 {
     if (datagram.size() > kMaximumSize) {
@@ -48,14 +68,14 @@ std::optional<Announcement> Announcement::decode(const QByteArray& datagram)
     constexpr int kLowest = std::numeric_limits<int>::min();
     constexpr int kHighest = std::numeric_limits<int>::max();
     const QJsonObject object = JsonText::parse(datagram).object();
-    const auto id = readText(object, QStringLiteral("id"));
-    const auto major = readInteger(object, QStringLiteral("vma"), 0, kHighest);
-    const auto minor = readInteger(object, QStringLiteral("vmi"), 0, kHighest);
-    const auto port = readInteger(object, QStringLiteral("port"), 1, std::numeric_limits<quint16>::max());
-    const auto type = readInteger(object, QStringLiteral("device_type"), kLowest, kHighest);
-    const auto title = readText(object, QStringLiteral("title"));
-    const auto description = readText(object, QStringLiteral("description"));
-    const auto identificator = readText(object, QStringLiteral("identificator"));
+    const auto id = readText(object, kId);
+    const auto major = readInteger(object, kMajorVersion, 0, kHighest);
+    const auto minor = readInteger(object, kMinorVersion, 0, kHighest);
+    const auto port = readInteger(object, kServerPort, 1, std::numeric_limits<quint16>::max());
+    const auto type = readInteger(object, kDeviceType, kLowest, kHighest);
+    const auto title = readText(object, kTitle);
+    const auto description = readText(object, kDescription);
+    const auto identificator = readText(object, kIdentificator);
     if (!id || !major || !minor || !port || !type || !title || !description || !identificator) {
         return std::nullopt;
     }

@@ -1,6 +1,6 @@
-#include "Network/Socket/RpcPacket.h"
+#include "Network/Protocol/RpcPacket.h"
 
-#include "Network/Socket/PacketType.h"
+#include "Network/Protocol/PacketType.h"
 
 #include <QtEndian>
 

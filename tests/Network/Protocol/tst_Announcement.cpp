@@ -1,4 +1,4 @@
-#include "Client/Announcement.h"
+#include "Network/Protocol/Announcement.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,6 +11,7 @@ class tst_Announcement : public QObject
 
 private slots:
     void whatAServerBroadcastsIsRead();
+    void whatIsWrittenIsReadAgain();
     void emptyTextsAreAllowed();
     void furtherKeysAreIgnored();
     void anotherMajorVersionIsReadAndNotCompatible();
@@ -55,6 +56,20 @@ void tst_Announcement::whatAServerBroadcastsIsRead()
     QVERIFY(announcement->isCompatible());
     QVERIFY(*announcement == *Announcement::decode(kDatagram));
     QVERIFY(*announcement != *Announcement::decode(with(QStringLiteral("title"), QStringLiteral("b"))));
+}
+
+void tst_Announcement::whatIsWrittenIsReadAgain()
+{
+    const Announcement announcement{int160(QStringLiteral("00112233445566778899aabbccddeeff00010203")),
+                                    8,
+                                    0,
+                                    50123,
+                                    0,
+                                    QStringLiteral("IQ file player"),
+                                    QStringLiteral("/home/a/b.wav"),
+                                    QStringLiteral("/home/a/b.wav")};
+    QCOMPARE(announcement.encode(), kDatagram);
+    QVERIFY(Announcement::decode(announcement.encode()) == announcement);
 }
 
 void tst_Announcement::emptyTextsAreAllowed()

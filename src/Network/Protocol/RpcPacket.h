@@ -3,18 +3,21 @@
 #include "Network/Data/int160.h"
 
 #include <QByteArray>
+#include <QString>
 #include <optional>
 
-/// One RPC datagram as the wire holds it:
+/// One datagram of a remote call or of a reply to one, as the wire holds it:
 ///
 ///   0        1              5            25           45
 ///   | type   | number (BE)  | sender id  | target id  | compact JSON ...
 ///
-/// The low four bits of the type are 0; the high four are written as 0 and ignored on receipt.
-/// Bytes in, value or nothing out: it knows no socket and does not look into the JSON.
+/// The low four bits of the type are 0 (PacketType). The JSON object names the command by the key "cd", which
+/// is empty in a reply; its other keys are the arguments, or the result. Bytes in, value or nothing out: it
+/// knows no socket and does not look into the JSON.
 struct RpcPacket
 {
     static constexpr int kHeaderSize = 45; ///< Bytes; a packet is longer than its header.
+    static inline const QString kCommandKey = QStringLiteral("cd");
 
     quint32 number = 0;
     int160 senderId;

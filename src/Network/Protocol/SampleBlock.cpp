@@ -1,6 +1,6 @@
-#include "Network/Socket/SampleBlock.h"
+#include "Network/Protocol/SampleBlock.h"
 
-#include "Network/Socket/Deflater.h"
+#include "Network/Protocol/Deflater.h"
 
 #include <QtEndian>
 #include <algorithm>
