@@ -4,12 +4,6 @@
 // operation by the operation's name. A result of 0 is success. No Qt, so that whatever stands in for the
 // library can be held to the same types.
 
-#if defined(_WIN32)
-#define RSP_CALL __cdecl
-#else
-#define RSP_CALL
-#endif
-
 namespace RspApi
 {
 
@@ -24,29 +18,27 @@ struct Device
 constexpr unsigned kMaxDevices = 4;
 
 /// `count` samples, I and Q apart, on the library's thread.
-using StreamCallback = void RSP_CALL(short* xi, short* xq, unsigned firstSample, int gainChanged,
-                                     int frequencyChanged, int rateChanged, unsigned count, unsigned reset,
-                                     void* context);
-using GainCallback = void RSP_CALL(unsigned reductionDb, unsigned lnaReductionDb, void* context);
+using StreamCallback = void(short* xi, short* xq, unsigned firstSample, int gainChanged, int frequencyChanged,
+                            int rateChanged, unsigned count, unsigned reset, void* context);
+using GainCallback = void(unsigned reductionDb, unsigned lnaReductionDb, void* context);
 
-using ApiVersion = int RSP_CALL(float* version);
-using GetDevices = int RSP_CALL(Device* devices, unsigned* count, unsigned maxCount);
-using SetDeviceIdx = int RSP_CALL(unsigned index);
-using ReleaseDeviceIdx = int RSP_CALL(unsigned index);
-using DebugEnable = int RSP_CALL(unsigned enable);
-using DCoffsetIQimbalanceControl = int RSP_CALL(unsigned dcCorrection, unsigned iqCorrection);
-using StreamInit = int RSP_CALL(int* reductionDb, double rateMHz, double frequencyMHz, int bandwidthType,
-                                int ifType, int lnaState, int* systemReductionDb, int gainMode,
-                                int* samplesPerPacket, StreamCallback* onSamples, GainCallback* onGain,
-                                void* context);
-using StreamUninit = int RSP_CALL();
-using Reinit = int RSP_CALL(int* reductionDb, double rateMHz, double frequencyMHz, int bandwidthType,
-                            int ifType, int loMode, int lnaState, int* systemReductionDb, int gainMode,
-                            int* samplesPerPacket, int reason);
-using SetRf = int RSP_CALL(double hertz, int absolute, int synchronous);
-using SetSyncUpdatePeriod = int RSP_CALL(unsigned samples);
-using SetSyncUpdateSampleNum = int RSP_CALL(unsigned samples);
-using AntennaControl = int RSP_CALL(int antenna);
+using ApiVersion = int(float* version);
+using GetDevices = int(Device* devices, unsigned* count, unsigned maxCount);
+using SetDeviceIdx = int(unsigned index);
+using ReleaseDeviceIdx = int(unsigned index);
+using DebugEnable = int(unsigned enable);
+using DCoffsetIQimbalanceControl = int(unsigned dcCorrection, unsigned iqCorrection);
+using StreamInit = int(int* reductionDb, double rateMHz, double frequencyMHz, int bandwidthType, int ifType,
+                       int lnaState, int* systemReductionDb, int gainMode, int* samplesPerPacket,
+                       StreamCallback* onSamples, GainCallback* onGain, void* context);
+using StreamUninit = int();
+using Reinit = int(int* reductionDb, double rateMHz, double frequencyMHz, int bandwidthType, int ifType,
+                   int loMode, int lnaState, int* systemReductionDb, int gainMode, int* samplesPerPacket,
+                   int reason);
+using SetRf = int(double hertz, int absolute, int synchronous);
+using SetSyncUpdatePeriod = int(unsigned samples);
+using SetSyncUpdateSampleNum = int(unsigned samples);
+using AntennaControl = int(int antenna);
 
 constexpr int kNotInstalled = -1; ///< No result of the library's own, as the next.
 constexpr int kLost = -1;         ///< Of a call that isn't back in time.
@@ -55,9 +47,9 @@ constexpr int kLost = -1;         ///< Of a call that isn't back in time.
 template <class Function>
 struct Absent;
 template <class... Arguments>
-struct Absent<int RSP_CALL(Arguments...)>
+struct Absent<int(Arguments...)>
 {
-    static int RSP_CALL call(Arguments... /*unused*/) { return kNotInstalled; }
+    static int call(Arguments... /*unused*/) { return kNotInstalled; }
 };
 
 } // namespace RspApi

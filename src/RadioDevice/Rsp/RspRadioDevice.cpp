@@ -42,15 +42,14 @@ int band(double hertz)
     return limit == kBandLimits.cend() ? -1 : static_cast<int>(limit - kBandLimits.cbegin()) + 1;
 }
 
-void RSP_CALL onSamples(short* xi, short* xq, unsigned /*firstSample*/, int /*gainChanged*/,
-                        int /*frequencyChanged*/, int /*rateChanged*/, unsigned count, unsigned /*reset*/,
-                        void* context)
+void onSamples(short* xi, short* xq, unsigned /*firstSample*/, int /*gainChanged*/, int /*frequencyChanged*/,
+               int /*rateChanged*/, unsigned count, unsigned /*reset*/, void* context)
 {
     DeliveryGate<RspRadioDevice>::visit(context,
                                         [=](RspRadioDevice& device) { device.deliver(xi, xq, count); });
 }
 
-void RSP_CALL onGain(unsigned /*reductionDb*/, unsigned /*lnaReductionDb*/, void* /*context*/) {}
+void onGain(unsigned /*reductionDb*/, unsigned /*lnaReductionDb*/, void* /*context*/) {}
 
 } // namespace
 

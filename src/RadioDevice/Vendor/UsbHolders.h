@@ -3,8 +3,8 @@
 #include <QString>
 
 /// Who else uses the USB. A library that finds a receiver busy doesn't tell who has it, nor which of the
-/// devices it is; what can be told is which other processes hold USB devices open. Those of other users hide
-/// that from all but root, and only Linux tells it at all.
+/// devices it is; what can be told is which other processes hold USB devices open.
+/// Thread: any.
 namespace UsbHolders
 {
 
