@@ -21,17 +21,17 @@ private slots:
     void init();
     void cleanup();
 
-    void theServerIsFoundAndCanBeConnectedTo();
-    void theDeviceIsThePlayer();
-    void aStationAboveTheCentreTurnsCounterClockwise();
-    void theSpectrumShowsTheStationWhereItIs();
-    void theOffsetBringsTheStationToZero();
-    void theBandwidthDecidesTheRate();
-    void aRetunedReceiverMovesTheStation();
+    void serverIsFoundAndCanBeConnectedTo();
+    void deviceIsPlayer();
+    void stationAboveCentreTurnsCounterClockwise();
+    void spectrumShowsStationWhereItIs();
+    void offsetBringsStationToZero();
+    void bandwidthDecidesRate();
+    void retunedReceiverMovesStation();
     void nothingIsLostOnLoopback();
-    void aSecondClientIsToldBusy();
-    void aServerThatWasStoppedForAWhileGoesOn();
-    void aServerThatWasKilledIsFoundAgain();
+    void secondClientIsToldBusy();
+    void serverStoppedForSecondsGoesOn();
+    void serverThatWasKilledIsFoundAgain();
 
 private:
     void makeSession(const ClientSession::Timing& timing);
@@ -139,7 +139,7 @@ double tst_ClientAndServer::toneOf() const
     return best;
 }
 
-void tst_ClientAndServer::theServerIsFoundAndCanBeConnectedTo()
+void tst_ClientAndServer::serverIsFoundAndCanBeConnectedTo()
 {
     ServerFinder finder;
     QVERIFY(finder.listen());
@@ -156,7 +156,7 @@ void tst_ClientAndServer::theServerIsFoundAndCanBeConnectedTo()
     QTRY_VERIFY(m_session->iq().receivedSamples() > 0);
 }
 
-void tst_ClientAndServer::theDeviceIsThePlayer()
+void tst_ClientAndServer::deviceIsPlayer()
 {
     QVERIFY(openAndSynchronize());
     const RemoteDevice& device = m_session->device();
@@ -169,7 +169,7 @@ void tst_ClientAndServer::theDeviceIsThePlayer()
     QVERIFY(device.contains(QStringLiteral("running")));
 }
 
-void tst_ClientAndServer::aStationAboveTheCentreTurnsCounterClockwise()
+void tst_ClientAndServer::stationAboveCentreTurnsCounterClockwise()
 {
     QVERIFY(openAndSynchronize());
     collect(4800);
@@ -181,7 +181,7 @@ void tst_ClientAndServer::aStationAboveTheCentreTurnsCounterClockwise()
     QVERIFY(powerAt(m_samples.mid(0, 4800), -kStation, rate) < 1e-4 * level * level);
 }
 
-void tst_ClientAndServer::theSpectrumShowsTheStationWhereItIs()
+void tst_ClientAndServer::spectrumShowsStationWhereItIs()
 {
     QVector<SpectrumFrame> frames;
     connect(&m_session->spectrum(), &SpectrumReceiver::frameReceived, this,
@@ -200,7 +200,7 @@ void tst_ClientAndServer::theSpectrumShowsTheStationWhereItIs()
     QCOMPARE(m_session->spectrum().droppedFrames(), 0);
 }
 
-void tst_ClientAndServer::theOffsetBringsTheStationToZero()
+void tst_ClientAndServer::offsetBringsStationToZero()
 {
     QVERIFY(m_session->setOffset(kStation));
     QVERIFY(openAndSynchronize());
@@ -211,7 +211,7 @@ void tst_ClientAndServer::theOffsetBringsTheStationToZero()
     QCOMPARE(toneOf(), -1000.0);
 }
 
-void tst_ClientAndServer::theBandwidthDecidesTheRate()
+void tst_ClientAndServer::bandwidthDecidesRate()
 {
     QVERIFY(openAndSynchronize());
     const double before = *m_session->outSampleRate();
@@ -225,7 +225,7 @@ void tst_ClientAndServer::theBandwidthDecidesTheRate()
     QVERIFY(time.elapsed() > 800);
 }
 
-void tst_ClientAndServer::aRetunedReceiverMovesTheStation()
+void tst_ClientAndServer::retunedReceiverMovesStation()
 {
     QVERIFY(openAndSynchronize());
     QVector<double> echoes;
@@ -253,7 +253,7 @@ void tst_ClientAndServer::nothingIsLostOnLoopback()
     QCOMPARE(m_session->spectrum().droppedFrames(), 0);
 }
 
-void tst_ClientAndServer::aSecondClientIsToldBusy()
+void tst_ClientAndServer::secondClientIsToldBusy()
 {
     QVERIFY(openAndSynchronize());
     ClientSession second;
@@ -265,7 +265,7 @@ void tst_ClientAndServer::aSecondClientIsToldBusy()
     QCOMPARE(m_session->state(), ClientSession::State::Connected);
 }
 
-void tst_ClientAndServer::aServerThatWasStoppedForAWhileGoesOn()
+void tst_ClientAndServer::serverStoppedForSecondsGoesOn()
 {
     QVERIFY(openAndSynchronize());
     QTRY_VERIFY(m_session->iq().receivedSamples() > 48'000);
@@ -283,7 +283,7 @@ void tst_ClientAndServer::aServerThatWasStoppedForAWhileGoesOn()
     QCOMPARE(m_session->datagramsLost(), 0);
 }
 
-void tst_ClientAndServer::aServerThatWasKilledIsFoundAgain()
+void tst_ClientAndServer::serverThatWasKilledIsFoundAgain()
 {
     // By a clock that runs three times as fast the server is found to be silent sooner.
     ClientSession::Timing timing;

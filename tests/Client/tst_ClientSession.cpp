@@ -9,36 +9,36 @@ class tst_ClientSession : public SessionTest
     Q_OBJECT
 
 private slots:
-    void aTargetThatLacksSomethingIsNotOpened();
-    void connectingNamesVersionAndIdentificatorAndOpensASession();
+    void targetThatLacksSomethingIsNotOpened();
+    void connectingNamesVersionAndIdentificatorAndOpensSession();
 
-    void closeTellsTheServer();
-    void aClosedSessionMayBeOpenedAgain();
-    void theServersGoodbyeEndsTheSession();
-    void aTakeoverIsToldApart();
-    void theServersErrorsArrive();
-    void theServersPingIsAnsweredAndCountsLosses();
+    void closeTellsServer();
+    void closedSessionMayBeOpenedAgain();
+    void serversGoodbyeEndsSession();
+    void takeoverIsToldApart();
+    void serversErrorsArrive();
+    void serversPingIsAnsweredAndCountsLosses();
 
-    void theDeviceSynchronizesOnTheSameIdAsTheSession();
-    void theDevicesPropertiesAreTyped();
-    void aWriteComesBackAsItsEcho();
-    void aRefusedWriteComesBackAsTheOldValue();
-    void aRefreshShowsWhatTellsOfNoChange();
-    void nothingIsWrittenOutsideASession();
+    void deviceSynchronizesOnSameIdAsSession();
+    void devicesPropertiesAreTyped();
+    void writeComesBackAsItsEcho();
+    void refusedWriteComesBackAsOldValue();
+    void refreshShowsWhatTellsOfNoChange();
+    void nothingIsWrittenOutsideSession();
     void valuesThatAreNoNumbersAreNotWritten();
-    void aSlotMayCloseTheSessionFromAnywhere_data();
-    void aSlotMayCloseTheSessionFromAnywhere();
+    void slotMayCloseSessionFromAnywhere_data();
+    void slotMayCloseSessionFromAnywhere();
 
-    void settingsMadeBeforeTheSessionAreSentWithIt();
-    void settingsMadeInTheSessionAreSentAtOnce();
+    void settingsMadeBeforeSessionAreSentWithIt();
+    void settingsMadeInSessionAreSentAtOnce();
     void settingsThatMakeNoSenseAreNotKept();
-    void theOutputRateIsTold();
+    void outputRateIsTold();
 
-    void iqArrivesFromTheServerAlone();
-    void spectrumArrivesOnceTheRangeIsTaken();
+    void iqArrivesFromServerAlone();
+    void spectrumArrivesOnceRangeIsTaken();
 };
 
-void tst_ClientSession::aTargetThatLacksSomethingIsNotOpened()
+void tst_ClientSession::targetThatLacksSomethingIsNotOpened()
 {
     ClientSession::Target none = target();
     none.id = int160();
@@ -52,7 +52,7 @@ void tst_ClientSession::aTargetThatLacksSomethingIsNotOpened()
     QCOMPARE(m_session->state(), State::Idle);
 }
 
-void tst_ClientSession::connectingNamesVersionAndIdentificatorAndOpensASession()
+void tst_ClientSession::connectingNamesVersionAndIdentificatorAndOpensSession()
 {
     QVector<State> states;
     connect(m_session.get(), &ClientSession::stateChanged, this,
@@ -70,7 +70,7 @@ void tst_ClientSession::connectingNamesVersionAndIdentificatorAndOpensASession()
     QCOMPARE(m_session->target().identificator, text("receiver 1"));
 }
 
-void tst_ClientSession::closeTellsTheServer()
+void tst_ClientSession::closeTellsServer()
 {
     QVERIFY(openAndWait());
     QVERIFY(m_server->isInSession());
@@ -82,7 +82,7 @@ void tst_ClientSession::closeTellsTheServer()
     QCOMPARE(m_ends.size(), 1);
 }
 
-void tst_ClientSession::aClosedSessionMayBeOpenedAgain()
+void tst_ClientSession::closedSessionMayBeOpenedAgain()
 {
     QVERIFY(openAndWait());
     const int160 firstId = m_server->client().id;
@@ -102,7 +102,7 @@ void tst_ClientSession::aClosedSessionMayBeOpenedAgain()
     m_session->close();
 }
 
-void tst_ClientSession::theServersGoodbyeEndsTheSession()
+void tst_ClientSession::serversGoodbyeEndsSession()
 {
     QVERIFY(openAndWait());
     m_server->session().disconnectFromHost();
@@ -110,14 +110,14 @@ void tst_ClientSession::theServersGoodbyeEndsTheSession()
     QCOMPARE(m_session->state(), State::Idle);
 }
 
-void tst_ClientSession::aTakeoverIsToldApart()
+void tst_ClientSession::takeoverIsToldApart()
 {
     QVERIFY(openAndWait());
     m_server->takeOver();
     QTRY_COMPARE(m_ends, QVector<End>{End::TakenOver});
 }
 
-void tst_ClientSession::theServersErrorsArrive()
+void tst_ClientSession::serversErrorsArrive()
 {
     QStringList errors;
     connect(m_session.get(), &ClientSession::deviceError, this,
@@ -135,7 +135,7 @@ void tst_ClientSession::theServersErrorsArrive()
     QCOMPARE(m_session->state(), State::Connected);
 }
 
-void tst_ClientSession::theServersPingIsAnsweredAndCountsLosses()
+void tst_ClientSession::serversPingIsAnsweredAndCountsLosses()
 {
     QVERIFY(openAndWait());
     QVERIFY(m_session->device().isSynchronized() ||
@@ -153,7 +153,7 @@ void tst_ClientSession::theServersPingIsAnsweredAndCountsLosses()
     QVERIFY(m_session->datagramsLost() <= 42);
 }
 
-void tst_ClientSession::theDeviceSynchronizesOnTheSameIdAsTheSession()
+void tst_ClientSession::deviceSynchronizesOnSameIdAsSession()
 {
     const QSignalSpy synchronized(&m_session->device(), &RemoteDevice::synchronized);
     QVERIFY(openAndWait());
@@ -168,7 +168,7 @@ void tst_ClientSession::theDeviceSynchronizesOnTheSameIdAsTheSession()
     QTRY_VERIFY(m_session->outSampleRate().has_value());
 }
 
-void tst_ClientSession::theDevicesPropertiesAreTyped()
+void tst_ClientSession::devicesPropertiesAreTyped()
 {
     RemoteDevice& device = m_session->device();
     QVERIFY(!device.frequency() && !device.type() && !device.swapIQ());
@@ -191,7 +191,7 @@ void tst_ClientSession::theDevicesPropertiesAreTyped()
     QVERIFY(!device.value(text("nothing")).isValid());
 }
 
-void tst_ClientSession::aWriteComesBackAsItsEcho()
+void tst_ClientSession::writeComesBackAsItsEcho()
 {
     RemoteDevice& device = m_session->device();
     QVERIFY(openAndWait());
@@ -205,7 +205,7 @@ void tst_ClientSession::aWriteComesBackAsItsEcho()
     QCOMPARE(m_server->device.frequency, 14'100'000.0);
 }
 
-void tst_ClientSession::aRefusedWriteComesBackAsTheOldValue()
+void tst_ClientSession::refusedWriteComesBackAsOldValue()
 {
     RemoteDevice& device = m_session->device();
     QVERIFY(openAndWait());
@@ -214,7 +214,7 @@ void tst_ClientSession::aRefusedWriteComesBackAsTheOldValue()
     QTRY_COMPARE(device.frequency(), std::optional<double>(14'250'000));
 }
 
-void tst_ClientSession::aRefreshShowsWhatTellsOfNoChange()
+void tst_ClientSession::refreshShowsWhatTellsOfNoChange()
 {
     RemoteDevice& device = m_session->device();
     QVERIFY(!device.refresh());
@@ -229,7 +229,7 @@ void tst_ClientSession::aRefreshShowsWhatTellsOfNoChange()
     QVERIFY(m_log->texts().filter(text("Function timeout")).isEmpty()); // the reply was heard
 }
 
-void tst_ClientSession::nothingIsWrittenOutsideASession()
+void tst_ClientSession::nothingIsWrittenOutsideSession()
 {
     RemoteDevice& device = m_session->device();
     QVERIFY(!device.setFrequency(14'100'000));
@@ -252,7 +252,7 @@ void tst_ClientSession::valuesThatAreNoNumbersAreNotWritten()
     QCOMPARE(device.frequency(), std::optional<double>(14'250'000));
 }
 
-void tst_ClientSession::aSlotMayCloseTheSessionFromAnywhere_data()
+void tst_ClientSession::slotMayCloseSessionFromAnywhere_data()
 {
     QTest::addColumn<QString>("place");
     for (const char* place : {"connected", "changed", "synchronized", "rate", "iq", "error", "ended"}) {
@@ -260,7 +260,7 @@ void tst_ClientSession::aSlotMayCloseTheSessionFromAnywhere_data()
     }
 }
 
-void tst_ClientSession::aSlotMayCloseTheSessionFromAnywhere()
+void tst_ClientSession::slotMayCloseSessionFromAnywhere()
 {
     QFETCH(QString, place);
     const auto close = [this] { m_session->close(); };
@@ -294,7 +294,7 @@ void tst_ClientSession::aSlotMayCloseTheSessionFromAnywhere()
     QVERIFY(openAndWait() || place == text("connected"));
 }
 
-void tst_ClientSession::settingsMadeBeforeTheSessionAreSentWithIt()
+void tst_ClientSession::settingsMadeBeforeSessionAreSentWithIt()
 {
     QVERIFY(m_session->setOffset(-5000));
     QVERIFY(m_session->setBandwidth(20'000, 8000));
@@ -312,7 +312,7 @@ void tst_ClientSession::settingsMadeBeforeTheSessionAreSentWithIt()
     QCOMPARE(range.value(text("fftSize")).toInt(), 4096);
 }
 
-void tst_ClientSession::settingsMadeInTheSessionAreSentAtOnce()
+void tst_ClientSession::settingsMadeInSessionAreSentAtOnce()
 {
     QVERIFY(openAndWait());
     QVERIFY(m_session->setOffset(1000));
@@ -334,7 +334,7 @@ void tst_ClientSession::settingsThatMakeNoSenseAreNotKept()
     QVERIFY(m_server->calls(text("setIF")).isEmpty());
 }
 
-void tst_ClientSession::theOutputRateIsTold()
+void tst_ClientSession::outputRateIsTold()
 {
     QVector<double> rates;
     connect(m_session.get(), &ClientSession::outSampleRateChanged, this, [&](double r) { rates.append(r); });
@@ -346,7 +346,7 @@ void tst_ClientSession::theOutputRateIsTold()
     QCOMPARE(m_session->iq().sampleRate(), 96'000.0);
 }
 
-void tst_ClientSession::iqArrivesFromTheServerAlone()
+void tst_ClientSession::iqArrivesFromServerAlone()
 {
     QVERIFY(openAndWait());
     QVector<IqBlock> blocks;
@@ -363,7 +363,7 @@ void tst_ClientSession::iqArrivesFromTheServerAlone()
     QCOMPARE(m_session->iq().receivedSamples(), 3);
 }
 
-void tst_ClientSession::spectrumArrivesOnceTheRangeIsTaken()
+void tst_ClientSession::spectrumArrivesOnceRangeIsTaken()
 {
     QVector<SpectrumFrame> frames;
     connect(&m_session->spectrum(), &SpectrumReceiver::frameReceived, this,

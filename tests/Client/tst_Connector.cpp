@@ -11,27 +11,28 @@ class tst_Connector : public SessionTest
 private slots:
     void refusalsAreValues_data();
     void refusalsAreValues();
-    void anAnswerThatIsNoneEndsTheConnecting_data();
-    void anAnswerThatIsNoneEndsTheConnecting();
-    void noAnswerIsARefusalToo();
-    void aServerThatOpensItsReceiverIsWaitedForUnderOneId_data();
-    void aServerThatOpensItsReceiverIsWaitedForUnderOneId();
-    void aReceiverThatCanNotBeOpenedIsToldWhenItsServerSaysSo();
-    void aServerThatAnswersAtOnceIsNotWaitedFor();
-    void aLostCallIsRepeated();
-    void aSessionWhoseAnswerGotLostIsKnownByItsPing();
-    void answersToRepeatsConfirmNothingOfTheSession();
-    void aBusyServerIsToldAtOnce();
-    void aServerThatIsBusyAfterALostCallIsToldAtTheEnd();
-    void aServerThatGetsFreeAfterALostCallIsEntered();
+    void answerThatIsNoneEndsConnecting_data();
+    void answerThatIsNoneEndsConnecting();
+    void noAnswerIsRefusalToo();
+    void serverThatOpensItsReceiverIsWaitedForUnderOneId_data();
+    void serverThatOpensItsReceiverIsWaitedForUnderOneId();
+    void receiverThatCanNotBeOpenedIsToldWhenItsServerSaysSo();
+    void serverThatAnswersAtOnceIsNotWaitedFor();
+    void lostCallIsRepeated();
+    void sessionWhoseAnswerGotLostIsKnownByItsPing();
+    void answersToRepeatsConfirmNothingOfSession();
+    void busyServerIsToldAtOnce();
+    void serverThatIsBusyAfterLostCallIsToldAtEnd();
+    void serverThatGetsFreeAfterLostCallIsEntered();
     void closeWhileConnectingLeavesNothingBehind();
 
-    void aSilentServerEndsTheSessionAndItComesBackAsItWas();
-    void aRefusedWriteIsNotRepeatedInTheNextSession();
-    void aBusyServerIsBorneWhileReconnecting();
-    void otherRefusalsEndTheReconnecting();
-    void closeEndsTheReconnecting();
-    void aTakeoverIsNotReconnected();
+    void silentServerEndsSessionAndItComesBackAsItWas();
+    void refusedWriteIsNotRepeatedInNextSession();
+    void busyServerIsBorneWhileReconnecting();
+    void roundsWithoutAnswerAreBorneWhileReconnecting();
+    void otherRefusalsEndReconnecting();
+    void closeEndsReconnecting();
+    void takeoverIsNotReconnected();
 
 private:
     [[nodiscard]] static ClientSession::Timing scaled();
@@ -82,7 +83,7 @@ void tst_Connector::refusalsAreValues()
     QVERIFY(m_ends.isEmpty());
 }
 
-void tst_Connector::anAnswerThatIsNoneEndsTheConnecting_data()
+void tst_Connector::answerThatIsNoneEndsConnecting_data()
 {
     QTest::addColumn<QJsonObject>("answer");
     QTest::newRow("neither") << QJsonObject{{text("hello"), 1}};
@@ -91,7 +92,7 @@ void tst_Connector::anAnswerThatIsNoneEndsTheConnecting_data()
     QTest::newRow("refusal of another type") << QJsonObject{{text("err"), 5}};
 }
 
-void tst_Connector::anAnswerThatIsNoneEndsTheConnecting()
+void tst_Connector::answerThatIsNoneEndsConnecting()
 {
     QFETCH(QJsonObject, answer);
     m_server->setAnswer(answer);
@@ -100,7 +101,7 @@ void tst_Connector::anAnswerThatIsNoneEndsTheConnecting()
     QCOMPARE(m_session->state(), State::Idle);
 }
 
-void tst_Connector::noAnswerIsARefusalToo()
+void tst_Connector::noAnswerIsRefusalToo()
 {
     useSession(scaled());
     m_server->setDeaf(true);
@@ -112,14 +113,14 @@ void tst_Connector::noAnswerIsARefusalToo()
     QCOMPARE(m_session->state(), State::Idle);
 }
 
-void tst_Connector::aServerThatOpensItsReceiverIsWaitedForUnderOneId_data()
+void tst_Connector::serverThatOpensItsReceiverIsWaitedForUnderOneId_data()
 {
     QTest::addColumn<int>("ms"); // a tenth of a real receiver's
     QTest::newRow("slow") << 330;
     QTest::newRow("very slow") << 800;
 }
 
-void tst_Connector::aServerThatOpensItsReceiverIsWaitedForUnderOneId()
+void tst_Connector::serverThatOpensItsReceiverIsWaitedForUnderOneId()
 {
     QFETCH(int, ms);
     useSession(scaled());
@@ -132,7 +133,7 @@ void tst_Connector::aServerThatOpensItsReceiverIsWaitedForUnderOneId()
     QVERIFY(m_refusals.isEmpty());
 }
 
-void tst_Connector::aReceiverThatCanNotBeOpenedIsToldWhenItsServerSaysSo()
+void tst_Connector::receiverThatCanNotBeOpenedIsToldWhenItsServerSaysSo()
 {
     useSession(scaled());
     m_server->setOpeningTime(500);
@@ -141,7 +142,7 @@ void tst_Connector::aReceiverThatCanNotBeOpenedIsToldWhenItsServerSaysSo()
     QTRY_COMPARE(m_refusals, QVector<Refusal>{Refusal::NoDevice});
 }
 
-void tst_Connector::aServerThatAnswersAtOnceIsNotWaitedFor()
+void tst_Connector::serverThatAnswersAtOnceIsNotWaitedFor()
 {
     useSession(scaled());
     QSignalSpy waiting(m_session.get(), &ClientSession::waiting);
@@ -152,7 +153,7 @@ void tst_Connector::aServerThatAnswersAtOnceIsNotWaitedFor()
     QCOMPARE(m_server->connects(), 1);
 }
 
-void tst_Connector::aLostCallIsRepeated()
+void tst_Connector::lostCallIsRepeated()
 {
     useSession(scaled());
     m_server->loseCalls(2);
@@ -162,7 +163,7 @@ void tst_Connector::aLostCallIsRepeated()
 }
 
 // The server pings each session once a second or two.
-void tst_Connector::aSessionWhoseAnswerGotLostIsKnownByItsPing()
+void tst_Connector::sessionWhoseAnswerGotLostIsKnownByItsPing()
 {
     m_server->loseAnswers(1);
     QVERIFY(openAndWait());
@@ -176,7 +177,7 @@ void tst_Connector::aSessionWhoseAnswerGotLostIsKnownByItsPing()
 }
 
 // They have numbers of calls as the session's have.
-void tst_Connector::answersToRepeatsConfirmNothingOfTheSession()
+void tst_Connector::answersToRepeatsConfirmNothingOfSession()
 {
     useSession(scaled());
     m_server->setOpeningTime(900);
@@ -199,7 +200,7 @@ void tst_Connector::answersToRepeatsConfirmNothingOfTheSession()
     QCOMPARE(frames, 0);
 }
 
-void tst_Connector::aBusyServerIsToldAtOnce()
+void tst_Connector::busyServerIsToldAtOnce()
 {
     useSession(scaled());
     m_server->setAnswer({{text("err"), text("Server busy!")}});
@@ -210,7 +211,7 @@ void tst_Connector::aBusyServerIsToldAtOnce()
     QCOMPARE(m_server->connects(), 1);
 }
 
-void tst_Connector::aServerThatIsBusyAfterALostCallIsToldAtTheEnd()
+void tst_Connector::serverThatIsBusyAfterLostCallIsToldAtEnd()
 {
     useSession(scaled());
     m_server->loseCalls(1);
@@ -222,7 +223,7 @@ void tst_Connector::aServerThatIsBusyAfterALostCallIsToldAtTheEnd()
     QCOMPARE(m_texts, QStringList{text("Server busy!")});
 }
 
-void tst_Connector::aServerThatGetsFreeAfterALostCallIsEntered()
+void tst_Connector::serverThatGetsFreeAfterLostCallIsEntered()
 {
     useSession(scaled());
     m_server->loseCalls(1);
@@ -247,7 +248,7 @@ void tst_Connector::closeWhileConnectingLeavesNothingBehind()
     QVERIFY(m_ends.isEmpty() && m_refusals.isEmpty());
 }
 
-void tst_Connector::aSilentServerEndsTheSessionAndItComesBackAsItWas()
+void tst_Connector::silentServerEndsSessionAndItComesBackAsItWas()
 {
     m_session->setReconnecting(true);
     QVERIFY(m_session->setOffset(3000));
@@ -276,7 +277,7 @@ void tst_Connector::aSilentServerEndsTheSessionAndItComesBackAsItWas()
     QVERIFY(m_refusals.isEmpty());
 }
 
-void tst_Connector::aRefusedWriteIsNotRepeatedInTheNextSession()
+void tst_Connector::refusedWriteIsNotRepeatedInNextSession()
 {
     RemoteDevice& device = m_session->device();
     m_session->setReconnecting(true);
@@ -294,7 +295,7 @@ void tst_Connector::aRefusedWriteIsNotRepeatedInTheNextSession()
     QCOMPARE(device.frequency(), std::optional<double>(14'250'000));
 }
 
-void tst_Connector::aBusyServerIsBorneWhileReconnecting()
+void tst_Connector::busyServerIsBorneWhileReconnecting()
 {
     m_session->setReconnecting(true);
     QVERIFY(openAndWait());
@@ -308,7 +309,21 @@ void tst_Connector::aBusyServerIsBorneWhileReconnecting()
     QTRY_COMPARE(m_connected, 2);
 }
 
-void tst_Connector::otherRefusalsEndTheReconnecting()
+void tst_Connector::roundsWithoutAnswerAreBorneWhileReconnecting()
+{
+    ClientSession::Timing timing = scaled();
+    timing.repeat = 1'000; // one call a round
+    timing.patience = 50;
+    useSession(timing);
+    m_session->setReconnecting(true);
+    QVERIFY(openAndWait());
+    m_server->loseCalls(5);
+    m_server->session().disconnectFromHost();
+    QTRY_COMPARE(m_connected, 2);
+    QVERIFY(m_refusals.isEmpty());
+}
+
+void tst_Connector::otherRefusalsEndReconnecting()
 {
     m_session->setReconnecting(true);
     QVERIFY(openAndWait());
@@ -318,7 +333,7 @@ void tst_Connector::otherRefusalsEndTheReconnecting()
     QCOMPARE(m_session->state(), State::Idle);
 }
 
-void tst_Connector::closeEndsTheReconnecting()
+void tst_Connector::closeEndsReconnecting()
 {
     m_session->setReconnecting(true);
     QVERIFY(openAndWait());
@@ -330,7 +345,7 @@ void tst_Connector::closeEndsTheReconnecting()
     QCOMPARE(m_ends, QVector<End>{End::ByServer});
 }
 
-void tst_Connector::aTakeoverIsNotReconnected()
+void tst_Connector::takeoverIsNotReconnected()
 {
     m_session->setReconnecting(true);
     QVERIFY(openAndWait());

@@ -24,7 +24,7 @@ private slots:
     void lyingCountsAndLengthsInBothStreams_data();
     void lyingCountsAndLengthsInBothStreams();
     void compressedBombs();
-    void aBombCostsWhatAnyDatagramOfItsSizeCosts();
+    void bombCostsWhatAnyDatagramOfItsSizeCosts();
     void propertiesWithoutEnd();
     void namesOf60kB();
     void valuesThatAreNoNumbers();
@@ -152,7 +152,7 @@ void tst_HostileServer::compressedBombs()
 }
 
 // Unpacked, each one would take some ten milliseconds.
-void tst_HostileServer::aBombCostsWhatAnyDatagramOfItsSizeCosts()
+void tst_HostileServer::bombCostsWhatAnyDatagramOfItsSizeCosts()
 {
     const QByteArray bomb = qCompress(QByteArray(15 * 1024 * 1024, '\0'), 9);
     const QByteArray random(bomb.size(), '\x55');

@@ -9,16 +9,16 @@ class tst_IqGapEstimator : public QObject
     Q_OBJECT
 
 private slots:
-    void aStreamInTimeMissesNothing_data();
-    void aStreamInTimeMissesNothing();
-    void anOutageIsMissedWhole_data();
-    void anOutageIsMissedWhole();
+    void streamInTimeMissesNothing_data();
+    void streamInTimeMissesNothing();
+    void outageIsMissedWhole_data();
+    void outageIsMissedWhole();
     void whatIsOnlyLateIsNotMissing();
     void datagramsLostHereAndThereAddUp();
     void anotherRateBeginsAnew();
-    void theSameRateChangesNothing();
-    void withoutARateNothingIsEstimated();
-    void anyRateAndAnyClockGiveANumber();
+    void sameRateChangesNothing();
+    void withoutRateNothingIsEstimated();
+    void anyRateAndAnyClockGiveNumber();
 };
 
 namespace
@@ -62,7 +62,7 @@ struct Stream
 
 } // namespace
 
-void tst_IqGapEstimator::aStreamInTimeMissesNothing_data()
+void tst_IqGapEstimator::streamInTimeMissesNothing_data()
 {
     QTest::addColumn<double>("rate");
     QTest::addColumn<double>("pace");
@@ -73,7 +73,7 @@ void tst_IqGapEstimator::aStreamInTimeMissesNothing_data()
     }
 }
 
-void tst_IqGapEstimator::aStreamInTimeMissesNothing()
+void tst_IqGapEstimator::streamInTimeMissesNothing()
 {
     QFETCH(double, rate);
     QFETCH(double, pace);
@@ -86,7 +86,7 @@ void tst_IqGapEstimator::aStreamInTimeMissesNothing()
     QCOMPARE(stream.run(estimator, 600'000), 0); // ten minutes
 }
 
-void tst_IqGapEstimator::anOutageIsMissedWhole_data()
+void tst_IqGapEstimator::outageIsMissedWhole_data()
 {
     QTest::addColumn<int>("outage"); // ms
     QTest::newRow("100 ms") << 100;
@@ -94,7 +94,7 @@ void tst_IqGapEstimator::anOutageIsMissedWhole_data()
     QTest::newRow("30 s") << 30'000;
 }
 
-void tst_IqGapEstimator::anOutageIsMissedWhole()
+void tst_IqGapEstimator::outageIsMissedWhole()
 {
     QFETCH(int, outage);
     IqGapEstimator estimator;
@@ -145,7 +145,7 @@ void tst_IqGapEstimator::anotherRateBeginsAnew()
     QCOMPARE(stream.run(estimator, 10'000), 0);
 }
 
-void tst_IqGapEstimator::theSameRateChangesNothing()
+void tst_IqGapEstimator::sameRateChangesNothing()
 {
     IqGapEstimator estimator;
     estimator.setSampleRate(48'000);
@@ -157,7 +157,7 @@ void tst_IqGapEstimator::theSameRateChangesNothing()
     QVERIFY(stream.run(estimator, 3000) > 48 * 400);
 }
 
-void tst_IqGapEstimator::withoutARateNothingIsEstimated()
+void tst_IqGapEstimator::withoutRateNothingIsEstimated()
 {
     IqGapEstimator estimator;
     Stream stream;
@@ -167,7 +167,7 @@ void tst_IqGapEstimator::withoutARateNothingIsEstimated()
     QCOMPARE(stream.run(estimator, 3000), 0);
 }
 
-void tst_IqGapEstimator::anyRateAndAnyClockGiveANumber()
+void tst_IqGapEstimator::anyRateAndAnyClockGiveNumber()
 {
     for (const double rate : {1e-3, 1.0, 1e9}) {
         IqGapEstimator estimator;

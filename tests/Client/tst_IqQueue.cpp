@@ -10,14 +10,14 @@ class tst_IqQueue : public QObject
 
 private slots:
     void blocksComeOutInTheirOrder();
-    void theOldestGoWhenItIsFullAndTheListenerKnowsHowMuch();
-    void aBlockAboveTheCapacityIsKeptAlone();
-    void anEmptyQueueGivesNothingAfterTheWait();
-    void whoWaitsIsWokenByABlock();
-    void whoWaitsIsWokenByTheEnd();
-    void whatIsLeftAtTheEndIsStillTaken();
+    void oldestGoWhenItIsFullAndListenerKnowsHowMuch();
+    void blockAboveCapacityIsKeptAlone();
+    void emptyQueueGivesNothingAfterWait();
+    void whoWaitsIsWokenByBlock();
+    void whoWaitsIsWokenByEnd();
+    void whatIsLeftAtEndIsStillTaken();
     void availableIsToldOnceUntilItIsEmptyAgain();
-    void aSlowListenerOnAnotherThreadAccountsForEverySample();
+    void slowListenerOnAnotherThreadAccountsForEverySample();
 };
 
 namespace
@@ -45,7 +45,7 @@ void tst_IqQueue::blocksComeOutInTheirOrder()
     QCOMPARE(queue.droppedSamples(), 0);
 }
 
-void tst_IqQueue::theOldestGoWhenItIsFullAndTheListenerKnowsHowMuch()
+void tst_IqQueue::oldestGoWhenItIsFullAndListenerKnowsHowMuch()
 {
     IqQueue queue(256);
     for (int i = 0; i < 5; ++i) {
@@ -59,7 +59,7 @@ void tst_IqQueue::theOldestGoWhenItIsFullAndTheListenerKnowsHowMuch()
     QCOMPARE(queue.droppedSamples(), 3 * 128);
 }
 
-void tst_IqQueue::aBlockAboveTheCapacityIsKeptAlone()
+void tst_IqQueue::blockAboveCapacityIsKeptAlone()
 {
     IqQueue queue(100);
     queue.push(block(0));
@@ -69,14 +69,14 @@ void tst_IqQueue::aBlockAboveTheCapacityIsKeptAlone()
     QCOMPARE(taken->dropped, 128);
 }
 
-void tst_IqQueue::anEmptyQueueGivesNothingAfterTheWait()
+void tst_IqQueue::emptyQueueGivesNothingAfterWait()
 {
     IqQueue queue(100);
     QVERIFY(!queue.take(0));
     QVERIFY(!queue.take(5));
 }
 
-void tst_IqQueue::whoWaitsIsWokenByABlock()
+void tst_IqQueue::whoWaitsIsWokenByBlock()
 {
     IqQueue queue(1000);
     std::thread listener([&queue] { QVERIFY(queue.take(30'000)); });
@@ -84,7 +84,7 @@ void tst_IqQueue::whoWaitsIsWokenByABlock()
     listener.join();
 }
 
-void tst_IqQueue::whoWaitsIsWokenByTheEnd()
+void tst_IqQueue::whoWaitsIsWokenByEnd()
 {
     IqQueue queue(1000);
     std::thread listener([&queue] { QVERIFY(!queue.take(30'000)); });
@@ -93,7 +93,7 @@ void tst_IqQueue::whoWaitsIsWokenByTheEnd()
     QVERIFY(queue.isClosed());
 }
 
-void tst_IqQueue::whatIsLeftAtTheEndIsStillTaken()
+void tst_IqQueue::whatIsLeftAtEndIsStillTaken()
 {
     IqQueue queue(1000);
     queue.push(block(0));
@@ -115,7 +115,7 @@ void tst_IqQueue::availableIsToldOnceUntilItIsEmptyAgain()
     QCOMPARE(available.size(), 2);
 }
 
-void tst_IqQueue::aSlowListenerOnAnotherThreadAccountsForEverySample()
+void tst_IqQueue::slowListenerOnAnotherThreadAccountsForEverySample()
 {
     constexpr int kBlocks = 20'000;
     IqQueue queue(10 * 128);

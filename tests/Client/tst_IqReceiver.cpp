@@ -12,13 +12,13 @@ class tst_IqReceiver : public QObject
 private slots:
     void init();
 
-    void theWiresOrderIsTurnedIFirst();
+    void wiresOrderIsTurnedIFirst();
     void positionsRunOn();
-    void aBlockKnowsTheRateAsItIsToldByThen();
+    void blockKnowsRateAsItIsToldByThen();
     void whatIsNoWholeBlockIsCountedAndWarnedOfOnce_data();
     void whatIsNoWholeBlockIsCountedAndWarnedOfOnce();
-    void anOutageIsReportedInTheBlockAndTheTotal();
-    void anInterruptionIsMissingUntilTheNextBlock();
+    void outageIsReportedInBlockAndTotal();
+    void interruptionIsMissingUntilNextBlock();
     void resetForgets();
 
 private:
@@ -46,7 +46,7 @@ void tst_IqReceiver::send(int blocks, int periodMs)
     }
 }
 
-void tst_IqReceiver::theWiresOrderIsTurnedIFirst()
+void tst_IqReceiver::wiresOrderIsTurnedIFirst()
 {
     m_receiver->receive({1, 2, -32768, 32767});
     QCOMPARE(m_blocks.size(), 1);
@@ -68,7 +68,7 @@ void tst_IqReceiver::positionsRunOn()
     QCOMPARE(m_receiver->missingSamples(), 0);
 }
 
-void tst_IqReceiver::aBlockKnowsTheRateAsItIsToldByThen()
+void tst_IqReceiver::blockKnowsRateAsItIsToldByThen()
 {
     send(1, 1);
     m_receiver->setSampleRate(48'000);
@@ -101,7 +101,7 @@ void tst_IqReceiver::whatIsNoWholeBlockIsCountedAndWarnedOfOnce()
 }
 
 // 128 samples in 4 ms are 32 kHz.
-void tst_IqReceiver::anOutageIsReportedInTheBlockAndTheTotal()
+void tst_IqReceiver::outageIsReportedInBlockAndTotal()
 {
     m_receiver->setSampleRate(32'000);
     send(1000, 4);
@@ -118,7 +118,7 @@ void tst_IqReceiver::anOutageIsReportedInTheBlockAndTheTotal()
     QCOMPARE(missing, m_receiver->missingSamples());
 }
 
-void tst_IqReceiver::anInterruptionIsMissingUntilTheNextBlock()
+void tst_IqReceiver::interruptionIsMissingUntilNextBlock()
 {
     m_receiver->setSampleRate(32'000);
     send(1000, 4);

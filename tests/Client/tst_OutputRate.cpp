@@ -17,12 +17,12 @@ private slots:
     void init();
     void cleanup();
 
-    void aRateThatArrivesIsNotAskedForAgain();
-    void aRateLostAtTheStartIsAskedForAgain_data();
-    void aRateLostAtTheStartIsAskedForAgain();
-    void theRateOfAnotherBandwidthIsNotTakenForItsOwn();
-    void aRateLostInMidSessionIsAskedForAgain();
-    void aServerThatNeverTellsIsNotAskedForEver();
+    void rateThatArrivesIsNotAskedForAgain();
+    void rateLostAtStartIsAskedForAgain_data();
+    void rateLostAtStartIsAskedForAgain();
+    void rateOfAnotherBandwidthIsNotTakenForItsOwn();
+    void rateLostInMidSessionIsAskedForAgain();
+    void serverThatNeverTellsIsNotAskedForEver();
 
 private:
     [[nodiscard]] bool open();
@@ -101,7 +101,7 @@ QVector<double> tst_OutputRate::bandwidths() const
     return result;
 }
 
-void tst_OutputRate::aRateThatArrivesIsNotAskedForAgain()
+void tst_OutputRate::rateThatArrivesIsNotAskedForAgain()
 {
     QVERIFY(open());
     QTRY_COMPARE(m_session->outSampleRate(), std::optional<double>(kReceiverRate));
@@ -115,7 +115,7 @@ void tst_OutputRate::aRateThatArrivesIsNotAskedForAgain()
     QCOMPARE(bandwidths(), QVector<double>{10'000});
 }
 
-void tst_OutputRate::aRateLostAtTheStartIsAskedForAgain_data()
+void tst_OutputRate::rateLostAtStartIsAskedForAgain_data()
 {
     QTest::addColumn<int>("toLose");
     QTest::newRow("once") << 1;
@@ -124,7 +124,7 @@ void tst_OutputRate::aRateLostAtTheStartIsAskedForAgain_data()
 }
 
 // The server is left with the bandwidth that it begins with.
-void tst_OutputRate::aRateLostAtTheStartIsAskedForAgain()
+void tst_OutputRate::rateLostAtStartIsAskedForAgain()
 {
     QFETCH(int, toLose);
     m_toLose = toLose;
@@ -136,7 +136,7 @@ void tst_OutputRate::aRateLostAtTheStartIsAskedForAgain()
 }
 
 // The session begins with the server's own bandwidth, and what comes of the client's gets lost.
-void tst_OutputRate::theRateOfAnotherBandwidthIsNotTakenForItsOwn()
+void tst_OutputRate::rateOfAnotherBandwidthIsNotTakenForItsOwn()
 {
     m_link->setLoss([this](const QByteArray& datagram) {
         m_asked += datagram.contains("aliasFree") ? QVector<QByteArray>{datagram} : QVector<QByteArray>();
@@ -149,7 +149,7 @@ void tst_OutputRate::theRateOfAnotherBandwidthIsNotTakenForItsOwn()
     QTRY_COMPARE(bandwidths().last(), 10'000.0);
 }
 
-void tst_OutputRate::aRateLostInMidSessionIsAskedForAgain()
+void tst_OutputRate::rateLostInMidSessionIsAskedForAgain()
 {
     QVERIFY(open());
     QTRY_VERIFY(m_session->outSampleRate());
@@ -164,7 +164,7 @@ void tst_OutputRate::aRateLostInMidSessionIsAskedForAgain()
     QTRY_COMPARE(m_session->outSampleRate(), std::optional<double>(24'000));
 }
 
-void tst_OutputRate::aServerThatNeverTellsIsNotAskedForEver()
+void tst_OutputRate::serverThatNeverTellsIsNotAskedForEver()
 {
     m_toLose = 1'000;
     QVERIFY(open());

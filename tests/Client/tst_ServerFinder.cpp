@@ -15,20 +15,20 @@ class tst_ServerFinder : public QObject
 private slots:
     void init();
 
-    void aServerThatAnnouncesItselfIsFound();
-    void twoFindersOnOneMachineHearTheSameBroadcast();
-    void aServerHeardAgainIsYoungAndNoNews();
-    void aServerThatAnnouncesSomethingElseIsNews();
-    void aServerUnheardForFiveSecondsIsDropped();
-    void aServerThatComesBackIsFoundAgain();
+    void serverThatAnnouncesItselfIsFound();
+    void twoFindersOnOneMachineHearSameBroadcast();
+    void serverHeardAgainIsYoungAndNoNews();
+    void serverThatAnnouncesSomethingElseIsNews();
+    void serverUnheardForFiveSecondsIsDropped();
+    void serverThatComesBackIsFoundAgain();
     void twoServersOnOneMachineAreTwo();
-    void aServerHeardFromTwoAddressesIsOneAtTheFirst();
-    void aServerThatFallsSilentAtOneAddressIsAtTheOther();
-    void anImpostorDoesNotTakeTheServersPlace();
+    void serverHeardFromTwoAddressesIsOneAtFirst();
+    void serverThatFallsSilentAtOneAddressIsAtOther();
+    void impostorDoesNotTakeServersPlace();
     void whatIsNoAnnouncementCostsOneWarning();
-    void afterSixtyFourReadsTheTimersHaveTheirTurn();
+    void afterSixtyFourReadsTimersHaveTheirTurn();
     void noMoreThan256ServersAreKept();
-    void aPortThatIsTakenWithoutSharingIsAnError();
+    void portThatIsTakenWithoutSharingIsError();
 
 private:
     void announce(const QJsonObject& changes = {});
@@ -97,7 +97,7 @@ void tst_ServerFinder::announceFrom(const QString& address)
     m_socket.close();
 }
 
-void tst_ServerFinder::aServerThatAnnouncesItselfIsFound()
+void tst_ServerFinder::serverThatAnnouncesItselfIsFound()
 {
     announce();
     QTRY_COMPARE(m_found.size(), 1);
@@ -112,7 +112,7 @@ void tst_ServerFinder::aServerThatAnnouncesItselfIsFound()
     QCOMPARE(m_finder->servers().first().age, 1500);
 }
 
-void tst_ServerFinder::twoFindersOnOneMachineHearTheSameBroadcast()
+void tst_ServerFinder::twoFindersOnOneMachineHearSameBroadcast()
 {
     ServerFinder second;
     QVERIFY(second.listen());
@@ -121,7 +121,7 @@ void tst_ServerFinder::twoFindersOnOneMachineHearTheSameBroadcast()
     QTRY_COMPARE(second.servers().size(), 1);
 }
 
-void tst_ServerFinder::aServerHeardAgainIsYoungAndNoNews()
+void tst_ServerFinder::serverHeardAgainIsYoungAndNoNews()
 {
     announce();
     QTRY_COMPARE(m_found.size(), 1);
@@ -131,7 +131,7 @@ void tst_ServerFinder::aServerHeardAgainIsYoungAndNoNews()
     QCOMPARE(m_found.size(), 1);
 }
 
-void tst_ServerFinder::aServerThatAnnouncesSomethingElseIsNews()
+void tst_ServerFinder::serverThatAnnouncesSomethingElseIsNews()
 {
     announce();
     QTRY_COMPARE(m_found.size(), 1);
@@ -141,7 +141,7 @@ void tst_ServerFinder::aServerThatAnnouncesSomethingElseIsNews()
     QCOMPARE(m_finder->servers().first().announcement.title, QStringLiteral("b"));
 }
 
-void tst_ServerFinder::aServerUnheardForFiveSecondsIsDropped()
+void tst_ServerFinder::serverUnheardForFiveSecondsIsDropped()
 {
     announce();
     QTRY_COMPARE(m_found.size(), 1);
@@ -157,7 +157,7 @@ void tst_ServerFinder::aServerUnheardForFiveSecondsIsDropped()
     QCOMPARE(m_lost.size(), 1);
 }
 
-void tst_ServerFinder::aServerThatComesBackIsFoundAgain()
+void tst_ServerFinder::serverThatComesBackIsFoundAgain()
 {
     announce();
     QTRY_COMPARE(m_found.size(), 1);
@@ -179,7 +179,7 @@ void tst_ServerFinder::twoServersOnOneMachineAreTwo()
     QCOMPARE(m_finder->servers().at(1).announcement.port, quint16(50'001));
 }
 
-void tst_ServerFinder::aServerHeardFromTwoAddressesIsOneAtTheFirst()
+void tst_ServerFinder::serverHeardFromTwoAddressesIsOneAtFirst()
 {
     for (int round = 0; round < 3; ++round) {
         announceFrom(QStringLiteral("127.0.0.1"));
@@ -191,7 +191,7 @@ void tst_ServerFinder::aServerHeardFromTwoAddressesIsOneAtTheFirst()
     QCOMPARE(m_found.size(), 4);
 }
 
-void tst_ServerFinder::aServerThatFallsSilentAtOneAddressIsAtTheOther()
+void tst_ServerFinder::serverThatFallsSilentAtOneAddressIsAtOther()
 {
     announceFrom(QStringLiteral("127.0.0.1"));
     QTRY_COMPARE(m_finder->servers().size(), 1);
@@ -209,7 +209,7 @@ void tst_ServerFinder::aServerThatFallsSilentAtOneAddressIsAtTheOther()
     QCOMPARE(m_lost.size(), 2);
 }
 
-void tst_ServerFinder::anImpostorDoesNotTakeTheServersPlace()
+void tst_ServerFinder::impostorDoesNotTakeServersPlace()
 {
     announce();
     announce({{QStringLiteral("port"), 666}});
@@ -231,7 +231,7 @@ void tst_ServerFinder::whatIsNoAnnouncementCostsOneWarning()
     QVERIFY(log.texts().first().contains(QStringLiteral("=>\t What is no announcement comes from ")));
 }
 
-void tst_ServerFinder::afterSixtyFourReadsTheTimersHaveTheirTurn()
+void tst_ServerFinder::afterSixtyFourReadsTimersHaveTheirTurn()
 {
     const LogCapture log;
     for (int i = 0; i < 150; ++i) {
@@ -265,7 +265,7 @@ void tst_ServerFinder::noMoreThan256ServersAreKept()
     QTRY_COMPARE(m_finder->servers().size(), 2);
 }
 
-void tst_ServerFinder::aPortThatIsTakenWithoutSharingIsAnError()
+void tst_ServerFinder::portThatIsTakenWithoutSharingIsError()
 {
     QUdpSocket other;
     QVERIFY(other.bind(QHostAddress::AnyIPv4, 0, QUdpSocket::DontShareAddress));

@@ -11,21 +11,21 @@ class tst_SpectrumReceiver : public QObject
 private slots:
     void init();
 
-    void aWholeFrameIsHandedOutWhenTheNextBegins_data();
-    void aWholeFrameIsHandedOutWhenTheNextBegins();
-    void pointsAreMinusFourTimesTheDecibels();
-    void aFrameThatIsNotWholeIsDropped_data();
-    void aFrameThatIsNotWholeIsDropped();
-    void packetsBeforeTheFirstHeaderAreNothing();
-    void withoutARangeNoFrameIsHandedOut();
-    void aFrameOfAnotherLengthAnswersAnotherRange();
-    void aFrameAnswersTheRangeThatHeldWhenItBegan();
-    void aPacketOfThreePointsIsNoHeader();
+    void wholeFrameIsHandedOutWhenNextBegins_data();
+    void wholeFrameIsHandedOutWhenNextBegins();
+    void pointsAreMinusFourTimesDecibels();
+    void frameThatIsNotWholeIsDropped_data();
+    void frameThatIsNotWholeIsDropped();
+    void packetsBeforeFirstHeaderAreNothing();
+    void withoutRangeNoFrameIsHandedOut();
+    void frameOfAnotherLengthAnswersAnotherRange();
+    void frameAnswersRangeThatHeldWhenItBegan();
+    void packetOfThreePointsIsNoHeader();
     void resetForgets();
-    void anythingAtAllIsTakenWithoutAFault();
+    void anythingAtAllIsTakenWithoutFault();
 
-    void aRangeIsCheckedBeforeItIsAskedFor_data();
-    void aRangeIsCheckedBeforeItIsAskedFor();
+    void rangeIsCheckedBeforeItIsAskedFor_data();
+    void rangeIsCheckedBeforeItIsAskedFor();
 
 private:
     void header(int dataSize) { m_receiver->receive({32527, static_cast<qint16>(dataSize), 0}); }
@@ -62,7 +62,7 @@ void tst_SpectrumReceiver::whole(int dataSize)
     }
 }
 
-void tst_SpectrumReceiver::aWholeFrameIsHandedOutWhenTheNextBegins_data()
+void tst_SpectrumReceiver::wholeFrameIsHandedOutWhenNextBegins_data()
 {
     QTest::addColumn<int>("dataSize");
     for (const int dataSize : {1, 3, 100, 251, 252, 253, 504, 1000, 4096, 32767}) {
@@ -70,7 +70,7 @@ void tst_SpectrumReceiver::aWholeFrameIsHandedOutWhenTheNextBegins_data()
     }
 }
 
-void tst_SpectrumReceiver::aWholeFrameIsHandedOutWhenTheNextBegins()
+void tst_SpectrumReceiver::wholeFrameIsHandedOutWhenNextBegins()
 {
     QFETCH(int, dataSize);
     m_receiver->setRange(range(dataSize));
@@ -85,7 +85,7 @@ void tst_SpectrumReceiver::aWholeFrameIsHandedOutWhenTheNextBegins()
     QCOMPARE(m_receiver->droppedFrames(), 0);
 }
 
-void tst_SpectrumReceiver::pointsAreMinusFourTimesTheDecibels()
+void tst_SpectrumReceiver::pointsAreMinusFourTimesDecibels()
 {
     m_receiver->setRange(range(5));
     header(5);
@@ -94,7 +94,7 @@ void tst_SpectrumReceiver::pointsAreMinusFourTimesTheDecibels()
     QCOMPARE(m_frames.value(0).decibels, (QVector<float>{0, -100, 5.5, -200, -220}));
 }
 
-void tst_SpectrumReceiver::aFrameThatIsNotWholeIsDropped_data()
+void tst_SpectrumReceiver::frameThatIsNotWholeIsDropped_data()
 {
     QTest::addColumn<QVector<int>>("packets");
     QTest::newRow("nothing") << QVector<int>{};
@@ -109,7 +109,7 @@ void tst_SpectrumReceiver::aFrameThatIsNotWholeIsDropped_data()
     QTest::newRow("next header lost") << QVector<int>{252, 252, 100, 252, 252, 100};
 }
 
-void tst_SpectrumReceiver::aFrameThatIsNotWholeIsDropped()
+void tst_SpectrumReceiver::frameThatIsNotWholeIsDropped()
 {
     QFETCH(QVector<int>, packets);
     m_receiver->setRange(range(604));
@@ -125,7 +125,7 @@ void tst_SpectrumReceiver::aFrameThatIsNotWholeIsDropped()
     QCOMPARE(m_receiver->droppedFrames(), 1);
 }
 
-void tst_SpectrumReceiver::packetsBeforeTheFirstHeaderAreNothing()
+void tst_SpectrumReceiver::packetsBeforeFirstHeaderAreNothing()
 {
     m_receiver->setRange(range(252));
     packet(252);
@@ -134,14 +134,14 @@ void tst_SpectrumReceiver::packetsBeforeTheFirstHeaderAreNothing()
     QCOMPARE(m_receiver->droppedFrames() + m_receiver->receivedFrames(), 0);
 }
 
-void tst_SpectrumReceiver::withoutARangeNoFrameIsHandedOut()
+void tst_SpectrumReceiver::withoutRangeNoFrameIsHandedOut()
 {
     whole(252);
     whole(252);
     QCOMPARE(m_receiver->droppedFrames() + m_receiver->receivedFrames(), 0);
 }
 
-void tst_SpectrumReceiver::aFrameOfAnotherLengthAnswersAnotherRange()
+void tst_SpectrumReceiver::frameOfAnotherLengthAnswersAnotherRange()
 {
     m_receiver->setRange(range(252));
     whole(100);
@@ -151,7 +151,7 @@ void tst_SpectrumReceiver::aFrameOfAnotherLengthAnswersAnotherRange()
     QCOMPARE(m_receiver->droppedFrames(), 0);
 }
 
-void tst_SpectrumReceiver::aFrameAnswersTheRangeThatHeldWhenItBegan()
+void tst_SpectrumReceiver::frameAnswersRangeThatHeldWhenItBegan()
 {
     const SpectrumRange next{100, 200, 252, 4096};
     m_receiver->setRange(range(252));
@@ -165,7 +165,7 @@ void tst_SpectrumReceiver::aFrameAnswersTheRangeThatHeldWhenItBegan()
     QVERIFY(m_frames.at(1).range == next);
 }
 
-void tst_SpectrumReceiver::aPacketOfThreePointsIsNoHeader()
+void tst_SpectrumReceiver::packetOfThreePointsIsNoHeader()
 {
     m_receiver->setRange(range(255));
     header(255);
@@ -188,7 +188,7 @@ void tst_SpectrumReceiver::resetForgets()
     QCOMPARE(m_receiver->receivedFrames() + m_receiver->droppedFrames(), 0);
 }
 
-void tst_SpectrumReceiver::anythingAtAllIsTakenWithoutAFault()
+void tst_SpectrumReceiver::anythingAtAllIsTakenWithoutFault()
 {
     std::mt19937 random(3);
     const auto below = [&random](int limit) {
@@ -214,7 +214,7 @@ void tst_SpectrumReceiver::anythingAtAllIsTakenWithoutAFault()
     QVERIFY(!m_frames.isEmpty());
 }
 
-void tst_SpectrumReceiver::aRangeIsCheckedBeforeItIsAskedFor_data()
+void tst_SpectrumReceiver::rangeIsCheckedBeforeItIsAskedFor_data()
 {
     QTest::addColumn<SpectrumRange>("range");
     QTest::addColumn<bool>("valid");
@@ -232,7 +232,7 @@ void tst_SpectrumReceiver::aRangeIsCheckedBeforeItIsAskedFor_data()
     QTest::newRow("far away") << SpectrumRange{-2'000'000'000, 2'000'000'000, 100, 512} << false;
 }
 
-void tst_SpectrumReceiver::aRangeIsCheckedBeforeItIsAskedFor()
+void tst_SpectrumReceiver::rangeIsCheckedBeforeItIsAskedFor()
 {
     QFETCH(SpectrumRange, range);
     QFETCH(bool, valid);

@@ -7,11 +7,11 @@ class tst_WrittenProperties : public QObject
     Q_OBJECT
 
 private slots:
-    void whatWasWrittenIsKeptInTheOrderOfItsLastWrites();
+    void whatWasWrittenIsKeptInOrderOfItsLastWrites();
     void whatWasNotWrittenIsNotKept();
-    void whatIsTakenIsKeptAgainByTheNextSession();
-    void whatASessionHadNoTimeToTakeStays();
-    void aNewWriteIsMoreThanWhatWasKept();
+    void whatIsTakenIsKeptAgainByNextSession();
+    void whatSessionHadNoTimeToTakeStays();
+    void newWriteIsMoreThanWhatWasKept();
     void nothingIsLeftAfterClear();
 
 private:
@@ -20,7 +20,7 @@ private:
     const QString m_b = text("b");
 };
 
-void tst_WrittenProperties::whatWasWrittenIsKeptInTheOrderOfItsLastWrites()
+void tst_WrittenProperties::whatWasWrittenIsKeptInOrderOfItsLastWrites()
 {
     WrittenProperties written;
     written.note(m_a);
@@ -38,7 +38,7 @@ void tst_WrittenProperties::whatWasNotWrittenIsNotKept()
     QVERIFY(written.take().isEmpty());
 }
 
-void tst_WrittenProperties::whatIsTakenIsKeptAgainByTheNextSession()
+void tst_WrittenProperties::whatIsTakenIsKeptAgainByNextSession()
 {
     WrittenProperties written;
     written.note(m_a);
@@ -49,7 +49,7 @@ void tst_WrittenProperties::whatIsTakenIsKeptAgainByTheNextSession()
     QCOMPARE(written.take(), (WrittenProperties::Values{{m_a, 3}}));
 }
 
-void tst_WrittenProperties::whatASessionHadNoTimeToTakeStays()
+void tst_WrittenProperties::whatSessionHadNoTimeToTakeStays()
 {
     WrittenProperties written;
     written.note(m_a);
@@ -58,7 +58,7 @@ void tst_WrittenProperties::whatASessionHadNoTimeToTakeStays()
     QCOMPARE(written.take(), (WrittenProperties::Values{{m_a, 1}}));
 }
 
-void tst_WrittenProperties::aNewWriteIsMoreThanWhatWasKept()
+void tst_WrittenProperties::newWriteIsMoreThanWhatWasKept()
 {
     WrittenProperties written;
     written.note(m_a);

@@ -91,14 +91,14 @@ class tst_IqPump : public QObject
 
 private slots:
     void samplesArriveInOrderAndWhole();
-    void itEndsAtTheSampleThatTheTimeAsksFor();
+    void itEndsAtSampleThatTimeAsksFor();
     void missingSamplesCountAsTime();
-    void whatTheQueueDroppedIsMissing();
+    void whatQueueDroppedIsMissing();
     void anotherRateIsLeftOut();
-    void outcomeOfTheSinkEndsIt_data();
-    void outcomeOfTheSinkEndsIt();
+    void outcomeOfSinkEndsIt_data();
+    void outcomeOfSinkEndsIt();
     void quietStreamIsFlushed();
-    void destructionWaitsForTheEnd();
+    void destructionWaitsForEnd();
 };
 
 void tst_IqPump::samplesArriveInOrderAndWhole()
@@ -120,7 +120,7 @@ void tst_IqPump::samplesArriveInOrderAndWhole()
     QCOMPARE(pump.missing(), qint64(0));
 }
 
-void tst_IqPump::itEndsAtTheSampleThatTheTimeAsksFor()
+void tst_IqPump::itEndsAtSampleThatTimeAsksFor()
 {
     Record record;
     IqQueue queue(10'000);
@@ -152,7 +152,7 @@ void tst_IqPump::missingSamplesCountAsTime()
     QCOMPARE(record.missing, qint64(90));
 }
 
-void tst_IqPump::whatTheQueueDroppedIsMissing()
+void tst_IqPump::whatQueueDroppedIsMissing()
 {
     Record record;
     IqQueue queue(200);
@@ -189,7 +189,7 @@ void tst_IqPump::anotherRateIsLeftOut()
     QCOMPARE(record.missing, qint64(70));
 }
 
-void tst_IqPump::outcomeOfTheSinkEndsIt_data()
+void tst_IqPump::outcomeOfSinkEndsIt_data()
 {
     QTest::addColumn<int>("outcome");
     QTest::newRow("full") << static_cast<int>(IqSink::Outcome::Full);
@@ -197,7 +197,7 @@ void tst_IqPump::outcomeOfTheSinkEndsIt_data()
     QTest::newRow("failed") << static_cast<int>(IqSink::Outcome::Failed);
 }
 
-void tst_IqPump::outcomeOfTheSinkEndsIt()
+void tst_IqPump::outcomeOfSinkEndsIt()
 {
     QFETCH(int, outcome);
     Record record;
@@ -222,7 +222,7 @@ void tst_IqPump::quietStreamIsFlushed()
     QTRY_VERIFY(record.flushes > 0);
 }
 
-void tst_IqPump::destructionWaitsForTheEnd()
+void tst_IqPump::destructionWaitsForEnd()
 {
     Record record;
     IqQueue queue(10'000);

@@ -18,7 +18,7 @@ private slots:
     void serverIsRead();
     void whatIsNoneSaysWhatToDo_data();
     void whatIsNoneSaysWhatToDo();
-    void errorShowsNothingThatATerminalObeys();
+    void errorShowsNothingThatTerminalObeys();
 };
 
 void tst_ServerArgument::serverIsRead_data()
@@ -84,7 +84,7 @@ void tst_ServerArgument::whatIsNoneSaysWhatToDo()
     QVERIFY(result.error.size() < 300);
 }
 
-void tst_ServerArgument::errorShowsNothingThatATerminalObeys()
+void tst_ServerArgument::errorShowsNothingThatTerminalObeys()
 {
     const ServerArgument::Result result = ServerArgument::parse(QStringLiteral("\x1b[2J\nradio"));
     QVERIFY(!result.error.contains(QChar(0x1b)));

@@ -44,15 +44,15 @@ class tst_ServerResolver : public QObject
 
 private slots:
     void init();
-    void addressAloneIsHeardOnTheNetwork();
+    void addressAloneIsHeardOnNetwork();
     void anotherServerIsNotTaken();
     void silenceIsNotFound();
     void twoServersOfOneAddressAreRefused_data();
     void twoServersOfOneAddressAreRefused();
-    void identificatorMustBeTheAnnouncedOne_data();
-    void identificatorMustBeTheAnnouncedOne();
+    void identificatorMustBeAnnouncedOne_data();
+    void identificatorMustBeAnnouncedOne();
     void otherVersionIsRefused();
-    void hostWithoutAnIdentificatorSaysWhatIsMissing();
+    void hostWithoutIdentificatorSaysWhatIsMissing();
     void hostIsLookedUp_data();
     void hostIsLookedUp();
     void unknownHostIsNotFound();
@@ -92,7 +92,7 @@ void tst_ServerResolver::announce(const QByteArray& datagram)
              qint64(datagram.size()));
 }
 
-void tst_ServerResolver::addressAloneIsHeardOnTheNetwork()
+void tst_ServerResolver::addressAloneIsHeardOnNetwork()
 {
     m_resolver->start(argument(), {}, kListen);
     announce(announcement(kId, QStringLiteral("an id")));
@@ -139,7 +139,7 @@ void tst_ServerResolver::twoServersOfOneAddressAreRefused()
     QVERIFY(m_found->isEmpty());
 }
 
-void tst_ServerResolver::identificatorMustBeTheAnnouncedOne_data()
+void tst_ServerResolver::identificatorMustBeAnnouncedOne_data()
 {
     QTest::addColumn<QString>("given");
     QTest::addColumn<bool>("isTaken");
@@ -147,7 +147,7 @@ void tst_ServerResolver::identificatorMustBeTheAnnouncedOne_data()
     QTest::newRow("another") << QStringLiteral("an Id") << false;
 }
 
-void tst_ServerResolver::identificatorMustBeTheAnnouncedOne()
+void tst_ServerResolver::identificatorMustBeAnnouncedOne()
 {
     QFETCH(QString, given);
     QFETCH(bool, isTaken);
@@ -170,7 +170,7 @@ void tst_ServerResolver::otherVersionIsRefused()
     QCOMPARE(failure().detail, QStringLiteral("9"));
 }
 
-void tst_ServerResolver::hostWithoutAnIdentificatorSaysWhatIsMissing()
+void tst_ServerResolver::hostWithoutIdentificatorSaysWhatIsMissing()
 {
     m_resolver->start(argument(QStringLiteral("127.0.0.1"), 1), {}, kListen);
     QCOMPARE(m_failed->size(), 1);

@@ -28,13 +28,13 @@ class tst_CommandPatience : public CommandTest
     Q_OBJECT
 
 private slots:
-    void aRecordingWithoutSamplesSaysSoAndEnds();
-    void aRecordingWhoseSamplesCeaseCountsWhatIsMissing();
-    void aRecordingThatIsToComeBackWaitsOn();
+    void recordingWithoutSamplesSaysSoAndEnds();
+    void recordingWhoseSamplesCeaseCountsWhatIsMissing();
+    void recordingThatIsToComeBackWaitsOn();
     void samplesThatComeAgainAreWaitedForAfresh();
-    void anInterruptedSilenceIsNoRunWithoutLosses();
-    void aSpectrumWithoutFramesSaysSoAndEnds();
-    void propertiesThatDoNotComeEndTheCommand();
+    void interruptedSilenceIsNoRunWithoutLosses();
+    void spectrumWithoutFramesSaysSoAndEnds();
+    void propertiesThatDoNotComeEndCommand();
 
 private:
     void sendSamples(int blocks);
@@ -47,7 +47,7 @@ void tst_CommandPatience::sendSamples(int blocks)
     }
 }
 
-void tst_CommandPatience::aRecordingWithoutSamplesSaysSoAndEnds()
+void tst_CommandPatience::recordingWithoutSamplesSaysSoAndEnds()
 {
     RecordCommand command(quick());
     Captured errors(STDERR_FILENO);
@@ -63,7 +63,7 @@ void tst_CommandPatience::aRecordingWithoutSamplesSaysSoAndEnds()
     QTRY_VERIFY(!m_server->isInSession());
 }
 
-void tst_CommandPatience::aRecordingWhoseSamplesCeaseCountsWhatIsMissing()
+void tst_CommandPatience::recordingWhoseSamplesCeaseCountsWhatIsMissing()
 {
     RecordCommand command(quick());
     Captured errors(STDERR_FILENO);
@@ -77,7 +77,7 @@ void tst_CommandPatience::aRecordingWhoseSamplesCeaseCountsWhatIsMissing()
     QCOMPARE(told[text("missing_samples")].toInt(), 36'000);
 }
 
-void tst_CommandPatience::aRecordingThatIsToComeBackWaitsOn()
+void tst_CommandPatience::recordingThatIsToComeBackWaitsOn()
 {
     RecordCommand command(quick());
     Captured errors(STDERR_FILENO);
@@ -106,7 +106,7 @@ void tst_CommandPatience::samplesThatComeAgainAreWaitedForAfresh()
     QTRY_COMPARE(m_codes, QVector<ExitCode>{ExitCode::SessionLost});
 }
 
-void tst_CommandPatience::anInterruptedSilenceIsNoRunWithoutLosses()
+void tst_CommandPatience::interruptedSilenceIsNoRunWithoutLosses()
 {
     RecordCommand command(quick());
     Captured errors(STDERR_FILENO);
@@ -119,7 +119,7 @@ void tst_CommandPatience::anInterruptedSilenceIsNoRunWithoutLosses()
     QCOMPARE(output.count("missing"), 1);
 }
 
-void tst_CommandPatience::aSpectrumWithoutFramesSaysSoAndEnds()
+void tst_CommandPatience::spectrumWithoutFramesSaysSoAndEnds()
 {
     SpectrumCommand command(quick());
     Captured errors(STDERR_FILENO);
@@ -130,7 +130,7 @@ void tst_CommandPatience::aSpectrumWithoutFramesSaysSoAndEnds()
     QVERIFY(output.lines().isEmpty());
 }
 
-void tst_CommandPatience::propertiesThatDoNotComeEndTheCommand()
+void tst_CommandPatience::propertiesThatDoNotComeEndCommand()
 {
     m_server->withholdProperties();
     InfoCommand command(InfoCommand::Form::Everything, quick());

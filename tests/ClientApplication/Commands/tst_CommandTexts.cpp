@@ -31,24 +31,24 @@ class tst_CommandTexts : public CommandTest
     Q_OBJECT
 
 private slots:
-    void whatKeepsFromAServerHasALineAndACode_data();
-    void whatKeepsFromAServerHasALineAndACode();
-    void valuesOfTheReceiverAreNoOrders();
-    void jsonOfTheReceiverIsNoOrderEither();
-    void whyAServerRefusesIsNoOrder();
+    void whatKeepsFromServerHasLineAndCode_data();
+    void whatKeepsFromServerHasLineAndCode();
+    void valuesOfReceiverAreNoOrders();
+    void jsonOfReceiverIsNoOrderEither();
+    void whyServerRefusesIsNoOrder();
     void whatItsReceiverReportsIsNoOrder();
-    void theLogIsNoOrder();
+    void logIsNoOrder();
 
-    void anRtlReceiversCorrectionMovesItAndThatIsSaid_data();
-    void anRtlReceiversCorrectionMovesItAndThatIsSaid();
-    void aRecordingSaysThatTheCorrectionMovesTheReceiver();
-    void aRecordingThatComesBackMovesItBack();
+    void rtlReceiversCorrectionMovesItAndThatIsSaid_data();
+    void rtlReceiversCorrectionMovesItAndThatIsSaid();
+    void recordingSaysThatCorrectionMovesReceiver();
+    void recordingThatComesBackMovesItBack();
 
 private:
     static void verifyHarmless(const QStringList& lines);
 };
 
-void tst_CommandTexts::whatKeepsFromAServerHasALineAndACode_data()
+void tst_CommandTexts::whatKeepsFromServerHasLineAndCode_data()
 {
     using Problem = ServerResolver::Problem;
     QTest::addColumn<ServerResolver::Failure>("failure");
@@ -67,7 +67,7 @@ void tst_CommandTexts::whatKeepsFromAServerHasALineAndACode_data()
     row(Problem::UnknownHost, ExitCode::NotFound, "the host one is not known, two: ");
 }
 
-void tst_CommandTexts::whatKeepsFromAServerHasALineAndACode()
+void tst_CommandTexts::whatKeepsFromServerHasLineAndCode()
 {
     QFETCH(ServerResolver::Failure, failure);
     QFETCH(ExitCode, code);
@@ -87,7 +87,7 @@ void tst_CommandTexts::verifyHarmless(const QStringList& lines)
     }
 }
 
-void tst_CommandTexts::valuesOfTheReceiverAreNoOrders()
+void tst_CommandTexts::valuesOfReceiverAreNoOrders()
 {
     m_server->device.setObjectName(evil());
     m_server->device.rates = QStringList{text("48000"), evil()};
@@ -101,7 +101,7 @@ void tst_CommandTexts::valuesOfTheReceiverAreNoOrders()
     QVERIFY(!output.lines().join(QString()).contains(QString(200, QLatin1Char('y'))));
 }
 
-void tst_CommandTexts::jsonOfTheReceiverIsNoOrderEither()
+void tst_CommandTexts::jsonOfReceiverIsNoOrderEither()
 {
     m_server->device.setObjectName(evil());
     InfoCommand command(InfoCommand::Form::ValuesAlone);
@@ -113,7 +113,7 @@ void tst_CommandTexts::jsonOfTheReceiverIsNoOrderEither()
     QCOMPARE(told[text("objectName")].toString(), evil());
 }
 
-void tst_CommandTexts::whyAServerRefusesIsNoOrder()
+void tst_CommandTexts::whyServerRefusesIsNoOrder()
 {
     m_server->setAnswer({{text("err"), evil()}});
     InfoCommand command(InfoCommand::Form::Everything);
@@ -138,7 +138,7 @@ void tst_CommandTexts::whatItsReceiverReportsIsNoOrder()
     QVERIFY(errors.lines().first().size() < 300);
 }
 
-void tst_CommandTexts::theLogIsNoOrder()
+void tst_CommandTexts::logIsNoOrder()
 {
     m_log.reset();
     const auto before = qInstallMessageHandler(nullptr);
@@ -161,7 +161,7 @@ void tst_CommandTexts::theLogIsNoOrder()
     qInstallMessageHandler(before);
 }
 
-void tst_CommandTexts::anRtlReceiversCorrectionMovesItAndThatIsSaid_data()
+void tst_CommandTexts::rtlReceiversCorrectionMovesItAndThatIsSaid_data()
 {
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("name");
@@ -174,7 +174,7 @@ void tst_CommandTexts::anRtlReceiversCorrectionMovesItAndThatIsSaid_data()
     QTest::newRow("set on an Airspy") << 7 << text("ppmCorrection") << text("50") << 0;
 }
 
-void tst_CommandTexts::anRtlReceiversCorrectionMovesItAndThatIsSaid()
+void tst_CommandTexts::rtlReceiversCorrectionMovesItAndThatIsSaid()
 {
     QFETCH(int, type);
     QFETCH(QString, name);
@@ -192,7 +192,7 @@ void tst_CommandTexts::anRtlReceiversCorrectionMovesItAndThatIsSaid()
     QCOMPARE(errors.count("ppmCorrection is 50: "), lines);
 }
 
-void tst_CommandTexts::aRecordingSaysThatTheCorrectionMovesTheReceiver()
+void tst_CommandTexts::recordingSaysThatCorrectionMovesReceiver()
 {
     m_server->device.ppm = 50;
     RecordCommand command;
@@ -205,7 +205,7 @@ void tst_CommandTexts::aRecordingSaysThatTheCorrectionMovesTheReceiver()
     QTRY_VERIFY(isEnded());
 }
 
-void tst_CommandTexts::aRecordingThatComesBackMovesItBack()
+void tst_CommandTexts::recordingThatComesBackMovesItBack()
 {
     m_server->device.ppm = 50;
     SessionCommand::Patience patience;

@@ -14,11 +14,11 @@ private slots:
     void timesAreRead_data();
     void timesAreRead();
     void numbersAreWritten();
-    void valuesOfAServerStayOnOneLine();
-    void jsonIsExactAndNothingForATerminal();
+    void valuesOfServerStayOnOneLine();
+    void jsonIsExactAndNothingForTerminal();
     void longLinesAreBrokenAtBlanks();
-    void valueTakesTheTypeOfThePresentOne_data();
-    void valueTakesTheTypeOfThePresentOne();
+    void valueTakesTypeOfPresentOne_data();
+    void valueTakesTypeOfPresentOne();
 };
 
 void tst_Text::frequenciesAreRead_data()
@@ -104,7 +104,7 @@ void tst_Text::numbersAreWritten()
     QCOMPARE(Text::duration(-1), QStringLiteral("0:00"));
 }
 
-void tst_Text::valuesOfAServerStayOnOneLine()
+void tst_Text::valuesOfServerStayOnOneLine()
 {
     QCOMPARE(Text::value(14'250'000.0), QStringLiteral("14250000"));
     QCOMPARE(Text::value(14'250'000LL), QStringLiteral("14250000"));
@@ -120,7 +120,7 @@ void tst_Text::valuesOfAServerStayOnOneLine()
     QVERIFY(Text::value(many).size() < 21'000);
 }
 
-void tst_Text::jsonIsExactAndNothingForATerminal()
+void tst_Text::jsonIsExactAndNothingForTerminal()
 {
     const QString evil = QStringLiteral("\u00e4\u009b2J\u202e\u2028\u007f\u001b]0;x\u0007\n\"\\\U0001F4FB");
     const QJsonObject object{{evil, evil}};
@@ -144,7 +144,7 @@ void tst_Text::longLinesAreBrokenAtBlanks()
     QCOMPARE(wrapped("", 5), QString());
 }
 
-void tst_Text::valueTakesTheTypeOfThePresentOne_data()
+void tst_Text::valueTakesTypeOfPresentOne_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QVariant>("present");
@@ -161,7 +161,7 @@ void tst_Text::valueTakesTheTypeOfThePresentOne_data()
     QTest::newRow("nothing") << QStringLiteral("1") << QVariant() << QVariant();
 }
 
-void tst_Text::valueTakesTheTypeOfThePresentOne()
+void tst_Text::valueTakesTypeOfPresentOne()
 {
     QFETCH(QString, text);
     QFETCH(QVariant, present);

@@ -9,10 +9,10 @@ class tst_ClientSlowReceiver : public QObject
     Q_OBJECT
 
 private slots:
-    void aSlowOpenAndASlowStartAreWaitedFor();
+    void slowOpenAndSlowStartAreWaitedFor();
 };
 
-void tst_ClientSlowReceiver::aSlowOpenAndASlowStartAreWaitedFor()
+void tst_ClientSlowReceiver::slowOpenAndSlowStartAreWaitedFor()
 {
     ServedReceiver served(receiver("RTL"));
     served.fake.set(QStringLiteral("delay.rtlsdr_open"), 3'300);

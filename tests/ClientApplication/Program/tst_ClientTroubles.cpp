@@ -25,9 +25,9 @@ private slots:
     void initTestCase();
 
     void stoppedServerIsBorneAndItsGapCounted();
-    void killedServerEndsTheRecordingWhole();
+    void killedServerEndsRecordingWhole();
     void restartedServerIsComeBackTo();
-    void endOfTheServersReceiverIsToldInItsWords();
+    void endOfServersReceiverIsToldInItsWords();
 
 private:
     struct Pair
@@ -102,7 +102,7 @@ void tst_ClientTroubles::stoppedServerIsBorneAndItsGapCounted()
     QVERIFY(m_stopped->served.server.quit());
 }
 
-void tst_ClientTroubles::killedServerEndsTheRecordingWhole()
+void tst_ClientTroubles::killedServerEndsRecordingWhole()
 {
     ClientProcess& client = m_killed->client;
     QCOMPARE(client.waitForExitCode(), 6);
@@ -132,7 +132,7 @@ void tst_ClientTroubles::restartedServerIsComeBackTo()
     QVERIFY(m_restarted->served.server.quit());
 }
 
-void tst_ClientTroubles::endOfTheServersReceiverIsToldInItsWords()
+void tst_ClientTroubles::endOfServersReceiverIsToldInItsWords()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());

@@ -37,22 +37,22 @@ class tst_SpectrumViews : public QObject
     Q_OBJECT
 
 private slots:
-    void screenIsAsLargeAsTheTerminal_data();
-    void screenIsAsLargeAsTheTerminal();
+    void screenIsAsLargeAsTerminal_data();
+    void screenIsAsLargeAsTerminal();
     void stationStandsInItsColumn();
     void newestRowIsOnTop();
     void withoutColoursThereAreNoEscapes();
     void withoutUnicodeAllIsAscii();
-    void smallTerminalShowsTheTitle();
+    void smallTerminalShowsTitle();
     void anotherAxisBeginsAnew();
 
-    void pictureShowsTheStationInItsPlace();
-    void marksAtTheEndsOfThePictureAreWhole();
+    void pictureShowsStationInItsPlace();
+    void marksAtEndsOfPictureAreWhole();
     void pictureWithoutSpectraIsEmpty();
     void spectrumOfAnotherLengthIsLeftOut();
 };
 
-void tst_SpectrumViews::screenIsAsLargeAsTheTerminal_data()
+void tst_SpectrumViews::screenIsAsLargeAsTerminal_data()
 {
     QTest::addColumn<QSize>("size");
     QTest::addColumn<int>("colours");
@@ -71,7 +71,7 @@ void tst_SpectrumViews::screenIsAsLargeAsTheTerminal_data()
     }
 }
 
-void tst_SpectrumViews::screenIsAsLargeAsTheTerminal()
+void tst_SpectrumViews::screenIsAsLargeAsTerminal()
 {
     QFETCH(QSize, size);
     QFETCH(int, colours);
@@ -140,7 +140,7 @@ void tst_SpectrumViews::withoutUnicodeAllIsAscii()
     QVERIFY(std::all_of(all.begin(), all.end(), [](QChar character) { return character.unicode() < 128; }));
 }
 
-void tst_SpectrumViews::smallTerminalShowsTheTitle()
+void tst_SpectrumViews::smallTerminalShowsTitle()
 {
     SpectrumScreen screen;
     screen.setLook({{29, 10}, Output::Colours::None, true});
@@ -160,7 +160,7 @@ void tst_SpectrumViews::anotherAxisBeginsAnew()
     QCOMPARE(screen.lines({}, {}).join(QLatin1Char('\n')).count(QLatin1Char('@')), 1);
 }
 
-void tst_SpectrumViews::pictureShowsTheStationInItsPlace()
+void tst_SpectrumViews::pictureShowsStationInItsPlace()
 {
     SpectrumPicture picture(kAxis);
     for (int n = 0; n < 50; ++n) {
@@ -203,7 +203,7 @@ void tst_SpectrumViews::pictureShowsTheStationInItsPlace()
     QVERIFY(isWritten({100, 295, 800, 22}));
 }
 
-void tst_SpectrumViews::marksAtTheEndsOfThePictureAreWhole()
+void tst_SpectrumViews::marksAtEndsOfPictureAreWhole()
 {
     SpectrumPicture picture({14'255'000, 14'265'000});
     picture.add(spectrum(2'048, 0.25), 0);

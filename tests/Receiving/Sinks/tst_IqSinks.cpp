@@ -64,28 +64,28 @@ class tst_IqSinks : public QObject
 
 private slots:
     void auxiTellsTimesAndFrequencies();
-    void auxiTakesTheNearestOfAFrequencyBeyondItsBits();
+    void auxiTakesNearestOfFrequencyBeyondItsBits();
     void fileNameTellsTimeAndFrequency();
 
     void wavHasInphaseLeft();
-    void wavStopTimeFollowsTheSamples();
-    void wavIsOnDiskAfterAFlush();
+    void wavStopTimeFollowsSamples();
+    void wavIsOnDiskAfterFlush();
 
-    void playerFileHasQuadratureLeftAtThePlayersScale();
+    void playerFileHasQuadratureLeftAtPlayersScale();
     void playerFileFromAnotherRateIsAt48000_data();
     void playerFileFromAnotherRateIsAt48000();
 
     void sigMfIsTwoFilesByAnyName_data();
     void sigMfIsTwoFilesByAnyName();
-    void sigMfMetaIsThereFromTheStart();
+    void sigMfMetaIsThereFromStart();
     void sigMfTellsOfGaps();
-    void sigMfOnAFullDiskIsAnError();
+    void sigMfOnFullDiskIsError();
 
     void streamWritesPairsLittleEndian_data();
     void streamWritesPairsLittleEndian();
-    void pipeWithoutAReaderSaysSo();
-    void pipeWithASlowReaderWaitsUntilStopped();
-    void pipeToAFullDeviceIsAnError();
+    void pipeWithoutReaderSaysSo();
+    void pipeWithSlowReaderWaitsUntilStopped();
+    void pipeToFullDeviceIsError();
 
 private:
     [[nodiscard]] QString path(const QString& name) const { return m_folder.filePath(name); }
@@ -108,7 +108,7 @@ void tst_IqSinks::auxiTellsTimesAndFrequencies()
     QCOMPARE(auxi.mid(48), QByteArray(116, '\0'));
 }
 
-void tst_IqSinks::auxiTakesTheNearestOfAFrequencyBeyondItsBits()
+void tst_IqSinks::auxiTakesNearestOfFrequencyBeyondItsBits()
 {
     const QByteArray auxi = AuxiChunk::content({}, {}, 10e9, -5, 0.6);
     QCOMPARE(auxi.mid(32, 16), QByteArray::fromHex("ffffffff000000000000000001000000"));
@@ -133,7 +133,7 @@ void tst_IqSinks::wavHasInphaseLeft()
     QCOMPARE(sound.values, (std::vector<qint16>{1, 2, -3, 4, 32767, -32768}));
 }
 
-void tst_IqSinks::wavStopTimeFollowsTheSamples()
+void tst_IqSinks::wavStopTimeFollowsSamples()
 {
     WavSink sink;
     const QString file = path(QStringLiteral("a.wav"));
@@ -147,7 +147,7 @@ void tst_IqSinks::wavStopTimeFollowsTheSamples()
              AuxiChunk::content(info().start, info().start.addMSecs(1'500), 14'250'000, 48'000, 12'000));
 }
 
-void tst_IqSinks::wavIsOnDiskAfterAFlush()
+void tst_IqSinks::wavIsOnDiskAfterFlush()
 {
     WavSink sink;
     const QString file = path(QStringLiteral("a.wav"));
@@ -159,7 +159,7 @@ void tst_IqSinks::wavIsOnDiskAfterAFlush()
 }
 
 // A count of the player's file is 7.6 on the wire.
-void tst_IqSinks::playerFileHasQuadratureLeftAtThePlayersScale()
+void tst_IqSinks::playerFileHasQuadratureLeftAtPlayersScale()
 {
     PlayerSink sink;
     const QString file = path(QStringLiteral("p.wav"));
@@ -234,7 +234,7 @@ void tst_IqSinks::sigMfIsTwoFilesByAnyName()
     QCOMPARE(fileContent(sink.dataPath()), QByteArray::fromHex("0100feff34120000"));
 }
 
-void tst_IqSinks::sigMfMetaIsThereFromTheStart()
+void tst_IqSinks::sigMfMetaIsThereFromStart()
 {
     SigMfSink sink;
     QVERIFY(sink.open(path(QStringLiteral("b")), info()));
@@ -270,7 +270,7 @@ void tst_IqSinks::sigMfTellsOfGaps()
     QCOMPARE(QFile(sink.dataPath()).size(), qint64(24'128 * 4));
 }
 
-void tst_IqSinks::sigMfOnAFullDiskIsAnError()
+void tst_IqSinks::sigMfOnFullDiskIsError()
 {
     QVERIFY(QFile::link(QStringLiteral("/dev/full"), path(QStringLiteral("d.sigmf-data"))));
     SigMfSink sink;
@@ -307,7 +307,7 @@ void tst_IqSinks::streamWritesPairsLittleEndian()
     ::close(ends[1]);
 }
 
-void tst_IqSinks::pipeWithoutAReaderSaysSo()
+void tst_IqSinks::pipeWithoutReaderSaysSo()
 {
     std::array<int, 2> ends{};
     QCOMPARE(::pipe(ends.data()), 0);
@@ -317,7 +317,7 @@ void tst_IqSinks::pipeWithoutAReaderSaysSo()
     ::close(ends[1]);
 }
 
-void tst_IqSinks::pipeWithASlowReaderWaitsUntilStopped()
+void tst_IqSinks::pipeWithSlowReaderWaitsUntilStopped()
 {
     std::array<int, 2> ends{};
     QCOMPARE(::pipe(ends.data()), 0);
@@ -332,7 +332,7 @@ void tst_IqSinks::pipeWithASlowReaderWaitsUntilStopped()
     ::close(ends[1]);
 }
 
-void tst_IqSinks::pipeToAFullDeviceIsAnError()
+void tst_IqSinks::pipeToFullDeviceIsError()
 {
     const int device = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
     QVERIFY(device >= 0);

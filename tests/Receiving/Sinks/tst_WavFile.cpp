@@ -28,16 +28,16 @@ private slots:
     void extendedFileHoldsAuxiAndRoomForLongSizes();
     void fileIsReadBackByAnotherLibrary_data();
     void fileIsReadBackByAnotherLibrary();
-    void beyondTheLimitItIsRf64();
+    void beyondLimitItIsRf64();
     void sizesOfRf64StandInTheirChunk();
-    void atTheLimitItIsStillRiff();
-    void plainFileIsFullAtTheLimit();
-    void everyWriteLeavesAReadableFile();
-    void cutFileIsReadUpToTheCut();
+    void atLimitItIsStillRiff();
+    void plainFileIsFullAtLimit();
+    void everyWriteLeavesReadableFile();
+    void cutFileIsReadUpToCut();
     void fullDiskLeavesWhatWasWritten();
-    void auxiFollowsAtTheNextWrite();
+    void auxiFollowsAtNextWrite();
     void whatIsNoFileIsRefused();
-    void missingFolderIsAnError();
+    void missingFolderIsError();
     void oldContentIsGone();
 
 private:
@@ -114,7 +114,7 @@ void tst_WavFile::fileIsReadBackByAnotherLibrary()
     QCOMPARE(QFile(path()).size(), file.size());
 }
 
-void tst_WavFile::beyondTheLimitItIsRf64()
+void tst_WavFile::beyondLimitItIsRf64()
 {
     const std::vector<qint16> values = ramp(10'000);
     WavFile file(4'000);
@@ -148,7 +148,7 @@ void tst_WavFile::sizesOfRf64StandInTheirChunk()
     QCOMPARE(fileContent(path()), wanted);
 }
 
-void tst_WavFile::atTheLimitItIsStillRiff()
+void tst_WavFile::atLimitItIsStillRiff()
 {
     const std::vector<qint16> values = ramp(100);
     WavFile probe;
@@ -162,7 +162,7 @@ void tst_WavFile::atTheLimitItIsStillRiff()
     QVERIFY(fileContent(path()).startsWith("RF64"));
 }
 
-void tst_WavFile::plainFileIsFullAtTheLimit()
+void tst_WavFile::plainFileIsFullAtLimit()
 {
     const std::vector<qint16> values = ramp(200);
     WavFile file(44 + 400);
@@ -174,7 +174,7 @@ void tst_WavFile::plainFileIsFullAtTheLimit()
     QVERIFY(file.isFull(41));
 }
 
-void tst_WavFile::everyWriteLeavesAReadableFile()
+void tst_WavFile::everyWriteLeavesReadableFile()
 {
     const std::vector<qint16> values = ramp(2'000);
     WavFile file;
@@ -188,7 +188,7 @@ void tst_WavFile::everyWriteLeavesAReadableFile()
 }
 
 // As after a kill between the samples and the header, or with a file system that lost its last blocks.
-void tst_WavFile::cutFileIsReadUpToTheCut()
+void tst_WavFile::cutFileIsReadUpToCut()
 {
     const std::vector<qint16> values = ramp(2'000);
     WavFile file;
@@ -229,7 +229,7 @@ void tst_WavFile::fullDiskLeavesWhatWasWritten()
     QCOMPARE(QFile(path()).size(), qint64(44 + kFrames * 4));
 }
 
-void tst_WavFile::auxiFollowsAtTheNextWrite()
+void tst_WavFile::auxiFollowsAtNextWrite()
 {
     WavFile file;
     QVERIFY(file.open(path(), {48'000, 2, WavFile::Form::Extended, "old!"}));
@@ -246,7 +246,7 @@ void tst_WavFile::whatIsNoFileIsRefused()
     QCOMPARE(file.errorString(), QStringLiteral("it is a device or a pipe, not a file"));
 }
 
-void tst_WavFile::missingFolderIsAnError()
+void tst_WavFile::missingFolderIsError()
 {
     WavFile file;
     QVERIFY(

@@ -26,7 +26,7 @@ private slots:
     void rangeOfNothingIsUsable_data();
     void rangeOfNothingIsUsable();
     void strongerIsBrighter();
-    void reductionKeepsTheStrongest();
+    void reductionKeepsStrongest();
 };
 
 void tst_SpectrumScale::marksStandAtRoundFrequencies_data()
@@ -105,7 +105,7 @@ void tst_SpectrumScale::strongerIsBrighter()
     QCOMPARE(brightness(SpectrumScale::colour(2)), brightness(SpectrumScale::colour(1)));
 }
 
-void tst_SpectrumScale::reductionKeepsTheStrongest()
+void tst_SpectrumScale::reductionKeepsStrongest()
 {
     QCOMPARE(SpectrumScale::reduce({1, 5, 2, 3, 0, 4}, 3), (QVector<float>{5, 3, 4}));
     QCOMPARE(SpectrumScale::reduce({1, 9, 2, 3, 4}, 2), (QVector<float>{9, 4}));
