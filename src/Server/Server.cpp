@@ -5,8 +5,6 @@
 #include "Core/Losses/Losses.h"
 #include "Core/Process/Process.h"
 #include "Core/RadioDevice/AbstractRadioDevice.h"
-#include "Core/RadioDevice/FactoryRadioDevice.h"
-#include "Core/RadioDevice/InfoRadioDevice.h"
 #include "Network/Data/Base58.h"
 #include "Network/Data/Json.h"
 #include "Network/Internet/IPFromDNS.h"
@@ -23,9 +21,9 @@
 #include "Server/FFTStream.h"
 #include "Server/IQStream.h"
 #include "Server/RendezvousSettings.h"
+#include "Server/ServedDevice.h"
 #include "Server/SessionCommands.h"
 
-#include <QPointer>
 #include <QTimer>
 
 namespace
@@ -34,11 +32,6 @@ namespace
 constexpr int kTick = 1000;            // ms
 constexpr int kUserCallTimeout = 5000; // ms
 
-QJsonObject refusal(const QString& text)
-{
-    return {{SessionCalls::kError, text}};
-}
-
 } // namespace
 
 Server::Server(int160 id, quint16 port, int deviceType, const QString& title, const QString& description,
@@ -46,17 +39,16 @@ Server::Server(int160 id, quint16 port, int deviceType, const QString& title, co
     : QObject(parent)
     , m_id(std::move(id))
     , m_compress(compress)
-    , m_deviceInfo(QSharedPointer<InfoRadioDevice>::create(deviceType))
+    , m_device(std::make_unique<ServedDevice>(deviceType, identificator))
     , m_unprovenSessions(QSharedPointer<UnprovenBudget>::create())
 {
-    m_deviceInfo->identificator = identificator;
-
-    printAddress(identificator);
+    printAddress();
     m_socket = QSharedPointer<Socket>::create(nullptr);
     m_socket->setBudget(m_unprovenSessions.budget());
     m_rpcSocket = QSharedPointer<RpcSocket>::create(m_socket, m_id, nullptr);
     m_socket->addSocket(m_rpcSocket);
     declareFunctions();
+    connectDevice();
 
     if (!m_socket->listen(port)) {
         Process::exit(-1);
@@ -83,18 +75,16 @@ Server::~Server()
     if (m_userSocket) {
         disconnect(m_userSocket.data(), nullptr, this, nullptr);
     }
-    stopStreams();
-    m_sourceObject.clear();
-    dropDevice();
+    endSession(Ending::ServerGoes);
 }
 
-void Server::printAddress(const QString& identificator) const
+void Server::printAddress() const
 {
     const QString asterisks(48, QLatin1Char('*'));
     LOG_DEBUG() << QString();
     LOG_DEBUG() << asterisks;
     LOG_DEBUG() << "Server address:\t" << Base58::encode(m_id.bytes());
-    LOG_DEBUG() << "Identificator:\t" << identificator;
+    LOG_DEBUG() << "Identificator:\t" << m_device->identificator();
     LOG_DEBUG() << asterisks;
     LOG_DEBUG() << QString();
 }
@@ -129,33 +119,23 @@ void Server::declareFunctions()
                                  });
 }
 
+void Server::connectDevice()
+{
+    connect(m_device.get(), &ServedDevice::stopped, this, &Server::onRadioStopped);
+    connect(m_device.get(), &ServedDevice::errorHappen, this, &Server::onErrorHappen);
+    connect(m_device.get(), &ServedDevice::outSampleRateChanged, this, &Server::onOutSampleRateChanged);
+    connect(m_device.get(), &ServedDevice::noData, this, [this] { endSession(Ending::NoData); });
+}
+
 QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& client)
 {
     LOG_LIMITED(LOG_DEBUG()) << "Connection from host" << Base58::encode(client.id.bytes())
                              << client.address.toString() << client.port;
-
-    int majorVersion = 0;
-    int minorVersion = 0;
-    QString identificator;
-    // Any text reads as a string, an absent one as the empty string, which would drive out whoever is
-    // connected: so the key has to hold one.
-    if (!Json::toInt(request, SessionCalls::kMajorVersion, majorVersion) ||
-        !Json::toInt(request, SessionCalls::kMinorVersion, minorVersion) ||
-        !request.value(SessionCalls::kIdentificator).isString() ||
-        !Json::toString(request, SessionCalls::kIdentificator, identificator)) {
-        LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kBadRequest;
-        return refusal(SessionCalls::kBadRequest);
+    const QString refused = refusal(request);
+    if (!refused.isEmpty()) {
+        return {{SessionCalls::kError, refused}};
     }
-    if (majorVersion != ProtocolVersion::kMajor) {
-        LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kUnsupportedVersion;
-        return refusal(SessionCalls::kUnsupportedVersion);
-    }
-    m_sameIdentificator = identificator == m_deviceInfo->identificator;
     if (isConnected()) {
-        if (m_sameIdentificator || !m_takeovers.take()) {
-            LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kBusy;
-            return refusal(SessionCalls::kBusy);
-        }
         m_userSocket->invoke(SessionCalls::kAdminRequest, {}, {}, {}, kUserCallTimeout);
         m_socket->removeSocket(m_userSocket);
     }
@@ -169,94 +149,66 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     m_fftStream->setHost(client.address, client.port);
     if (!initDevice(client)) {
         m_userSocket.clear();
-        return refusal(SessionCalls::kNoDevice);
+        return {{SessionCalls::kError, SessionCalls::kNoDevice}};
     }
 
     const int160 sessionId = int160::random();
-    // A session taken over ends here, with the object that held it: see onDisconnected.
+    // A session taken over ends here, with the object that held it: see endSession.
     m_userSocket = QSharedPointer<UserSocket>::create(m_socket, sessionId, client, nullptr);
     m_socket->addSocket(m_userSocket);
     connect(m_userSocket.data(), &UserSocket::disconnected, this, &Server::onDisconnected);
-    SessionCommands::declare(*m_userSocket, m_device, *m_fftStream);
+    SessionCommands::declare(*m_userSocket, m_device->get(), *m_fftStream);
     connect(m_userSocket.data(), &UserSocket::proven, this,
             [this, client] { m_unprovenSessions.prove(client.address, client.port); });
     return {{SessionCalls::kSessionId, sessionId.toString()}};
 }
 
+// Empty if there is a session to be had, if need be by a takeover, which is then counted.
+QString Server::refusal(const QJsonObject& request)
+{
+    int majorVersion = 0;
+    int minorVersion = 0;
+    QString identificator;
+    // Any text reads as a string, an absent one as the empty string, which would drive out whoever is
+    // connected: so the key has to hold one.
+    if (!Json::toInt(request, SessionCalls::kMajorVersion, majorVersion) ||
+        !Json::toInt(request, SessionCalls::kMinorVersion, minorVersion) ||
+        !request.value(SessionCalls::kIdentificator).isString() ||
+        !Json::toString(request, SessionCalls::kIdentificator, identificator)) {
+        LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kBadRequest;
+        return SessionCalls::kBadRequest;
+    }
+    if (majorVersion != ProtocolVersion::kMajor) {
+        LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kUnsupportedVersion;
+        return SessionCalls::kUnsupportedVersion;
+    }
+    m_sameIdentificator = identificator == m_device->identificator();
+    if (isConnected() && (m_sameIdentificator || !m_takeovers.take())) {
+        LOG_LIMITED(LOG_DEBUG()) << SessionCalls::kBusy;
+        return SessionCalls::kBusy;
+    }
+    return {};
+}
+
 bool Server::initDevice(const NodeInfo& client)
 {
-    dropDevice();
-    m_device = FactoryRadioDevice::make(m_deviceInfo);
-    if (m_device == nullptr) {
+    if (!m_device->make()) {
         return false;
     }
     ++m_countConnections;
-    m_device->restore(m_deviceInfo->identificator);
-    connectDevice();
-    m_device->setNoDataCallback([this] { onNoData(); });
     // The old one takes its commands with it when it goes, so it has to go first.
     m_sourceObject.clear();
-    m_sourceObject =
-        QSharedPointer<SourceObject>::create(Replication::kReceiver, m_device, m_rpcSocket, client, nullptr);
+    m_sourceObject = QSharedPointer<SourceObject>::create(Replication::kReceiver, m_device->get(),
+                                                          m_rpcSocket, client, nullptr);
     if (m_pingActiveConnection != nullptr) {
         m_pingActiveConnection->busy();
     }
-    m_iqStream->setDevice(m_device);
-    m_fftStream->setDevice(m_device);
+    m_iqStream->setDevice(m_device->get());
+    m_fftStream->setDevice(m_device->get());
     m_iqStream->start();
     m_fftStream->start();
-    m_deviceUnsaved = true;
-    m_device->start(false);
+    m_device->start();
     return true;
-}
-
-void Server::dropDevice()
-{
-    if (m_device == nullptr) {
-        return;
-    }
-    m_device->disconnect();
-    if (m_deviceUnsaved && !m_device->running()) {
-        // The session has ended and the news of it is still on its way: it will find the device gone.
-        m_device->save(m_deviceInfo->identificator);
-    }
-    m_deviceUnsaved = false;
-    m_device->stop();
-    delete m_device;
-    m_device = nullptr;
-}
-
-void Server::connectDevice()
-{
-    // Queued, and looked at once more on arrival: what a device said before it was replaced is not meant
-    // for the session of its successor.
-    const auto current = [this, device = QPointer<AbstractRadioDevice>(m_device)] {
-        return device != nullptr && device == m_device;
-    };
-    connect(
-        m_device, &Worker::stopped, this,
-        [this, current] {
-            if (current()) {
-                onRadioStopped();
-            }
-        },
-        Qt::QueuedConnection);
-    connect(
-        m_device, &Worker::errorHappen, this,
-        [this, current](const QString& text) {
-            if (current()) {
-                onErrorHappen(text);
-            }
-        },
-        Qt::QueuedConnection);
-    connect(
-        m_device, &AbstractRadioDevice::outSampleRateChanged, this,
-        [this, current](double outSampleRate) {
-            if (current()) {
-                onOutSampleRateChanged(outSampleRate);
-            }
-        },
-        Qt::QueuedConnection);
 }
 
 void Server::onRendezvousAddress(const QHostAddress& address)
@@ -267,7 +219,7 @@ void Server::onRendezvousAddress(const QHostAddress& address)
     m_handshakeNode = {RendezvousSettings::id(), address, RendezvousSettings::port()};
     if (m_pingActiveConnection == nullptr) {
         m_pingActiveConnection = new PingActiveConnection(m_handshakeNode, m_socket->localPort(), m_id,
-                                                          m_rpcSocket, m_deviceInfo->type(), this);
+                                                          m_rpcSocket, m_device->type(), this);
     }
 }
 
@@ -286,34 +238,12 @@ void Server::onTimeout()
 
 void Server::onDisconnected()
 {
-    if (m_device != nullptr && m_device->running()) {
-        stopStreams();
-        m_device->stop();
-    }
-    m_sourceObject.clear();
-    if (m_userSocket) {
-        m_socket->removeSocket(m_userSocket);
-    }
-    resetAnnouncements();
+    endSession(Ending::ClientLeft);
 }
 
 void Server::onRadioStopped()
 {
-    stopStreams();
-    endUserSocket();
-    m_sourceObject.clear();
-    m_device->save(m_deviceInfo->identificator);
-    m_deviceUnsaved = false;
-    resetAnnouncements();
-}
-
-void Server::onNoData()
-{
-    stopStreams();
-    onErrorHappen(QStringLiteral("No IQ data - stop!"));
-    endUserSocket();
-    m_sourceObject.clear();
-    resetAnnouncements();
+    endSession(Ending::DeviceStopped);
 }
 
 void Server::onErrorHappen(QString text)
@@ -332,22 +262,34 @@ void Server::onOutSampleRateChanged(double outSampleRate)
     }
 }
 
-void Server::stopStreams()
+void Server::endSession(Ending ending)
 {
-    m_iqStream->stop();
-    m_fftStream->stop();
-}
-
-void Server::endUserSocket()
-{
-    if (m_userSocket) {
+    const bool running = m_device->running();
+    if (ending != Ending::ClientLeft || running) {
+        m_iqStream->stop();
+        m_fftStream->stop();
+    }
+    if (ending == Ending::ClientLeft && running) {
+        m_device->stop(); // the news of it ends the session once more, with its settings saved
+    }
+    if (ending == Ending::NoData) {
+        onErrorHappen(QStringLiteral("No IQ data - stop!"));
+    }
+    if (m_userSocket && (ending == Ending::NoData || ending == Ending::DeviceStopped)) {
+        // Unless it had left already, this comes back here for the client that leaves.
         m_userSocket->disconnectFromHost();
+    }
+    m_sourceObject.clear();
+    if (ending == Ending::ServerGoes) {
+        m_device.reset();
+        return;
+    }
+    if (m_userSocket) {
         m_socket->removeSocket(m_userSocket);
     }
-}
-
-void Server::resetAnnouncements()
-{
+    if (ending == Ending::DeviceStopped) {
+        m_device->save();
+    }
     if (m_pingActiveConnection != nullptr) {
         m_pingActiveConnection->resetCounter();
     }

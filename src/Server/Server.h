@@ -10,23 +10,21 @@
 #include <QSharedPointer>
 #include <memory>
 
-class AbstractRadioDevice;
 class Discovery;
 class FFTStream;
-class InfoRadioDevice;
 class IPFromDNS;
 class IQStream;
 class PingActiveConnection;
 class QTimer;
 class RpcSocket;
+class ServedDevice;
 class Socket;
 class SourceObject;
 class UserSocket;
 
 /// Lives as long as the process: holds the identity and the one UDP port, announces the receiver while it
 /// is free, and serves it to one client at a time.
-/// Thread:    the main one, and with it everything it owns but the signal path of the device.
-/// Ownership: the device is made new for each client and stays until the next one comes.
+/// Thread:    the main one, as for everything it owns but the signal path of the device.
 /// Errors:    a port that can't be bound ends the process with -1, inside the constructor.
 class Server : public QObject
 {
@@ -54,17 +52,22 @@ private slots:
     void onOutSampleRateChanged(double outSampleRate);
 
 private:
-    void printAddress(const QString& identificator) const;
+    enum class Ending
+    {
+        ClientLeft,    ///< Or was lost, or has been driven out.
+        DeviceStopped, ///< By itself, or because the client left.
+        NoData,
+        ServerGoes,
+    };
+
+    void printAddress() const;
     void declareFunctions();
-    QJsonObject connectToHost(const QJsonObject& request, const NodeInfo& client);
-    [[nodiscard]] bool initDevice(const NodeInfo& client);
-    void dropDevice();
     void connectDevice();
+    QJsonObject connectToHost(const QJsonObject& request, const NodeInfo& client);
+    [[nodiscard]] QString refusal(const QJsonObject& request);
+    [[nodiscard]] bool initDevice(const NodeInfo& client);
+    void endSession(Ending ending);
     void onRendezvousAddress(const QHostAddress& address);
-    void onNoData();
-    void stopStreams();
-    void endUserSocket();
-    void resetAnnouncements();
 
     const int160 m_id;
     QSharedPointer<Socket> m_socket;
@@ -74,12 +77,10 @@ private:
     QSharedPointer<RpcSocket> m_rpcSocket;
     QSharedPointer<UserSocket> m_userSocket; // kept after the end of a session until the next client
     QSharedPointer<SourceObject> m_sourceObject;
-    QSharedPointer<InfoRadioDevice> m_deviceInfo;
     Discovery* m_discovery = nullptr;
     std::unique_ptr<IQStream> m_iqStream;
     std::unique_ptr<FFTStream> m_fftStream;
-    AbstractRadioDevice* m_device = nullptr;
-    bool m_deviceUnsaved = false; // started, and its properties not saved since
+    std::unique_ptr<ServedDevice> m_device;
     NodeInfo m_handshakeNode;
     PingActiveConnection* m_pingActiveConnection = nullptr;
     IPFromDNS* m_ipFromDns = nullptr;
