@@ -62,7 +62,7 @@ private:
         auto next = std::chrono::steady_clock::now();
         while (!m_ended) {
             writeMade(kBlock, [this](DoubleComplex* made, int first, int count) {
-                Kernels::widen(m_samples.data() + 2 * first, count, made);
+                Kernels::widen(m_samples.data() + 2LL * first, count, made);
             });
             next += std::chrono::nanoseconds(static_cast<qint64>(kBlock / kRate * 1e9));
             std::this_thread::sleep_until(next);

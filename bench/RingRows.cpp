@@ -96,13 +96,14 @@ void ringRows(Table& table)
     const auto floats = values<float>();
     InstructionSets::forEach([&](std::int64_t set) {
         addRows(table, QStringLiteral("8-bit"), set, 32'768, [&](int from, int count, DoubleComplex* made) {
-            convertRtlUsb(bytes.data() + 2 * from, count, false, made);
+            convertRtlUsb(bytes.data() + 2LL * from, count, false, made);
         });
         addRows(table, QStringLiteral("16-bit"), set, 1'344, [&](int from, int count, DoubleComplex* made) {
             convertRsp(shorts.data() + from, shorts.data() + kCapacity + from, count, made);
         });
         addRows(table, QStringLiteral("float"), set, 65'536, [&](int from, int count, DoubleComplex* made) {
-            AirSpyConversion::convert(floats.data() + 2 * from, count, AirSpyConversion::Order::QThenI, made);
+            AirSpyConversion::convert(floats.data() + 2LL * from, count, AirSpyConversion::Order::QThenI,
+                                      made);
         });
     });
 }

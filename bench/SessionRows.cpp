@@ -69,7 +69,7 @@ void wait(int milliseconds)
 {
     QElapsedTimer clock;
     clock.start();
-    require(waitUntil([&] { return clock.elapsed() >= milliseconds; }), "the clock stands");
+    require(waitUntil([&] { return clock.elapsed() >= milliseconds; }), "the clock has stopped");
 }
 
 // A library's own thread has the process's name.

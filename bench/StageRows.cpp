@@ -28,7 +28,7 @@ const HalfBandTables::Filter& filterOf(int taps)
     qFatal("no filter of tier %d has %d taps", kTier, taps);
 }
 
-// In place, as in the chain: each run has its block filled anew, or it would die away to denormals.
+// In place, as in the chain: each run refills its block, or it would die away to denormals.
 Task inPlace(std::vector<DoubleComplex>& block, const std::function<void()>& run)
 {
     return {[&block, run] {

@@ -73,7 +73,7 @@ void Table::print(const QStringList& cells)
 {
     std::fputs("|", stdout);
     for (int i = 0; i < cells.size(); ++i) {
-        // Numbers stand to the right.
+        // Numbers are aligned to the right.
         const bool isText = i == 0 || i == 1 || i == 3 || i == 7;
         const QString cell =
             isText ? cells[i].leftJustified(kWidths[i]) : cells[i].rightJustified(kWidths[i]);

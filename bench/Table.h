@@ -28,7 +28,7 @@ public:
 
     /// The columns' names.
     void begin();
-    /// A piece beside its peer.
+    /// A piece and its peer.
     void add(const Piece& piece, const Figures& figures);
     /// A figure on its own, held to a bar in the same unit.
     void add(const QString& name, double figure, const QString& unit, double bar);

@@ -13,7 +13,7 @@ if(MSVC)
 else()
   target_compile_options(orvenlink-options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wconversion -Werror
-    # The same input gives the same bits on every build: no fused multiply-add behind our back.
+    # The same input gives the same bits on every build: no fused multiply-add that nobody asked for.
     -ffp-contract=off
   )
 endif()

@@ -139,7 +139,7 @@ std::vector<double> beacon()
     };
     for (const char letter : kBeacon) {
         if (letter == ' ') {
-            silence(4); // beside the 3 that end a letter
+            silence(4); // besides the 3 that end a letter
             continue;
         }
         const auto* code = std::find_if(kMorse.begin(), kMorse.end(),
@@ -148,7 +148,7 @@ std::vector<double> beacon()
             mark(sign == '-' ? 3 : 1);
             silence(1);
         }
-        silence(2); // beside the 1 that ends a sign
+        silence(2); // besides the 1 that ends a sign
     }
     key.resize(kBeaconLength, 0.0);
     return key;

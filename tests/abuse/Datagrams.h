@@ -20,7 +20,7 @@ struct Kind
 /// Every kind, the same bytes on every run but for the server's id.
 const std::vector<Kind>& kinds();
 
-/// A call to `target` with this body as it stands.
+/// A call to `target` with exactly this body.
 QByteArray call(const QByteArray& target, const QByteArray& body);
 
 /// A stream datagram of each type from 2 to 5, some 16 kB long. Those of the compressed types hold 16 MB.

@@ -1,4 +1,4 @@
-// Floods and bombs: a session beside them gets what it gets without them.
+// Floods and bombs: a session during them gets what it gets without them.
 #include "abuse/Attempts.h"
 #include "abuse/Datagrams.h"
 #include "abuse/Flood.h"
@@ -24,10 +24,10 @@ struct Run : SessionMeter::Figures
     double rate = 0.0; // of the abuse, datagrams/s
 };
 
-// A session beside which `abuse` lets some seconds pass, sends `wanted` datagrams a second or nearly, and
+// A session during which `abuse` lets some seconds pass, sends `wanted` datagrams a second or nearly, and
 // gives their number.
 template <typename Abuse>
-Run runBeside(const Amount& amount, double wanted, Abuse abuse)
+Run runDuring(const Amount& amount, double wanted, Abuse abuse)
 {
     return attempt([&] {
         Scene scene(amount.recording);
@@ -46,7 +46,7 @@ Run runBeside(const Amount& amount, double wanted, Abuse abuse)
 
 Run quietRun(const Amount& amount, int seconds)
 {
-    return runBeside(amount, 0.0, [seconds](Scene&) {
+    return runDuring(amount, 0.0, [seconds](Scene&) {
         Scene::pass(seconds * 1000);
         return 0.0;
     });
@@ -71,7 +71,7 @@ void floodRows(const Amount& amount, Verdicts& verdicts)
                   QString());
     verdicts.tell(QStringLiteral("- longest pause"), quiet.longestPause, QStringLiteral("ms"));
     for (const Datagrams::Kind& kind : Datagrams::kinds()) {
-        const Run flooded = runBeside(amount, kind.perSecond, [&amount, &kind](Scene& scene) {
+        const Run flooded = runDuring(amount, kind.perSecond, [&amount, &kind](Scene& scene) {
             const Flood flood(scene.server(), kind.make(scene.server()), kind.perSecond);
             Scene::pass(amount.floodSeconds * 1000);
             return static_cast<double>(flood.sent()) / amount.floodSeconds;
@@ -87,7 +87,7 @@ void bombRows(const Amount& amount, Verdicts& verdicts)
     const Run quiet = quietRun(amount, kBombSeconds);
     const std::vector<QByteArray> bombs = Datagrams::bombs();
     for (const int perSecond : {20, 50}) {
-        const Run bombed = runBeside(amount, perSecond, [perSecond, &bombs](Scene& scene) {
+        const Run bombed = runDuring(amount, perSecond, [perSecond, &bombs](Scene& scene) {
             MeasuringClient stranger(scene.server());
             size_t sent = 0;
             Scene::repeat(kBombSeconds * 1000, perSecond,

@@ -50,7 +50,7 @@ struct Takeovers
     QString obstacle;     // as in SessionMeter::Figures
 };
 
-// All at once, beside an owner's session, while another client asks fifty times a second.
+// All at once, during an owner's session, while another client asks fifty times a second.
 Takeovers takeOver(const Amount& amount)
 {
     constexpr int kAsked = 50;

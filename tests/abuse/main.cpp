@@ -1,4 +1,4 @@
-// Abuses a server in every way known, beside a session, and holds what that costs to bars: the table, and an
+// Abuses a server in every way known, during a session, and holds what that costs to bars: the table, and an
 // exit code of 0 if all are met. Needs a network namespace of its own: script/abuse.
 //
 //     abuse RECORDING [--long] [CONCERN...]

@@ -50,7 +50,7 @@ QByteArray makeInput(Mutator& mutator, const QByteArrayList& seeds)
 } // namespace
 
 /// fuzz_NAME [-max_total_time=SECONDS] [-seed=NUMBER] PATH...: runs a fuzz target without libFuzzer, by the
-/// same arguments. Each file that is named, or stands in a folder that is, is an input; then, for SECONDS,
+/// same arguments. Each file that is named, or is in a folder that is, is an input; then, for SECONDS,
 /// their mutations are, of which the same seed makes the same.
 int main(int argc, char* argv[])
 {

@@ -39,7 +39,7 @@ const int hooks = __sanitizer_install_malloc_and_free_hooks(
 
 #else
 
-// The program's own malloc comes before the library's, which lies behind these names.
+// The program's own malloc comes before the library's, which has these names.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);

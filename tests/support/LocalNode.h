@@ -4,7 +4,7 @@
 #include "support/RpcPeer.h"
 
 /// The system's own end of the wire, on a free port of loopback: a Socket with an RpcSocket attached, whose
-/// clock stands still until the test moves it.
+/// clock doesn't run: the test moves it.
 struct LocalNode
 {
     /// `id` is 20 bytes.

@@ -74,7 +74,7 @@ void LossyLink::onDatagram(size_t to, const QByteArray& datagram)
 void LossyLink::pass(size_t to, const QByteArray& datagram)
 {
     End& end = m_ends.at(to);
-    // What leaves here comes from the port that stands for the other end.
+    // What leaves here comes from the port that represents the other end.
     const auto send = [this, &end](const QByteArray& bytes) {
         ++m_passed;
         end.socket.writeDatagram(bytes, QHostAddress(QHostAddress::LocalHost), end.port);

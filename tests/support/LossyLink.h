@@ -10,19 +10,19 @@
 #include <random>
 
 /// A link between two ports of loopback that loses, repeats, swaps and delays datagrams as a seed has it.
-/// Each end sends to a port of the link's that stands for the other one.
+/// Each end sends to a port of the link's that represents the other one.
 class LossyLink : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Chances out of 100 that a datagram meets with each fate; the rest passes as it is.
+    /// Per cent of the datagrams that meet each fate; the rest pass as they are.
     struct Fates
     {
         int lost = 0;
         int repeated = 0;
-        int swapped = 0; ///< Passes behind the next one of its direction.
-        int delayed = 0; ///< Passes behind up to 8 others of its direction.
+        int swapped = 0; ///< Passes after the next one of its direction.
+        int delayed = 0; ///< Passes after up to 8 others of its direction.
     };
 
     explicit LossyLink(unsigned seed, QObject* parent = nullptr);
@@ -32,7 +32,7 @@ public:
     /// Datagrams that get lost in any case.
     void setLoss(std::function<bool(const QByteArray& datagram)> isLost) { m_isLost = std::move(isLost); }
     void setFates(const Fates& fates) { m_fates = fates; }
-    /// The port that stands for the second end, for the first one to send to; and the other way round.
+    /// The port that represents the second end, for the first one to send to; and the other way round.
     [[nodiscard]] quint16 portForFirst() const { return m_ends[0].socket.localPort(); }
     [[nodiscard]] quint16 portForSecond() const { return m_ends[1].socket.localPort(); }
     /// Lets pass what is held back.
@@ -62,7 +62,7 @@ private:
     std::mt19937 m_random;
     Fates m_fates;
     std::function<bool(const QByteArray& datagram)> m_isLost;
-    QTimer m_timer; // for those behind which nothing comes
+    QTimer m_timer; // for those after which nothing comes
     int m_passed = 0;
     int m_lost = 0;
 };

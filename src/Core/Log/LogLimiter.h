@@ -4,15 +4,14 @@
 #include <functional>
 #include <mutex>
 
-/// Limits the log lines of one kind, those of one place in the source; the rest is counted and reported.
-/// Lines that a single datagram can cause have a tight limit (LOG_LIMITED). All others but those at info
-/// level have a wide one (Log), which no ordinary session comes near, but a thousand sessions begun in a
-/// minute do.
-/// Thread: any.
+/// Bounds the log lines of one kind, those of one place in the source; the rest is counted and told of.
+/// A datagram can cause some by itself: LOG_LIMITED bounds those tightly. All others but those at info level
+/// have a wide bound (Log), which no ordinary session comes near, but a thousand sessions begun in a minute
+/// do. Any thread.
 class LogLimiter
 {
 public:
-    using Clock = std::function<qint64()>; ///< Milliseconds since any moment; never goes back.
+    using Clock = std::function<qint64()>; ///< Milliseconds; any epoch, never back.
 
     struct Limit
     {
@@ -28,7 +27,7 @@ public:
     LogLimiter(const char* file, int line, Limit limit, Clock clock);
     ~LogLimiter();
 
-    /// The limit for lines whose length only the program decides: 1,000 a minute.
+    /// The one of a place's own lines, which are as short as the program makes them: 1,000 a minute.
     static LogLimiter& ofPlace(const char* file, int line, QtMsgType level);
 
     /// True if a line may be logged now; false counts it as left out. Reports first what an earlier
@@ -41,7 +40,7 @@ public:
     void report();
 
     /// `report` of every limiter of the process; called once a second, so that a flood that has ended
-    /// is reported too.
+    /// is told of as well.
     static void reportAll();
 
 private:
@@ -59,12 +58,12 @@ private:
     int m_leftOut = 0;
 };
 
-/// Collects the text of a record, and charges its bytes to a limiter.
+/// Stands for a record while it is written, and charges its bytes to a limiter.
 class LimitedRecord
 {
 public:
     LimitedRecord(LogLimiter& limiter, const QDebug& record);
-    /// Passes the text on to the record.
+    /// Hands the text to the record.
     ~LimitedRecord();
 
     template <typename Item>

@@ -7,8 +7,7 @@
 namespace SteadyClock
 {
 
-/// Milliseconds since some moment of the system's choice, often its start: no value means "never".
-/// Thread: any.
+/// Since some moment of the system's own choice, often its start: no value says "never". Any thread.
 inline qint64 milliseconds()
 {
     using namespace std::chrono;

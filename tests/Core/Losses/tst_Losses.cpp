@@ -11,15 +11,15 @@ class tst_Losses : public QObject
     Q_OBJECT
 
 private slots:
-    void reportTellsEachCauseInOneLine();
-    void causeIsToldOncePerSecondAtMost();
-    void withoutNewLossNothingIsTold();
+    void aReportTellsEachCauseInOneLine();
+    void aCauseIsToldOnceASecondAtMost();
+    void withoutANewLossNothingIsTold();
     void totalsNameEveryCause();
     void lossesOfManyThreadsAddUp();
-    void programCountsInOnePlace();
+    void theProgramCountsInOnePlace();
 };
 
-void tst_Losses::reportTellsEachCauseInOneLine()
+void tst_Losses::aReportTellsEachCauseInOneLine()
 {
     Losses losses([] { return 0; });
     losses.add(Losses::Cause::InRing, 1000);
@@ -37,7 +37,7 @@ void tst_Losses::reportTellsEachCauseInOneLine()
              qPrintable(lines[1]));
 }
 
-void tst_Losses::causeIsToldOncePerSecondAtMost()
+void tst_Losses::aCauseIsToldOnceASecondAtMost()
 {
     qint64 now = 7000;
     Losses losses([&now] { return now; });
@@ -60,7 +60,7 @@ void tst_Losses::causeIsToldOncePerSecondAtMost()
     QVERIFY(log.texts()[2].endsWith(QStringLiteral("(1500 in all)")));
 }
 
-void tst_Losses::withoutNewLossNothingIsTold()
+void tst_Losses::withoutANewLossNothingIsTold()
 {
     qint64 now = 0;
     Losses losses([&now] { return now; });
@@ -111,7 +111,7 @@ void tst_Losses::lossesOfManyThreadsAddUp()
     QCOMPARE(losses.total(Losses::Cause::InRing), qint64(kThreads) * kLosses * 2);
 }
 
-void tst_Losses::programCountsInOnePlace()
+void tst_Losses::theProgramCountsInOnePlace()
 {
     QCOMPARE(&Losses::process(), &Losses::process());
     Losses::process().add(Losses::Cause::LargeBlocks, 5);

@@ -7,11 +7,11 @@ class tst_Version : public QObject
     Q_OBJECT
 
 private slots:
-    void textIsVersionOfProject();
+    void textIsTheVersionOfTheProject();
     void textBeginsWithMajorAndMinor();
 };
 
-void tst_Version::textIsVersionOfProject()
+void tst_Version::textIsTheVersionOfTheProject()
 {
     QCOMPARE(Version::text(), QStringLiteral(ORVENLINK_VERSION));
 }

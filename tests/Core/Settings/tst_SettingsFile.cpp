@@ -12,9 +12,9 @@ class tst_SettingsFile : public QObject
 
 private slots:
     void init();
-    void damagedFileIsTold();
-    void folderInPlaceOfFileIsTold();
-    void fileInPlaceOfFolderIsTold();
+    void aDamagedFileIsTold();
+    void aFolderInThePlaceOfTheFileIsTold();
+    void aFileInThePlaceOfTheFolderIsTold();
 
 private:
     QString m_folder;
@@ -40,7 +40,7 @@ void tst_SettingsFile::init()
     m_folder = QFileInfo(SettingsFile::name()).absolutePath();
 }
 
-void tst_SettingsFile::damagedFileIsTold()
+void tst_SettingsFile::aDamagedFileIsTold()
 {
     QVERIFY(QDir().mkpath(m_folder));
     write(SettingsFile::name(), "no key, no value\n");
@@ -48,7 +48,7 @@ void tst_SettingsFile::damagedFileIsTold()
     QCOMPARE(SettingsFile::trouble(), QStringLiteral("its content is damaged"));
 }
 
-void tst_SettingsFile::folderInPlaceOfFileIsTold()
+void tst_SettingsFile::aFolderInThePlaceOfTheFileIsTold()
 {
     QVERIFY(QDir().mkpath(SettingsFile::name()));
     QVERIFY(!Settings::check_settings());
@@ -56,7 +56,7 @@ void tst_SettingsFile::folderInPlaceOfFileIsTold()
              qPrintable(SettingsFile::trouble()));
 }
 
-void tst_SettingsFile::fileInPlaceOfFolderIsTold()
+void tst_SettingsFile::aFileInThePlaceOfTheFolderIsTold()
 {
     QVERIFY(QDir().mkpath(QFileInfo(m_folder).absolutePath()));
     write(m_folder, {});

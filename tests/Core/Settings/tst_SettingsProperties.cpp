@@ -81,17 +81,17 @@ private slots:
     void initTestCase();
     void init();
 
-    void restoreOfKeyNeverSavedResetsEveryResettableProperty();
+    void restoreOfAKeyNeverSavedResetsEveryResettableProperty();
     void saveThenRestoreReturnsEachPersistentPropertyToItsValue();
     void saveStoresUnderKeyAndNameWhatIsWritableAndResettableAlone();
-    void nullStringAtSaveIsToldAndLeavesStoredValue();
-    void emptyStringIsSaved();
-    void storedValueThatDoesNotFitIsToldAndOthersAreRestored();
-    void saveWritesFileOnceHoweverManyPropertiesHaveChanged();
+    void aNullStringAtSaveIsToldAndLeavesTheStoredValue();
+    void anEmptyStringIsSaved();
+    void aStoredValueThatDoesNotFitIsToldAndTheOthersAreRestored();
+    void aSaveWritesTheFileOnceHoweverManyPropertiesHaveChanged();
     void whatHasNotChangedIsNotWritten_data();
     void whatHasNotChangedIsNotWritten();
-    void whatHasChangedInStoreMeanwhileIsWritten();
-    void failedSaveNamesEachPropertyThatIsNotStored();
+    void whatHasChangedInTheStoreMeanwhileIsWritten();
+    void aFailedSaveNamesEachPropertyThatIsNotStored();
 
 private:
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -110,7 +110,7 @@ void tst_SettingsProperties::init()
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder->path());
 }
 
-void tst_SettingsProperties::restoreOfKeyNeverSavedResetsEveryResettableProperty()
+void tst_SettingsProperties::restoreOfAKeyNeverSavedResetsEveryResettableProperty()
 {
     Tuner tuner;
     const LogCapture log;
@@ -157,7 +157,7 @@ void tst_SettingsProperties::saveStoresUnderKeyAndNameWhatIsWritableAndResettabl
                                 QStringLiteral("rtl0b:frequency"), QStringLiteral("rtl0b:gain")}));
 }
 
-void tst_SettingsProperties::nullStringAtSaveIsToldAndLeavesStoredValue()
+void tst_SettingsProperties::aNullStringAtSaveIsToldAndLeavesTheStoredValue()
 {
     Tuner tuner;
     Settings::save(kKey, &tuner);
@@ -175,7 +175,7 @@ void tst_SettingsProperties::nullStringAtSaveIsToldAndLeavesStoredValue()
     QCOMPARE(Settings::read(QStringLiteral("rtl0b:frequency"), QVariant()).toDouble(), 3.0);
 }
 
-void tst_SettingsProperties::emptyStringIsSaved()
+void tst_SettingsProperties::anEmptyStringIsSaved()
 {
     Tuner tuner;
     tuner.m_antenna = QStringLiteral("");
@@ -185,7 +185,7 @@ void tst_SettingsProperties::emptyStringIsSaved()
     QCOMPARE(restored.m_antenna, QString());
 }
 
-void tst_SettingsProperties::storedValueThatDoesNotFitIsToldAndOthersAreRestored()
+void tst_SettingsProperties::aStoredValueThatDoesNotFitIsToldAndTheOthersAreRestored()
 {
     Tuner tuner;
     Settings::save(kKey, &tuner);
@@ -205,7 +205,7 @@ void tst_SettingsProperties::storedValueThatDoesNotFitIsToldAndOthersAreRestored
     QVERIFY2(line.match(warnings.constFirst()).hasMatch(), qPrintable(warnings.constFirst()));
 }
 
-void tst_SettingsProperties::saveWritesFileOnceHoweverManyPropertiesHaveChanged()
+void tst_SettingsProperties::aSaveWritesTheFileOnceHoweverManyPropertiesHaveChanged()
 {
     QVERIFY(Settings::write(QStringLiteral("any"), 1)); // makes the folder
     WriteCounter writes;
@@ -258,7 +258,7 @@ void tst_SettingsProperties::whatHasNotChangedIsNotWritten()
     QCOMPARE(writes.count(), 1);
 }
 
-void tst_SettingsProperties::whatHasChangedInStoreMeanwhileIsWritten()
+void tst_SettingsProperties::whatHasChangedInTheStoreMeanwhileIsWritten()
 {
     Tuner tuner;
     Settings::save(kKey, &tuner);
@@ -273,7 +273,7 @@ void tst_SettingsProperties::whatHasChangedInStoreMeanwhileIsWritten()
     QCOMPARE(restored.m_antenna, QStringLiteral("none"));
 }
 
-void tst_SettingsProperties::failedSaveNamesEachPropertyThatIsNotStored()
+void tst_SettingsProperties::aFailedSaveNamesEachPropertyThatIsNotStored()
 {
     QFile file(m_folder->filePath(QStringLiteral("file")));
     QVERIFY(file.open(QIODevice::WriteOnly));

@@ -41,26 +41,26 @@ class tst_RingBuffer : public QObject
     Q_OBJECT
 
 private slots:
-    void freshRingIsZeroAndEmpty();
-    void writeShortOfEndIsOnePiece();
-    void writeUpToEndTakesIndexToStart();
-    void writeAcrossEndGoesOnAtStart();
-    void readAcrossEndGoesOnAtStart();
+    void aFreshRingIsZeroAndEmpty();
+    void aWriteShortOfTheEndIsOnePiece();
+    void aWriteUpToTheEndTakesTheIndexToTheStart();
+    void aWriteAcrossTheEndGoesOnAtTheStart();
+    void aReadAcrossTheEndGoesOnAtTheStart();
     void equalIndicesMeanThatNothingIsAvailable();
-    void availableCountsAcrossEnd();
-    void fullRingLooksEmpty();
-    void slowReaderIsOverrun();
-    void ofMoreThanRingHoldsLastStay_data();
-    void ofMoreThanRingHoldsLastStay();
-    void everyWriteBringsLastWriteIndexUpToDate();
+    void availableCountsAcrossTheEnd();
+    void aFullRingLooksEmpty();
+    void aSlowReaderIsOverrun();
+    void ofMoreThanTheRingHoldsTheLastStay_data();
+    void ofMoreThanTheRingHoldsTheLastStay();
+    void everyWriteBringsTheLastWriteIndexUpToDate();
     void everySampleWrittenCounts();
-    void resizedRingKeepsItsNewestSamplesAndItsWriteIndex();
-    void indicesStepBothWaysUnderMask();
-    void whateverBlocksReaderGetsWritersSamples();
-    void waitingReaderGetsEverySampleOfWriterThatWaitsForSpace();
+    void aResizedRingKeepsItsNewestSamplesAndItsWriteIndex();
+    void indicesStepBothWaysUnderTheMask();
+    void whateverTheBlocksTheReaderGetsTheWritersSamples();
+    void aWaitingReaderGetsEverySampleOfAWriterThatWaitsForSpace();
 };
 
-void tst_RingBuffer::freshRingIsZeroAndEmpty()
+void tst_RingBuffer::aFreshRingIsZeroAndEmpty()
 {
     const RingBuffer<DoubleComplex> ring(8);
     QCOMPARE(ring.capacity, 8);
@@ -75,7 +75,7 @@ void tst_RingBuffer::freshRingIsZeroAndEmpty()
     }
 }
 
-void tst_RingBuffer::writeShortOfEndIsOnePiece()
+void tst_RingBuffer::aWriteShortOfTheEndIsOnePiece()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 7));
@@ -83,7 +83,7 @@ void tst_RingBuffer::writeShortOfEndIsOnePiece()
     QCOMPARE(read(ring, 0, 8), (std::vector<short>{1, 2, 3, 4, 5, 6, 7, 0}));
 }
 
-void tst_RingBuffer::writeUpToEndTakesIndexToStart()
+void tst_RingBuffer::aWriteUpToTheEndTakesTheIndexToTheStart()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 5));
@@ -92,7 +92,7 @@ void tst_RingBuffer::writeUpToEndTakesIndexToStart()
     QCOMPARE(read(ring, 0, 8), counted(1, 8));
 }
 
-void tst_RingBuffer::writeAcrossEndGoesOnAtStart()
+void tst_RingBuffer::aWriteAcrossTheEndGoesOnAtTheStart()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 6));
@@ -101,7 +101,7 @@ void tst_RingBuffer::writeAcrossEndGoesOnAtStart()
     QCOMPARE(read(ring, 0, 8), (std::vector<short>{9, 10, 11, 4, 5, 6, 7, 8}));
 }
 
-void tst_RingBuffer::readAcrossEndGoesOnAtStart()
+void tst_RingBuffer::aReadAcrossTheEndGoesOnAtTheStart()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 6));
@@ -118,7 +118,7 @@ void tst_RingBuffer::equalIndicesMeanThatNothingIsAvailable()
     QCOMPARE(ring.available(0), 5);
 }
 
-void tst_RingBuffer::availableCountsAcrossEnd()
+void tst_RingBuffer::availableCountsAcrossTheEnd()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 6));
@@ -128,7 +128,7 @@ void tst_RingBuffer::availableCountsAcrossEnd()
     QCOMPARE(ring.available(2), 1);
 }
 
-void tst_RingBuffer::fullRingLooksEmpty()
+void tst_RingBuffer::aFullRingLooksEmpty()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 3));
@@ -137,17 +137,17 @@ void tst_RingBuffer::fullRingLooksEmpty()
     QCOMPARE(ring.available(3), 0);
 }
 
-void tst_RingBuffer::slowReaderIsOverrun()
+void tst_RingBuffer::aSlowReaderIsOverrun()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 7));
     write(ring, counted(8, 7));
-    // The reader that was at 0 finds new samples there, and the count of what was written modulo 8.
+    // The reader that stood at 0 finds new samples there, and the count of what was written modulo 8.
     QCOMPARE(ring.available(0), 6);
     QCOMPARE(read(ring, 0, 6), counted(9, 6));
 }
 
-void tst_RingBuffer::ofMoreThanRingHoldsLastStay_data()
+void tst_RingBuffer::ofMoreThanTheRingHoldsTheLastStay_data()
 {
     QTest::addColumn<int>("before");
     QTest::addColumn<int>("count");
@@ -158,7 +158,7 @@ void tst_RingBuffer::ofMoreThanRingHoldsLastStay_data()
     }
 }
 
-void tst_RingBuffer::ofMoreThanRingHoldsLastStay()
+void tst_RingBuffer::ofMoreThanTheRingHoldsTheLastStay()
 {
     QFETCH(int, before);
     QFETCH(int, count);
@@ -170,7 +170,7 @@ void tst_RingBuffer::ofMoreThanRingHoldsLastStay()
     QCOMPARE(read(ring, ring.writeIndex, 8), counted(static_cast<short>(count - 7), 8));
 }
 
-void tst_RingBuffer::everyWriteBringsLastWriteIndexUpToDate()
+void tst_RingBuffer::everyWriteBringsTheLastWriteIndexUpToDate()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 3));
@@ -193,7 +193,7 @@ void tst_RingBuffer::everySampleWrittenCounts()
     QCOMPARE(ring.written, quint64{31});
 }
 
-void tst_RingBuffer::resizedRingKeepsItsNewestSamplesAndItsWriteIndex()
+void tst_RingBuffer::aResizedRingKeepsItsNewestSamplesAndItsWriteIndex()
 {
     RingBuffer<short> ring(8);
     ring.resize(16);
@@ -214,7 +214,7 @@ void tst_RingBuffer::resizedRingKeepsItsNewestSamplesAndItsWriteIndex()
     QCOMPARE(read(ring, 2, 3), counted(19, 3));
 }
 
-void tst_RingBuffer::indicesStepBothWaysUnderMask()
+void tst_RingBuffer::indicesStepBothWaysUnderTheMask()
 {
     const RingBuffer<short> ring(8);
     QCOMPARE(ring.advance(6, 1), 7);
@@ -226,7 +226,7 @@ void tst_RingBuffer::indicesStepBothWaysUnderMask()
     QCOMPARE(ring.advance(0, std::numeric_limits<int>::min()), 0);
 }
 
-void tst_RingBuffer::whateverBlocksReaderGetsWritersSamples()
+void tst_RingBuffer::whateverTheBlocksTheReaderGetsTheWritersSamples()
 {
     constexpr int kCapacity = 64;
     RingBuffer<short> ring(kCapacity);
@@ -246,7 +246,7 @@ void tst_RingBuffer::whateverBlocksReaderGetsWritersSamples()
     }
 }
 
-void tst_RingBuffer::waitingReaderGetsEverySampleOfWriterThatWaitsForSpace()
+void tst_RingBuffer::aWaitingReaderGetsEverySampleOfAWriterThatWaitsForSpace()
 {
     constexpr int kSamples = 30000;
     constexpr int kBlock = 37;

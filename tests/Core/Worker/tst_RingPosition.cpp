@@ -55,18 +55,18 @@ class tst_RingPosition : public QObject
     Q_OBJECT
 
 private slots:
-    void readerThatKeepsUpLosesNothing();
-    void everyLapOfWriterIsLostOnce();
-    void samplesOfBlockAsLongAsRingAreLost();
-    void whatWasWrittenBeforeStartIsNotLost();
-    void firstLookStartsPositionThatWasNotStarted();
-    void ringThatGrowsKeepsWhatWaits_data();
-    void ringThatGrowsKeepsWhatWaits();
-    void ringThatShrinksKeepsNewest();
-    void overrunAcrossResizeIsCounted();
+    void aReaderThatKeepsUpLosesNothing();
+    void everyLapOfTheWriterIsLostOnce();
+    void samplesOfABlockAsLongAsTheRingAreLost();
+    void whatWasWrittenBeforeTheStartIsNotLost();
+    void theFirstLookStartsAPositionThatWasNotStarted();
+    void aRingThatGrowsKeepsWhatWaits_data();
+    void aRingThatGrowsKeepsWhatWaits();
+    void aRingThatShrinksKeepsTheNewest();
+    void anOverrunAcrossAResizeIsCounted();
 };
 
-void tst_RingPosition::readerThatKeepsUpLosesNothing()
+void tst_RingPosition::aReaderThatKeepsUpLosesNothing()
 {
     Rig rig(8);
     for (int first = 0; first < 100; first += 7) {
@@ -76,7 +76,7 @@ void tst_RingPosition::readerThatKeepsUpLosesNothing()
     }
 }
 
-void tst_RingPosition::everyLapOfWriterIsLostOnce()
+void tst_RingPosition::everyLapOfTheWriterIsLostOnce()
 {
     Rig rig(8);
     rig.write(5);
@@ -92,7 +92,7 @@ void tst_RingPosition::everyLapOfWriterIsLostOnce()
     QCOMPARE(rig.lost, 24);
 }
 
-void tst_RingPosition::samplesOfBlockAsLongAsRingAreLost()
+void tst_RingPosition::samplesOfABlockAsLongAsTheRingAreLost()
 {
     Rig rig(8);
     rig.write(8);
@@ -100,7 +100,7 @@ void tst_RingPosition::samplesOfBlockAsLongAsRingAreLost()
     QCOMPARE(rig.lost, 8);
 }
 
-void tst_RingPosition::whatWasWrittenBeforeStartIsNotLost()
+void tst_RingPosition::whatWasWrittenBeforeTheStartIsNotLost()
 {
     Rig rig(8);
     rig.write(21);
@@ -109,7 +109,7 @@ void tst_RingPosition::whatWasWrittenBeforeStartIsNotLost()
     QCOMPARE(rig.lost, 0);
 }
 
-void tst_RingPosition::firstLookStartsPositionThatWasNotStarted()
+void tst_RingPosition::theFirstLookStartsAPositionThatWasNotStarted()
 {
     Rig rig(8);
     rig.position = {};
@@ -121,7 +121,7 @@ void tst_RingPosition::firstLookStartsPositionThatWasNotStarted()
     QCOMPARE(rig.lost, 8);
 }
 
-void tst_RingPosition::ringThatGrowsKeepsWhatWaits_data()
+void tst_RingPosition::aRingThatGrowsKeepsWhatWaits_data()
 {
     QTest::addColumn<int>("read");    // samples before the resize
     QTest::addColumn<int>("waiting"); // samples, at the resize
@@ -133,7 +133,7 @@ void tst_RingPosition::ringThatGrowsKeepsWhatWaits_data()
     QTest::newRow("across the end, laps later") << 70 << 7;
 }
 
-void tst_RingPosition::ringThatGrowsKeepsWhatWaits()
+void tst_RingPosition::aRingThatGrowsKeepsWhatWaits()
 {
     QFETCH(const int, read);
     QFETCH(const int, waiting);
@@ -155,7 +155,7 @@ void tst_RingPosition::ringThatGrowsKeepsWhatWaits()
     QCOMPARE(rig.lost, 0);
 }
 
-void tst_RingPosition::ringThatShrinksKeepsNewest()
+void tst_RingPosition::aRingThatShrinksKeepsTheNewest()
 {
     Rig rig(32);
     rig.write(40);
@@ -176,7 +176,7 @@ void tst_RingPosition::ringThatShrinksKeepsNewest()
     QCOMPARE(keepingUp.lost, 0);
 }
 
-void tst_RingPosition::overrunAcrossResizeIsCounted()
+void tst_RingPosition::anOverrunAcrossAResizeIsCounted()
 {
     Rig rig(8);
     rig.write(30);

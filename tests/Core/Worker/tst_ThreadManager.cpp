@@ -63,19 +63,19 @@ class tst_ThreadManager : public QObject
     Q_OBJECT
 
 private slots:
-    void startedManagersWorkerRunsOnThreadOfItsOwn();
-    void threadBearsWorkersName();
-    void countOfThreadsIsToldAtEachStart();
+    void aStartedManagersWorkerRunsOnAThreadOfItsOwn();
+    void theThreadBearsTheWorkersName();
+    void theCountOfThreadsIsToldAtEachStart();
     void oneThreadServesManyStartsOfItsWorker();
-    void destroyingStopsRunningWorkerOnItsThreadAndTellsEnd();
-    void destroyingLeavesStoppedWorkerAlone();
-    void workerAndThreadDeleteThemselvesWhenThreadEnds();
-    void threadOfBusyWorkerEndsAtOnce_data();
-    void threadOfBusyWorkerEndsAtOnce();
-    void withoutThreadStartFailsAndWorkerStays();
-    void workerDeafForTwoSecondsIsTerminatedAndDestructorReturns();
+    void destroyingStopsARunningWorkerOnItsThreadAndTellsTheEnd();
+    void destroyingLeavesAStoppedWorkerAlone();
+    void workerAndThreadDeleteThemselvesWhenTheThreadEnds();
+    void threadOfABusyWorkerEndsAtOnce_data();
+    void threadOfABusyWorkerEndsAtOnce();
+    void withoutAThreadTheStartFailsAndTheWorkerStays();
+    void aWorkerDeafForTwoSecondsIsTerminatedAndTheDestructorReturns();
     // The last one: the count stays one too low from here on.
-    void managerNeverStartedStillStopsItsWorkerAndCountsDown();
+    void aManagerNeverStartedStopsItsWorkerAndCountsDownAllTheSame();
 
 private:
     static QStringList startLine(const QStringList& texts)
@@ -84,7 +84,7 @@ private:
     }
 };
 
-void tst_ThreadManager::startedManagersWorkerRunsOnThreadOfItsOwn()
+void tst_ThreadManager::aStartedManagersWorkerRunsOnAThreadOfItsOwn()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -97,7 +97,7 @@ void tst_ThreadManager::startedManagersWorkerRunsOnThreadOfItsOwn()
     QCOMPARE(worker->m_startedOn.load(), worker->thread());
 }
 
-void tst_ThreadManager::threadBearsWorkersName()
+void tst_ThreadManager::theThreadBearsTheWorkersName()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -106,7 +106,7 @@ void tst_ThreadManager::threadBearsWorkersName()
     QCOMPARE(worker->thread()->objectName(), QStringLiteral("Attendant"));
 }
 
-void tst_ThreadManager::countOfThreadsIsToldAtEachStart()
+void tst_ThreadManager::theCountOfThreadsIsToldAtEachStart()
 {
     const LogCapture log;
     auto first = std::make_unique<ThreadManager>(new Attendant);
@@ -139,7 +139,7 @@ void tst_ThreadManager::oneThreadServesManyStartsOfItsWorker()
     }
 }
 
-void tst_ThreadManager::destroyingStopsRunningWorkerOnItsThreadAndTellsEnd()
+void tst_ThreadManager::destroyingStopsARunningWorkerOnItsThreadAndTellsTheEnd()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -155,7 +155,7 @@ void tst_ThreadManager::destroyingStopsRunningWorkerOnItsThreadAndTellsEnd()
     QCOMPARE(log.texts().constLast(), QStringLiteral("Thread finished."));
 }
 
-void tst_ThreadManager::destroyingLeavesStoppedWorkerAlone()
+void tst_ThreadManager::destroyingLeavesAStoppedWorkerAlone()
 {
     auto manager = std::make_unique<ThreadManager>(new Attendant);
     const LogCapture log;
@@ -165,7 +165,7 @@ void tst_ThreadManager::destroyingLeavesStoppedWorkerAlone()
                                        QStringLiteral("Thread finished.")}));
 }
 
-void tst_ThreadManager::workerAndThreadDeleteThemselvesWhenThreadEnds()
+void tst_ThreadManager::workerAndThreadDeleteThemselvesWhenTheThreadEnds()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -184,14 +184,14 @@ void tst_ThreadManager::workerAndThreadDeleteThemselvesWhenThreadEnds()
     QTRY_VERIFY(threadAlive.isNull());
 }
 
-void tst_ThreadManager::threadOfBusyWorkerEndsAtOnce_data()
+void tst_ThreadManager::threadOfABusyWorkerEndsAtOnce_data()
 {
     QTest::addColumn<QByteArray>("noGlib");
     QTest::newRow("with GLib's event loop") << QByteArray();
     QTest::newRow("with Qt's own") << QByteArray("1");
 }
 
-void tst_ThreadManager::threadOfBusyWorkerEndsAtOnce()
+void tst_ThreadManager::threadOfABusyWorkerEndsAtOnce()
 {
     QFETCH(QByteArray, noGlib);
     const LogCapture log;
@@ -205,7 +205,7 @@ void tst_ThreadManager::threadOfBusyWorkerEndsAtOnce()
     QCOMPARE(log.texts().constLast(), QStringLiteral("Thread finished."));
 }
 
-void tst_ThreadManager::withoutThreadStartFailsAndWorkerStays()
+void tst_ThreadManager::withoutAThreadTheStartFailsAndTheWorkerStays()
 {
     LogCapture log;
     const QPointer<Attendant> worker(new Attendant);
@@ -233,7 +233,7 @@ void tst_ThreadManager::withoutThreadStartFailsAndWorkerStays()
              QStringList{QStringLiteral("Start thread, priority: 5, count threads: 1")});
 }
 
-void tst_ThreadManager::workerDeafForTwoSecondsIsTerminatedAndDestructorReturns()
+void tst_ThreadManager::aWorkerDeafForTwoSecondsIsTerminatedAndTheDestructorReturns()
 {
 #ifdef __SANITIZE_THREAD__
     QSKIP("the thread sanitizer loses sight of a thread that is ended in the midst of a call");
@@ -263,7 +263,7 @@ void tst_ThreadManager::workerDeafForTwoSecondsIsTerminatedAndDestructorReturns(
     QVERIFY(workerAlive.isNull());
 }
 
-void tst_ThreadManager::managerNeverStartedStillStopsItsWorkerAndCountsDown()
+void tst_ThreadManager::aManagerNeverStartedStopsItsWorkerAndCountsDownAllTheSame()
 {
     const LogCapture log;
     auto* const worker = new Attendant;

@@ -81,18 +81,18 @@ private slots:
 
     void startTellsBannerStatesAndSignals();
     void stopTellsBannerStateAndSignals();
-    void startingStartedWorkerFailsWithLiteralPlaceholder();
-    void stateIsWidthOfNameInRejectedStart();
+    void startingAStartedWorkerFailsWithALiteralPlaceholder();
+    void theStateIsTheWidthOfTheNameInTheRejectedStart();
     void startAndStopAreRefusedWhileStarting();
-    void stoppingStoppedWorkerTellsItsBannerAlone();
+    void stoppingAStoppedWorkerTellsItsBannerAlone();
     void onStopStopsFromAnyState();
 
     void workBeginsAfterStartedAndAfterStartHasReturned();
     void workRunsOnceForEachStart();
-    void blockingStartFromAnotherThreadReturnsAfterOnStart();
-    void queuedStartReturnsBeforeOnStart();
-    void roundServesWhatWasPostedBeforeWorkBegan();
-    void loopServesEventsAndBlockingCallsBetweenRounds();
+    void aBlockingStartFromAnotherThreadReturnsAfterOnStart();
+    void aQueuedStartReturnsBeforeOnStart();
+    void aRoundServesWhatWasPostedBeforeTheWorkBegan();
+    void aLoopServesEventsAndBlockingCallsBetweenRounds();
 };
 
 void tst_Worker::statesHaveNamesAndValues()
@@ -195,7 +195,7 @@ void tst_Worker::stopTellsBannerStateAndSignals()
                      QStringLiteral("State changed ( Worker ): STARTED -> STOPPED")}));
 }
 
-void tst_Worker::startingStartedWorkerFailsWithLiteralPlaceholder()
+void tst_Worker::startingAStartedWorkerFailsWithALiteralPlaceholder()
 {
     Recorder worker;
     QVERIFY(worker.start(false));
@@ -213,7 +213,7 @@ void tst_Worker::startingStartedWorkerFailsWithLiteralPlaceholder()
     QVERIFY2(line.match(warning).hasMatch(), qPrintable(warning));
 }
 
-void tst_Worker::stateIsWidthOfNameInRejectedStart()
+void tst_Worker::theStateIsTheWidthOfTheNameInTheRejectedStart()
 {
     W worker;
     QVERIFY(worker.start(false));
@@ -236,7 +236,7 @@ void tst_Worker::startAndStopAreRefusedWhileStarting()
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
-void tst_Worker::stoppingStoppedWorkerTellsItsBannerAlone()
+void tst_Worker::stoppingAStoppedWorkerTellsItsBannerAlone()
 {
     Recorder worker;
     const LogCapture log;
@@ -280,7 +280,7 @@ void tst_Worker::workRunsOnceForEachStart()
     }
 }
 
-void tst_Worker::blockingStartFromAnotherThreadReturnsAfterOnStart()
+void tst_Worker::aBlockingStartFromAnotherThreadReturnsAfterOnStart()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -294,7 +294,7 @@ void tst_Worker::blockingStartFromAnotherThreadReturnsAfterOnStart()
     QCOMPARE(worker->lastThread(), on.thread());
 }
 
-void tst_Worker::queuedStartReturnsBeforeOnStart()
+void tst_Worker::aQueuedStartReturnsBeforeOnStart()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -308,7 +308,7 @@ void tst_Worker::queuedStartReturnsBeforeOnStart()
     QTRY_COMPARE(worker->state(), Worker::STARTED);
 }
 
-void tst_Worker::roundServesWhatWasPostedBeforeWorkBegan()
+void tst_Worker::aRoundServesWhatWasPostedBeforeTheWorkBegan()
 {
     OneRound worker;
     QVERIFY(worker.start(false));
@@ -319,7 +319,7 @@ void tst_Worker::roundServesWhatWasPostedBeforeWorkBegan()
              (QStringList{QStringLiteral("gain 5"), QStringLiteral("onDoWork ends")}));
 }
 
-void tst_Worker::loopServesEventsAndBlockingCallsBetweenRounds()
+void tst_Worker::aLoopServesEventsAndBlockingCallsBetweenRounds()
 {
     auto* const worker = new Loop;
     OnThread on(worker);

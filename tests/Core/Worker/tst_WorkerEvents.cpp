@@ -14,23 +14,23 @@ class tst_WorkerEvents : public QObject
 private slots:
     void initTestCase();
 
-    void propertiesAreSetOnWorkersThreadInPostedOrder();
+    void propertiesAreSetOnTheWorkersThreadInPostedOrder();
     void getPropertyReadsAtOnce();
-    void unknownPropertyIsToldAsNotWritable();
-    void readOnlyPropertyIsToldAsNotWritable();
-    void valueThatDoesNotConvertIsTold();
-    void reservedEventIsSwallowed();
+    void anUnknownPropertyIsToldAsNotWritable();
+    void aReadOnlyPropertyIsToldAsNotWritable();
+    void aValueThatDoesNotConvertIsTold();
+    void theReservedEventIsSwallowed();
     void eventsOfOtherTypesAreLeftToQObject();
     void eventTypesAreWhatOthersKnowThemBy();
-    void ringReachesWorkerUnderItsKey();
-    void ringForWorkerThatTakesNoneIsDropped();
-    void resetCallsEveryResetOfWritableProperty();
-    void resetWithoutResettablePropertiesTellsItsFirstLineAlone();
-    void saveAndRestoreRunOnWorkersThreadAndWait();
-    void restoreOnWorkersOwnThreadIsDirectCall();
+    void aRingReachesTheWorkerUnderItsKey();
+    void aRingForAWorkerThatTakesNoneIsDropped();
+    void resetCallsEveryResetOfAWritableProperty();
+    void resetOfAWorkerWithoutResettablePropertiesTellsItsFirstLineAlone();
+    void saveAndRestoreRunOnTheWorkersThreadAndWait();
+    void restoreOnTheWorkersOwnThreadIsADirectCall();
 
     // The last one: it uses up the second's lines.
-    void floodOfBadPropertiesIsLimited();
+    void aFloodOfBadPropertiesIsLimited();
 };
 
 void tst_WorkerEvents::initTestCase()
@@ -39,7 +39,7 @@ void tst_WorkerEvents::initTestCase()
     QCoreApplication::setApplicationName(QStringLiteral("tst_WorkerEvents"));
 }
 
-void tst_WorkerEvents::propertiesAreSetOnWorkersThreadInPostedOrder()
+void tst_WorkerEvents::propertiesAreSetOnTheWorkersThreadInPostedOrder()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -60,7 +60,7 @@ void tst_WorkerEvents::getPropertyReadsAtOnce()
     QVERIFY(!worker->getProperty("none").isValid());
 }
 
-void tst_WorkerEvents::unknownPropertyIsToldAsNotWritable()
+void tst_WorkerEvents::anUnknownPropertyIsToldAsNotWritable()
 {
     Recorder worker;
     const LogCapture log;
@@ -76,7 +76,7 @@ void tst_WorkerEvents::unknownPropertyIsToldAsNotWritable()
     QVERIFY2(line.match(warning).hasMatch(), qPrintable(warning));
 }
 
-void tst_WorkerEvents::readOnlyPropertyIsToldAsNotWritable()
+void tst_WorkerEvents::aReadOnlyPropertyIsToldAsNotWritable()
 {
     Recorder worker;
     const LogCapture log;
@@ -89,7 +89,7 @@ void tst_WorkerEvents::readOnlyPropertyIsToldAsNotWritable()
     QVERIFY(!worker.running());
 }
 
-void tst_WorkerEvents::valueThatDoesNotConvertIsTold()
+void tst_WorkerEvents::aValueThatDoesNotConvertIsTold()
 {
     Recorder worker;
     const LogCapture log;
@@ -104,7 +104,7 @@ void tst_WorkerEvents::valueThatDoesNotConvertIsTold()
     QCOMPARE(worker.gain(), 1);
 }
 
-void tst_WorkerEvents::reservedEventIsSwallowed()
+void tst_WorkerEvents::theReservedEventIsSwallowed()
 {
     Recorder worker;
     const LogCapture log;
@@ -132,7 +132,7 @@ void tst_WorkerEvents::eventTypesAreWhatOthersKnowThemBy()
     QCOMPARE(static_cast<int>(SetBufferEvent<DoubleComplex>(nullptr, QString()).type()), 1004);
 }
 
-void tst_WorkerEvents::ringReachesWorkerUnderItsKey()
+void tst_WorkerEvents::aRingReachesTheWorkerUnderItsKey()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -143,7 +143,7 @@ void tst_WorkerEvents::ringReachesWorkerUnderItsKey()
     QCOMPARE(worker->lastThread(), on.thread());
 }
 
-void tst_WorkerEvents::ringForWorkerThatTakesNoneIsDropped()
+void tst_WorkerEvents::aRingForAWorkerThatTakesNoneIsDropped()
 {
     Worker worker;
     const LogCapture log;
@@ -159,7 +159,7 @@ void tst_WorkerEvents::ringForWorkerThatTakesNoneIsDropped()
     QVERIFY(worker.event(&event));
 }
 
-void tst_WorkerEvents::resetCallsEveryResetOfWritableProperty()
+void tst_WorkerEvents::resetCallsEveryResetOfAWritableProperty()
 {
     Recorder worker;
     worker.setObjectName(QStringLiteral("kept"));
@@ -170,7 +170,7 @@ void tst_WorkerEvents::resetCallsEveryResetOfWritableProperty()
     QCOMPARE(log.texts(), QStringList{QStringLiteral("Reset properties ..")});
 }
 
-void tst_WorkerEvents::resetWithoutResettablePropertiesTellsItsFirstLineAlone()
+void tst_WorkerEvents::resetOfAWorkerWithoutResettablePropertiesTellsItsFirstLineAlone()
 {
     Worker worker;
     worker.setObjectName(QStringLiteral("kept"));
@@ -181,7 +181,7 @@ void tst_WorkerEvents::resetWithoutResettablePropertiesTellsItsFirstLineAlone()
     QCOMPARE(worker.objectName(), QStringLiteral("kept"));
 }
 
-void tst_WorkerEvents::saveAndRestoreRunOnWorkersThreadAndWait()
+void tst_WorkerEvents::saveAndRestoreRunOnTheWorkersThreadAndWait()
 {
     const QString key = QStringLiteral("device7");
     auto* const worker = new Recorder;
@@ -196,7 +196,7 @@ void tst_WorkerEvents::saveAndRestoreRunOnWorkersThreadAndWait()
     QCOMPARE(worker->gain(), 7);
 }
 
-void tst_WorkerEvents::restoreOnWorkersOwnThreadIsDirectCall()
+void tst_WorkerEvents::restoreOnTheWorkersOwnThreadIsADirectCall()
 {
     Recorder worker;
     worker.setGain(5);
@@ -206,7 +206,7 @@ void tst_WorkerEvents::restoreOnWorkersOwnThreadIsDirectCall()
     QCOMPARE(worker.gain(), 5);
 }
 
-void tst_WorkerEvents::floodOfBadPropertiesIsLimited()
+void tst_WorkerEvents::aFloodOfBadPropertiesIsLimited()
 {
     Recorder worker;
     const LogCapture log;

@@ -103,7 +103,7 @@ Bins noise(std::size_t count)
     return bins;
 }
 
-// Bins whose scaled power, as a float, is at or next to each value that turns one point into the next.
+// Bins whose scaled power, as a float, lies at and beside each value that turns one point into the next.
 Bins steps()
 {
     Bins bins;
@@ -132,15 +132,15 @@ class tst_SpectrumLevels : public QObject
     Q_OBJECT
 
 private slots:
-    void levelsAtEveryLengthAreThoseOfPlainForm();
-    void levelsOfSpecialValuesAreThoseOfPlainForm();
-    void levelsNextToStepAreThoseOfPlainForm();
+    void levelsAtEveryLengthAreThoseOfThePlainForm();
+    void levelsOfSpecialValuesAreThoseOfThePlainForm();
+    void levelsNextToAStepAreThoseOfThePlainForm();
     void oneSpecialValueLeavesItsNeighboursAsTheyAre();
-    void levelsOfManyBinsAreThoseOfPlainForm();
-    void samplesAtEveryLengthAreWindowedAsByPlainForm();
+    void levelsOfManyBinsAreThoseOfThePlainForm();
+    void samplesAtEveryLengthAreWindowedAsByThePlainForm();
 };
 
-void tst_SpectrumLevels::levelsAtEveryLengthAreThoseOfPlainForm()
+void tst_SpectrumLevels::levelsAtEveryLengthAreThoseOfThePlainForm()
 {
     withEachTarget([] {
         for (std::size_t count = 0; count <= kLongest; ++count) {
@@ -151,7 +151,7 @@ void tst_SpectrumLevels::levelsAtEveryLengthAreThoseOfPlainForm()
     });
 }
 
-void tst_SpectrumLevels::levelsOfSpecialValuesAreThoseOfPlainForm()
+void tst_SpectrumLevels::levelsOfSpecialValuesAreThoseOfThePlainForm()
 {
     Bins bins;
     for (const double re : specialValues()) {
@@ -166,7 +166,7 @@ void tst_SpectrumLevels::levelsOfSpecialValuesAreThoseOfPlainForm()
     });
 }
 
-void tst_SpectrumLevels::levelsNextToStepAreThoseOfPlainForm()
+void tst_SpectrumLevels::levelsNextToAStepAreThoseOfThePlainForm()
 {
     const Bins bins = steps();
     QVERIFY(bins.size() > 2'000 * 12);
@@ -186,13 +186,13 @@ void tst_SpectrumLevels::oneSpecialValueLeavesItsNeighboursAsTheyAre()
     });
 }
 
-void tst_SpectrumLevels::levelsOfManyBinsAreThoseOfPlainForm()
+void tst_SpectrumLevels::levelsOfManyBinsAreThoseOfThePlainForm()
 {
     const Bins bins = noise(500'000);
     withEachTarget([&bins] { compareLevels(bins, kScale); });
 }
 
-void tst_SpectrumLevels::samplesAtEveryLengthAreWindowedAsByPlainForm()
+void tst_SpectrumLevels::samplesAtEveryLengthAreWindowedAsByThePlainForm()
 {
     withEachTarget([] {
         for (std::size_t count = 0; count <= kLongest; ++count) {
