@@ -227,14 +227,19 @@ void Application::parseArgs()
     LOG_DEBUG() << "Press \"q\" to quit app.";
 }
 
+void Application::quit()
+{
+    if (m_server != nullptr) {
+        m_server->drop();
+    }
+    Process::exit(0);
+}
+
 void Application::onConsoleLine(const QString& line)
 {
     const QString command = line.trimmed().toLower();
     if (command == QLatin1String("q")) {
-        if (m_server != nullptr) {
-            m_server->drop();
-        }
-        Process::exit(0);
+        quit();
     }
     if (command == QLatin1String("stat")) {
         printStatus();

@@ -13,7 +13,8 @@ class Server;
 class int160;
 
 /// The process: reads the command line, chooses the receiver, makes the one `Server`, answers the console.
-/// Thread: main. Errors: what keeps the program from serving ends the process with -1.
+/// Thread: main.
+/// Errors: what keeps the program from serving ends the process with -1.
 class Application : public QObject
 {
     Q_OBJECT
@@ -25,6 +26,9 @@ public:
 
     /// Returns with the server made, or doesn't return.
     void parseArgs();
+
+    /// Tells the rendezvous server that the server leaves, and ends the process with 0.
+    [[noreturn]] void quit();
 
 private:
     Application();

@@ -1,13 +1,14 @@
 #pragma once
 
+#include "Application/LineBuffer.h"
+
 #include <QObject>
 #include <QThread>
 
-class ConsoleNotifier;
+class ConsoleInput;
 
 /// Turns lines typed on the standard input into a signal, from construction on.
-/// Thread: the object stays on the main thread and emits `newLine` there; the reading is done on a thread
-/// of its own, "console".
+/// Thread: the object stays on the main thread and emits `newLine` there; a thread of its own, "console", reads.
 class QConsoleListener : public QObject
 {
     Q_OBJECT
@@ -17,7 +18,7 @@ public:
     ~QConsoleListener() override;
 
 signals:
-    /// A complete line. A wish from outside to end the process arrives as the line "q".
+    /// A complete line without its end; at the end of input, what there is of one.
     void newLine(QString strNewLine);
     /// Internal: a line has been read, emitted on the reading thread.
     void finishedGetLine(QString strNewLine);
@@ -26,6 +27,9 @@ private slots:
     void on_finishedGetLine(QString strNewLine);
 
 private:
-    ConsoleNotifier* m_notifier; // lives on m_thread and is deleted there
+    void readLines();
+
+    ConsoleInput* m_input; // lives on m_thread and is deleted there
+    LineBuffer m_lines;    // used by m_thread alone
     QThread m_thread;
 };

@@ -1,6 +1,8 @@
 #include "Application/Application.h"
-#include "Application/ConsoleNotifier.h"
 #include "Core/Process/Version.h"
+#include "Platform/ConsoleInput.h"
+#include "Platform/Interrupt.h"
+#include "Platform/Output.h"
 
 #include <QCoreApplication>
 
@@ -19,16 +21,19 @@ void showAddressBlock()
 
 int main(int argc, char* argv[])
 {
-    ConsoleNotifier::prepare();
+    ConsoleInput::prepare();
+    Output::ignoreBrokenPipes(); // of those who read the log
     showAddressBlock();
 
-    // These decide where the settings lie, so they stand before the application object.
+    // These decide where the settings are, so they come before the application object.
     QCoreApplication::setOrganizationName(QStringLiteral("Orvenlink"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("orvenlink.invalid"));
     QCoreApplication::setApplicationName(QStringLiteral("Orvenlink"));
     QCoreApplication::setApplicationVersion(Version::text());
 
     const QCoreApplication application(argc, argv);
+    const Interrupt interrupt(Interrupt::Program::Service);
+    QObject::connect(&interrupt, &Interrupt::interrupted, &Application::instance(), &Application::quit);
     Application::instance().parseArgs();
     return QCoreApplication::exec();
 }

@@ -7,14 +7,14 @@ class tst_LineBuffer : public QObject
     Q_OBJECT
 
 private slots:
-    void theLongestLineArrivesWhole();
-    void aLineTooLongIsDroppedToItsEnd_data();
-    void aLineTooLongIsDroppedToItsEnd();
-    void inputThatNeverEndsALineIsForgotten();
+    void longestLineArrivesWhole();
+    void lineTooLongIsDroppedToItsEnd_data();
+    void lineTooLongIsDroppedToItsEnd();
+    void inputThatNeverEndsLinesIsForgotten();
     void endlessInputTakesTimeInProportion();
 };
 
-void tst_LineBuffer::theLongestLineArrivesWhole()
+void tst_LineBuffer::longestLineArrivesWhole()
 {
     LineBuffer buffer;
     const QByteArray line(64 * 1024, 'x');
@@ -22,7 +22,7 @@ void tst_LineBuffer::theLongestLineArrivesWhole()
     QCOMPARE(buffer.append("\nq\n"), (QStringList{QString::fromLatin1(line), QStringLiteral("q")}));
 }
 
-void tst_LineBuffer::aLineTooLongIsDroppedToItsEnd_data()
+void tst_LineBuffer::lineTooLongIsDroppedToItsEnd_data()
 {
     QTest::addColumn<int>("chunk");
     QTest::newRow("in one piece") << 200'000;
@@ -30,7 +30,7 @@ void tst_LineBuffer::aLineTooLongIsDroppedToItsEnd_data()
     QTest::newRow("byte by byte") << 1;
 }
 
-void tst_LineBuffer::aLineTooLongIsDroppedToItsEnd()
+void tst_LineBuffer::lineTooLongIsDroppedToItsEnd()
 {
     QFETCH(int, chunk);
     LineBuffer buffer;
@@ -43,7 +43,7 @@ void tst_LineBuffer::aLineTooLongIsDroppedToItsEnd()
     QCOMPARE(buffer.takeRest(), QStringList{QStringLiteral("c")});
 }
 
-void tst_LineBuffer::inputThatNeverEndsALineIsForgotten()
+void tst_LineBuffer::inputThatNeverEndsLinesIsForgotten()
 {
     LineBuffer buffer;
     QCOMPARE(buffer.append(QByteArray(64 * 1024 + 1, 'x')), QStringList());

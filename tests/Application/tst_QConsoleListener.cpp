@@ -1,13 +1,10 @@
-#include "Application/ConsoleNotifier.h"
 #include "Application/QConsoleListener.h"
 
-#include "support/TestMain.h"
-
-#include <csignal>
+#include <QtTest>
 #include <fcntl.h>
 #include <unistd.h>
 
-/// Each test puts a pipe of its own in the place of the standard input.
+/// Each test puts a pipe of its own in place of standard input.
 class tst_QConsoleListener : public QObject
 {
     Q_OBJECT
@@ -16,14 +13,13 @@ private slots:
     void init();
     void cleanup();
     void metaObjectListsSignalsAndSlotInOrder();
-    void aLineIsDeliveredOnTheMainThreadWithoutItsEnd();
-    void anEmptyLineArrivesAsAnEmptyString();
-    void aPartialLineWaitsForItsEnd();
+    void lineIsDeliveredOnTheMainThreadWithoutItsEnd();
+    void emptyLineArrivesAsEmptyString();
+    void partialLineWaitsForItsEnd();
     void linesOfOneReadArriveInOrder();
-    void aCharacterCutByTheReadStaysWhole();
-    void aLineLongerThanOneReadArrivesWhole();
-    void atTheEndOfInputALineWithoutEndIsDelivered();
-    void anInterruptArrivesAsTheLineQ();
+    void characterCutByTheReadStaysWhole();
+    void lineLongerThanOneReadArrivesWhole();
+    void lineWithoutEndIsDeliveredAtTheEndOfInput();
     void destructionDoesNotWaitForInput();
 
 private:
@@ -96,7 +92,7 @@ void tst_QConsoleListener::metaObjectListsSignalsAndSlotInOrder()
                                             "on_finishedGetLine(QString)"}));
 }
 
-void tst_QConsoleListener::aLineIsDeliveredOnTheMainThreadWithoutItsEnd()
+void tst_QConsoleListener::lineIsDeliveredOnTheMainThreadWithoutItsEnd()
 {
     QConsoleListener listener;
     const Lines lines(listener);
@@ -105,7 +101,7 @@ void tst_QConsoleListener::aLineIsDeliveredOnTheMainThreadWithoutItsEnd()
     QVERIFY(lines.onMainThread);
 }
 
-void tst_QConsoleListener::anEmptyLineArrivesAsAnEmptyString()
+void tst_QConsoleListener::emptyLineArrivesAsEmptyString()
 {
     QConsoleListener listener;
     const Lines lines(listener);
@@ -113,7 +109,7 @@ void tst_QConsoleListener::anEmptyLineArrivesAsAnEmptyString()
     QTRY_COMPARE(lines.texts, QStringList{QString()});
 }
 
-void tst_QConsoleListener::aPartialLineWaitsForItsEnd()
+void tst_QConsoleListener::partialLineWaitsForItsEnd()
 {
     QConsoleListener listener;
     const Lines lines(listener);
@@ -131,7 +127,7 @@ void tst_QConsoleListener::linesOfOneReadArriveInOrder()
     QTRY_COMPARE(lines.texts, (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}));
 }
 
-void tst_QConsoleListener::aCharacterCutByTheReadStaysWhole()
+void tst_QConsoleListener::characterCutByTheReadStaysWhole()
 {
     QConsoleListener listener;
     const Lines lines(listener);
@@ -141,7 +137,7 @@ void tst_QConsoleListener::aCharacterCutByTheReadStaysWhole()
     QTRY_COMPARE(lines.texts.value(1), QString(QChar(0xe4)));
 }
 
-void tst_QConsoleListener::aLineLongerThanOneReadArrivesWhole()
+void tst_QConsoleListener::lineLongerThanOneReadArrivesWhole()
 {
     QConsoleListener listener;
     const Lines lines(listener);
@@ -150,20 +146,12 @@ void tst_QConsoleListener::aLineLongerThanOneReadArrivesWhole()
     QTRY_COMPARE(lines.texts, QStringList{QString::fromLatin1(text)});
 }
 
-void tst_QConsoleListener::atTheEndOfInputALineWithoutEndIsDelivered()
+void tst_QConsoleListener::lineWithoutEndIsDeliveredAtTheEndOfInput()
 {
     QConsoleListener listener;
     const Lines lines(listener);
     type("q");
     closeInput();
-    QTRY_COMPARE(lines.texts, QStringList{QStringLiteral("q")});
-}
-
-void tst_QConsoleListener::anInterruptArrivesAsTheLineQ()
-{
-    QConsoleListener listener;
-    const Lines lines(listener);
-    QCOMPARE(raise(SIGINT), 0);
     QTRY_COMPARE(lines.texts, QStringList{QStringLiteral("q")});
 }
 
@@ -174,12 +162,5 @@ void tst_QConsoleListener::destructionDoesNotWaitForInput()
     QVERIFY(m_input >= 0);
 }
 
-int main(int argc, char* argv[])
-{
-    ConsoleNotifier::prepare();
-    const QCoreApplication application(argc, argv);
-    tst_QConsoleListener test;
-    return TestMain::run(test, argc, argv);
-}
-
+QTEST_GUILESS_MAIN(tst_QConsoleListener)
 #include "tst_QConsoleListener.moc"

@@ -12,8 +12,8 @@ class tst_ServerIdentity : public QObject
 private slots:
     void initTestCase();
     void init();
-    void aFirstStartStoresAFreshIdentity();
-    void aStoredIdentityIsKept();
+    void firstStartStoresFreshIdentity();
+    void storedIdentityIsKept();
     void eachReceiverHasItsOwn();
     void regenerateReplacesTheStoredOne();
     void storedTextThatIsNoIdentityIsReplaced_data();
@@ -44,7 +44,7 @@ void tst_ServerIdentity::init()
     Settings::eraseAll();
 }
 
-void tst_ServerIdentity::aFirstStartStoresAFreshIdentity()
+void tst_ServerIdentity::firstStartStoresFreshIdentity()
 {
     const int160 id = ServerIdentity::load(kDevice, false);
     QVERIFY(!id.isNull());
@@ -52,7 +52,7 @@ void tst_ServerIdentity::aFirstStartStoresAFreshIdentity()
     QVERIFY(QRegularExpression(QStringLiteral("^[0-9a-f]{40}$")).match(stored()).hasMatch());
 }
 
-void tst_ServerIdentity::aStoredIdentityIsKept()
+void tst_ServerIdentity::storedIdentityIsKept()
 {
     const QString text = QStringLiteral("0102030405060708090a0b0c0d0e0f1011121314");
     Settings::privateWrite(kKey, text);
