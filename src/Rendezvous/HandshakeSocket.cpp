@@ -77,7 +77,7 @@ HandshakeSocket::HandshakeSocket(QSharedPointer<RpcSocket> rpcSocket, const QVec
     m_master = nearestMaster(m_rpcSocket->id());
 }
 
-// The handlers and callbacks given to the RPC layer may outlive this object: each looks first.
+// The handlers and callbacks given to the RPC layer may outlive this object: each checks first.
 void HandshakeSocket::declareFunctions()
 {
     using Take = void (HandshakeSocket::*)(const QJsonObject&, const NodeInfo&);
@@ -96,7 +96,7 @@ void HandshakeSocket::declareFunctions()
     declare(RendezvousCalls::kDrop, &HandshakeSocket::onDrop);
 }
 
-// The first of those nearest; a default node if there is none.
+// The first of the nearest ones; a default node if there is none.
 NodeInfo HandshakeSocket::nearestMaster(const int160& id) const
 {
     NodeInfo nearest;

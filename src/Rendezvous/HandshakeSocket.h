@@ -15,7 +15,7 @@
 /// punch when the rendezvous server relays a request; the other end sends that request and punches as well.
 /// Distances are those of the XOR metric (Maymounkov and Mazieres, Kademlia, 2002), so both ends of an
 /// attempt find the same server.
-/// Thread:    main. The owner calls `timeout` about once a second.
+/// Thread:    the main one. The owner calls `timeout` about once a second.
 /// Ownership: shares the RpcSocket. What it declares there stays and does nothing once it has gone.
 class HandshakeSocket : public QObject
 {
@@ -29,11 +29,11 @@ public:
     static QVector<NodeInfo> defaultMasters();
 
     /// With an empty list there is no master, now or later. `clock` gives milliseconds of any epoch,
-    /// never back.
+    /// never going back.
     HandshakeSocket(QSharedPointer<RpcSocket> rpcSocket, const QVector<NodeInfo>& masters, bool listening,
                     QObject* parent, std::function<qint64()> clock = &SteadyClock::milliseconds);
 
-    /// Begins an attempt towards `node`, which ends in one of the two signals; replaces one that is on. The
+    /// Begins an attempt towards `node`, which ends in one of the two signals; replaces one under way. The
     /// end that doesn't listen asks the rendezvous server nearest to the node to relay the request.
     void start(const NodeInfo& node);
     /// One call of master_ping.
@@ -41,8 +41,8 @@ public:
     /// The tick.
     void timeout();
 
-    /// Whether this end takes part; it does at first. When it ceases to, the master is told to forget it;
-    /// when it begins again, the next tick pings.
+    /// Whether this end takes part, as it does at first. When it stops, the master is told to forget it;
+    /// when it starts again, the next tick pings.
     void setActive(bool active);
     [[nodiscard]] bool isActive() const;
     /// True while hole_punching calls are still to be sent, but for the last.

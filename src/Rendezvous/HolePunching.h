@@ -10,8 +10,8 @@
 /// Opens a path through network address translation towards one peer: 11 calls of `process_hole_punching`,
 /// half a second apart, each of which makes the local router expect the peer's packets. The first reply
 /// proves that the path works and ends the run.
-/// Answers the same command of any peer, whether or not a run is on.
-/// Thread: main.
+/// Answers the same command of any peer, whether or not a run is under way.
+/// Thread: the main one.
 class HolePunching : public QObject
 {
     Q_OBJECT
@@ -19,14 +19,14 @@ class HolePunching : public QObject
 public:
     HolePunching(QSharedPointer<RpcSocket> rpcSocket, QObject* parent, int intervalMs = 500);
 
-    /// Begins a run towards `node`; the first call leaves one interval later. Replaces a run that is on.
+    /// Begins a run towards `node`; the first call leaves one interval later. Replaces a run under way.
     /// `identificator` is only passed through to `success`.
     void start(const NodeInfo& node, const QString& identificator);
 
 signals:
     /// A reply has come. One that comes after the end of its run emits this again, with an empty node.
     void success(NodeInfo node, QString identificator);
-    /// The last call has left unanswered. The node is empty: it is cleared before.
+    /// The last call has been sent, and none is answered yet. The node is empty: it has been cleared by then.
     void fail(NodeInfo node);
 
 public slots:

@@ -42,7 +42,7 @@ PingActiveConnection::~PingActiveConnection()
     drop();
 }
 
-// The handlers and callbacks given to the RPC layer may outlive this object: each looks first.
+// The handlers and callbacks given to the RPC layer may outlive this object: each checks first.
 void PingActiveConnection::declareFunctions()
 {
     const QPointer<PingActiveConnection> self(this);

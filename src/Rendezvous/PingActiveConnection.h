@@ -14,9 +14,9 @@ class HolePunching;
 
 /// Keeps a free server registered at the rendezvous server, and the mapping of its UDP port open: a burst
 /// of `new_server` calls first, then one at a long interval. The reply to a slow call may name a client
-/// that wants to come in; hole punching towards it is then begun.
+/// that wants to come in; hole punching towards it then begins.
 /// Serves the commands `drop_client` and `set_timeout_timer_ping` of any sender.
-/// Thread:    main.
+/// Thread:    the main one.
 /// Ownership: a child of the Server, which ticks it once a second while it is free.
 class PingActiveConnection : public QObject
 {
@@ -25,7 +25,7 @@ class PingActiveConnection : public QObject
 public:
     /// `localPort` is the server's own UDP port, `deviceType` a DefRadioDevice::Type; both are announced.
     /// `id` is not kept: the sender's id travels in the header of every call of `rpcSocket`.
-    /// `clock` gives milliseconds of any epoch, never back.
+    /// `clock` gives milliseconds of any epoch, never going back.
     PingActiveConnection(const NodeInfo& handshakeNode, quint16 localPort, const int160& id,
                          QSharedPointer<RpcSocket> rpcSocket, int deviceType, QObject* parent,
                          std::function<qint64()> clock = &SteadyClock::milliseconds);

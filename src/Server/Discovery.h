@@ -9,12 +9,11 @@
 
 class QUdpSocket;
 
-/// Announces a free server on the local network: one Announcement to the broadcast address, with all
-/// that a client there needs to connect. It goes out on every interface that is up and can
-/// broadcast, from that interface's address; where there is none, as the routes tell. Only sends, from ports
-/// of its own.
-/// Thread:    the main one.
-/// Errors:    one line tells when no announcement can be sent any more, one when they can again.
+/// Announces a free server on the local network: one Announcement to the broadcast address, with all that a
+/// client there needs to connect. It goes out on every interface that is up and can broadcast, from that
+/// interface's address; if there is none, by the routing table. Only sends, from ports of its own.
+/// Thread: the main one.
+/// Errors: logs one line when announcements can't be sent any more, and one when they can again.
 class Discovery : public QObject
 {
     Q_OBJECT

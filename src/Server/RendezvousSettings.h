@@ -5,8 +5,9 @@
 #include <QString>
 
 /// Which rendezvous server this server announces itself to: the built-in one, unless the owner has stored
-/// one of his own under the private keys "rendezvous_host", "rendezvous_id" (40 hexadecimal digits) and
-/// "rendezvous_port". A stored value that can't be meant is passed over with a warning.
+/// another under the private keys "rendezvous_host", "rendezvous_id" (40 hexadecimal digits) and
+/// "rendezvous_port". An unusable stored value is ignored, with a warning.
+/// Thread: any.
 namespace RendezvousSettings
 {
 

@@ -69,7 +69,7 @@ void ServedDevice::drop()
     }
     m_device->disconnect();
     if (m_unsaved && !m_device->running()) {
-        // The session has ended and the news of it is still on its way: it will find the device gone.
+        // It has stopped, and its `stopped` is still queued: that will find the device gone.
         save();
     }
     m_unsaved = false;
@@ -80,8 +80,8 @@ void ServedDevice::drop()
 
 void ServedDevice::connectDevice()
 {
-    // Queued, and looked at once more on arrival: what a device said before it was replaced is not meant
-    // for the session of its successor.
+    // Queued, and checked again on arrival: what a device emitted before it was replaced is not meant for the
+    // session of its successor.
     const auto relay = [this](auto said, auto signal) {
         connect(
             m_device, said, this,

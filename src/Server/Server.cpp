@@ -141,9 +141,9 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     }
 
     LOG_LIMITED(LOG_DEBUG()) << "Success connect to the server!";
-    // A device takes its time: others have their turn before the next one.
+    // Making a device takes long: other datagrams get their turn before the next one is made.
     m_socket->endTurn();
-    // Before the device says a word.
+    // Has to know of it before the device sends anything.
     m_unprovenSessions.begin(client.address, client.port);
     m_iqStream->setHost(client.address, client.port);
     m_fftStream->setHost(client.address, client.port);
@@ -153,7 +153,7 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     }
 
     const int160 sessionId = int160::random();
-    // A session taken over ends here, with the object that held it: see endSession.
+    // A session that is taken over ends here, when its object is destroyed: see endSession.
     m_userSocket = QSharedPointer<UserSocket>::create(m_socket, sessionId, client, nullptr);
     m_socket->addSocket(m_userSocket);
     connect(m_userSocket.data(), &UserSocket::disconnected, this, &Server::onDisconnected);
@@ -163,14 +163,14 @@ QJsonObject Server::connectToHost(const QJsonObject& request, const NodeInfo& cl
     return {{SessionCalls::kSessionId, sessionId.toString()}};
 }
 
-// Empty if there is a session to be had, if need be by a takeover, which is then counted.
+// Empty if the client may have a session. If that is by a takeover, the takeover is counted.
 QString Server::refusal(const QJsonObject& request)
 {
     int majorVersion = 0;
     int minorVersion = 0;
     QString identificator;
-    // Any text reads as a string, an absent one as the empty string, which would drive out whoever is
-    // connected: so the key has to hold one.
+    // An absent key reads as the empty string, which would drive out whoever is connected: so the key has to
+    // be there and hold a string.
     if (!Json::toInt(request, SessionCalls::kMajorVersion, majorVersion) ||
         !Json::toInt(request, SessionCalls::kMinorVersion, minorVersion) ||
         !request.value(SessionCalls::kIdentificator).isString() ||
@@ -196,7 +196,7 @@ bool Server::initDevice(const NodeInfo& client)
         return false;
     }
     ++m_countConnections;
-    // The old one takes its commands with it when it goes, so it has to go first.
+    // Destroying the old one removes its commands, which are the new one's as well: so that comes first.
     m_sourceObject.clear();
     m_sourceObject = QSharedPointer<SourceObject>::create(Replication::kReceiver, m_device->get(),
                                                           m_rpcSocket, client, nullptr);
@@ -270,13 +270,13 @@ void Server::endSession(Ending ending)
         m_fftStream->stop();
     }
     if (ending == Ending::ClientLeft && running) {
-        m_device->stop(); // the news of it ends the session once more, with its settings saved
+        m_device->stop(); // its `stopped` follows, and ends the session again, saving the settings
     }
     if (ending == Ending::NoData) {
         onErrorHappen(QStringLiteral("No IQ data - stop!"));
     }
     if (m_userSocket && (ending == Ending::NoData || ending == Ending::DeviceStopped)) {
-        // Unless it had left already, this comes back here for the client that leaves.
+        // Emits `disconnected` unless that has happened, and so comes back here with ClientLeft.
         m_userSocket->disconnectFromHost();
     }
     m_sourceObject.clear();

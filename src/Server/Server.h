@@ -31,7 +31,7 @@ class Server : public QObject
     Q_OBJECT
 
 public:
-    /// `port` 0 lets the system choose. `compress` holds for IQ and spectrum alike.
+    /// `port` 0 lets the system choose. `compress` applies to IQ and spectrum alike.
     Server(int160 id, quint16 port, int deviceType, const QString& title, const QString& description,
            const QString& identificator, bool compress, QObject* parent);
     ~Server() override;

@@ -9,7 +9,7 @@ TakeoverBucket::TakeoverBucket(Clock clock)
 {
 }
 
-// Each takeover moves the moment at which the bucket is full again; four of them fit in front of it.
+// Each takeover moves the moment at which the bucket is full again; it may be four of them ahead.
 bool TakeoverBucket::take()
 {
     const qint64 now = m_clock();

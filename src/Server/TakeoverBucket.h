@@ -5,12 +5,12 @@
 #include <functional>
 
 /// Rations takeovers, which anybody may ask for and which cost a device each: four at once, then one more
-/// every half a second. So its owner's comes through at once unless others are at it in earnest.
-/// Thread: one.
+/// half a second. So the owner's own is granted at once, unless others keep asking.
+/// Thread: one, whichever.
 class TakeoverBucket
 {
 public:
-    using Clock = std::function<qint64()>; ///< Milliseconds; any epoch, never back.
+    using Clock = std::function<qint64()>; ///< Milliseconds of any epoch, never going back.
 
     static constexpr int kBurst = 4;
     static constexpr qint64 kInterval = 500; ///< ms, until one more is allowed
@@ -22,5 +22,5 @@ public:
 
 private:
     Clock m_clock;
-    qint64 m_full; // ms, when it is full again or was last
+    qint64 m_full; // ms, when it is or was full again
 };

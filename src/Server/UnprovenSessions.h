@@ -10,15 +10,15 @@
 
 class UnprovenBudget;
 
-/// Keeps a server from being aimed at others: whoever asks for a session may write any address as its own. Of
-/// the sessions whose client hasn't addressed them yet, one a minute is sent all that a session is sent. What
-/// goes to the addresses of the others is charged to a budget, for the minute after their beginning even if
-/// they have ended: something of them may still be on its way.
+/// Keeps a server from being used to flood others: whoever asks for a session can forge the address it asks
+/// from. Of the sessions to which their client hasn't sent anything yet, one a minute gets all that a session
+/// gets. What is sent to the addresses of the others is charged to a budget, until a minute after their start
+/// even if they end before: some of it may still be queued.
 /// Thread: that of the Socket that has the budget.
 class UnprovenSessions
 {
 public:
-    using Clock = std::function<qint64()>; ///< Milliseconds; any epoch, never back.
+    using Clock = std::function<qint64()>; ///< Milliseconds of any epoch, never going back.
 
     static constexpr qint64 kMinute = 60'000; ///< ms
 
@@ -27,10 +27,10 @@ public:
 
     [[nodiscard]] QSharedPointer<UnprovenBudget> budget() const { return m_budget; }
 
-    /// A session has begun whose client is said to be there.
+    /// A session has begun, whose client claims this address.
     void begin(const QHostAddress& address, quint16 port);
 
-    /// The client is there.
+    /// The client has proved that the address is its own.
     void prove(const QHostAddress& address, quint16 port);
 
 private:
@@ -38,7 +38,7 @@ private:
     {
         QHostAddress address;
         quint16 port = 0;
-        qint64 time = 0; // ms, of its beginning
+        qint64 time = 0; // ms, of its start
 
         [[nodiscard]] bool isAt(const QHostAddress& otherAddress, quint16 otherPort) const
         {
@@ -51,6 +51,6 @@ private:
 
     QSharedPointer<UnprovenBudget> m_budget;
     Clock m_clock;
-    std::optional<Session> m_free;  // the last one that nothing was charged for
-    std::vector<Session> m_charged; // an address once at most
+    std::optional<Session> m_free;  // the last one that nothing is charged for
+    std::vector<Session> m_charged; // each address once at most
 };
