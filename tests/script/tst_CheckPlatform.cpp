@@ -1,0 +1,146 @@
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <memory>
+
+/// script/check-platform, run on a small tree: each row adds a line to it.
+class tst_CheckPlatform : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+
+    void ownTreePasses();
+    void sourcesOfThePlatformMayHaveAnything();
+    void whatIsNoSystemsPasses_data();
+    void whatIsNoSystemsPasses();
+    void whatIsSystemsIsRefused_data();
+    void whatIsSystemsIsRefused();
+    void headersOfThePlatformAreHeldToo();
+    void everyViolationIsTold();
+
+private:
+    struct Result
+    {
+        int exitCode;
+        QString text;
+    };
+    [[nodiscard]] static Result run(const QStringList& arguments);
+    void put(const QString& name, const QByteArray& text) const;
+
+    std::unique_ptr<QTemporaryDir> m_root;
+};
+
+void tst_CheckPlatform::init()
+{
+    m_root = std::make_unique<QTemporaryDir>();
+    put(QStringLiteral("Platform/Clock.h"), "#pragma once\n#include <cstdint>\n");
+    put(QStringLiteral("Platform/ClockPosix.cpp"), "#include <time.h>\n#ifdef __linux__\n#endif\n");
+    put(QStringLiteral("Server/Server.cpp"), "#include \"Platform/Clock.h\"\n");
+}
+
+tst_CheckPlatform::Result tst_CheckPlatform::run(const QStringList& arguments)
+{
+    QProcess script;
+    script.start(QStringLiteral(ORVENLINK_SCRIPT), arguments);
+    if (!script.waitForFinished()) {
+        return {-1, script.errorString()};
+    }
+    return {script.exitCode(),
+            QString::fromUtf8(script.readAllStandardOutput() + script.readAllStandardError())};
+}
+
+/// Below src/, at its end if the file is there.
+void tst_CheckPlatform::put(const QString& name, const QByteArray& text) const
+{
+    const QString path = m_root->filePath(QStringLiteral("src/") + name);
+    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::Append));
+    QCOMPARE(file.write(text), text.size());
+}
+
+void tst_CheckPlatform::ownTreePasses()
+{
+    const Result result = run({});
+    QCOMPARE(result.text, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_CheckPlatform::sourcesOfThePlatformMayHaveAnything()
+{
+    const Result result = run({m_root->path()});
+    QCOMPARE(result.text, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_CheckPlatform::whatIsNoSystemsPasses_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("C++") << QByteArray("#include <system_error>");
+    QTest::newRow("C by its C++ name") << QByteArray("#include <cerrno>");
+    QTest::newRow("Qt") << QByteArray("#include <QUdpSocket>");
+    QTest::newRow("vectors") << QByteArray("#include <hwy/highway.h>");
+    QTest::newRow("receiver's library") << QByteArray("#include <rtl-sdr.h>");
+    QTest::newRow("comment") << QByteArray("int x; // as <poll.h>, where __linux__ is told");
+    QTest::newRow("part of another name") << QByteArray("#ifdef USE_WIN32_NAMES");
+    QTest::newRow("another condition") << QByteArray("#if HWY_ONCE");
+}
+
+void tst_CheckPlatform::whatIsNoSystemsPasses()
+{
+    QFETCH(QByteArray, line);
+    put(QStringLiteral("Server/Server.cpp"), line + '\n');
+    const Result result = run({m_root->path()});
+    QCOMPARE(result.text, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_CheckPlatform::whatIsSystemsIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QString>("what");
+    for (const char* header :
+         {"unistd.h", "fcntl.h", "poll.h", "sys/socket.h", "netinet/in.h", "termios.h", "pthread.h",
+          "dlfcn.h", "signal.h", "csignal", "windows.h", "winsock2.h", "qt_windows.h", "QWinEventNotifier"}) {
+        const QByteArray name = '<' + QByteArray(header) + '>';
+        QTest::newRow(header) << "#include " + name << QString::fromLatin1(name);
+    }
+    QTest::newRow("blanks") << QByteArray("\t#  include  <poll.h> // to wait") << "<poll.h>";
+    QTest::newRow("Qt's macro") << QByteArray("#ifdef Q_OS_LINUX") << "Q_OS_LINUX";
+    QTest::newRow("compiler's macro") << QByteArray("#if defined(_WIN32)") << "_WIN32";
+    QTest::newRow("GNU's macro") << QByteArray("#  elif defined __linux__ && X") << "__linux__";
+    QTest::newRow("macro within a line") << QByteArray("if (x) { return Q_OS_WIN; }") << "Q_OS_WIN";
+}
+
+void tst_CheckPlatform::whatIsSystemsIsRefused()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(QString, what);
+    put(QStringLiteral("Server/Server.cpp"), line + '\n');
+    const Result result = run({m_root->path()});
+    QCOMPARE(
+        result.text,
+        QStringLiteral("src/Server/Server.cpp:2: %1 is for the sources of src/Platform alone\n").arg(what));
+    QVERIFY(result.exitCode > 0);
+}
+
+void tst_CheckPlatform::headersOfThePlatformAreHeldToo()
+{
+    put(QStringLiteral("Platform/Clock.h"), "#include <time.h>\n");
+    QVERIFY(run({m_root->path()}).text.startsWith(QLatin1String("src/Platform/Clock.h:3: <time.h>")));
+}
+
+void tst_CheckPlatform::everyViolationIsTold()
+{
+    put(QStringLiteral("Server/Server.cpp"), "#include <poll.h>\n#include <unistd.h>\n");
+    put(QStringLiteral("Client/Client-inl.h"), "#ifdef __APPLE__\n");
+    put(QStringLiteral("Client/Id.h.in"), "#include <io.h>\n");
+    QCOMPARE(run({m_root->path()}).text.count(QLatin1Char('\n')), 4);
+}
+
+QTEST_GUILESS_MAIN(tst_CheckPlatform)
+#include "tst_CheckPlatform.moc"
