@@ -12,6 +12,7 @@ struct IqSample
 };
 
 /// A run of samples that came together.
+/// Thread: any; a value.
 struct IqBlock
 {
     QVector<IqSample> samples;

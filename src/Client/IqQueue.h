@@ -10,7 +10,7 @@
 
 /// Blocks on their way to a listener that takes its time. When it is full the oldest samples go, and the
 /// listener learns how many.
-/// Thread:    connect IqReceiver::blockReceived to `push` with Qt::DirectConnection; any thread takes.
+/// Thread: connect IqReceiver::blockReceived to `push` with Qt::DirectConnection; any thread takes.
 /// Ownership: has to outlive the listener's last call.
 class IqQueue : public QObject
 {
@@ -40,7 +40,7 @@ public slots:
     void push(const IqBlock& block);
 
 signals:
-    /// The queue was empty and is no more; emitted by the thread that pushes.
+    /// The queue was empty and no longer is; emitted by the thread that pushes.
     void available();
 
 private:

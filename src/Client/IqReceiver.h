@@ -9,8 +9,8 @@
 #include <optional>
 
 /// The IQ stream of a session as blocks. Hands out true baseband, I first, whatever the wire's order.
-/// Thread:    that of the session. A listener on another thread, or a slow one, reads through an IqQueue.
-/// Errors:    a datagram that holds no whole samples is counted and dropped.
+/// Thread: that of the session. A listener on another thread, or a slow one, reads through an IqQueue.
+/// Errors: a datagram that holds no whole samples is counted and dropped.
 class IqReceiver : public QObject
 {
     Q_OBJECT

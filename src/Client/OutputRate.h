@@ -8,7 +8,7 @@ class SessionSettings;
 
 /// The rate of the IQ stream, as the server tells it in outSampleRateChanged. It tells it once, when it sets
 /// up its chain, and that datagram may get lost: a session that lacks the rate, or has one that its bandwidth
-/// can't have led to, lets the server set up its chain again, some times.
+/// can't have led to, lets the server set up its chain again, a few times.
 /// Thread: that of the session.
 class OutputRate : public QObject
 {

@@ -6,8 +6,8 @@
 
 /// Lets an attached object see what one peer sends and nothing else. The stream datagrams say nothing of who
 /// sent them, and anybody may send to the port.
-/// Thread:    that of the Socket.
-/// Ownership: shares the object behind it, which is not attached itself.
+/// Thread: that of the Socket.
+/// Ownership: shares the object that it filters for, which is not attached itself.
 class PeerFilter : public InterfaceSocket
 {
 public:

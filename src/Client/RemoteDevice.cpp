@@ -131,7 +131,7 @@ void RemoteDevice::askForSet(int triesLeft)
         [ended](const QJsonObject&, const NodeInfo&) { ended(); }, ended, kRefreshTimeout);
 }
 
-// The reply leaves the server behind the set, so what has not come by now is lost.
+// The reply leaves the server after the set, so what has not come by now is lost.
 void RemoteDevice::onSetSent(int triesLeft)
 {
     if (m_awaited.isEmpty()) {

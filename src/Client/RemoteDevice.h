@@ -66,7 +66,7 @@ public:
     bool setSwapIQ(bool swap);
 
     /// The session's: a replica of what `source` publishes, asked for through `rpc`. What was written here
-    /// before, since `clear`, is written again once the set has come, if it stands otherwise there.
+    /// before, since `clear`, is written again once the set has come, if the server has another value.
     void attach(const QSharedPointer<RpcSocket>& rpc, const NodeInfo& source);
     /// The session's: the copy stays, nothing can be written.
     void detach();

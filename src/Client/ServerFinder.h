@@ -13,10 +13,10 @@ class QUdpSocket;
 
 /// Listens for the servers that announce themselves on the local network and keeps a list of those heard
 /// within the last 5 seconds. Shares the port, so that several clients and servers live on one machine.
-/// Thread:    the one that made it, which runs an event loop.
-/// Errors:    what is no announcement costs one warning in the finder's life, and nothing else; of more than
-///            kMaximumServers, or as many addresses of them, the newest are left out. A flood leaves the
-///            event loop its turns.
+/// Thread: the one that made it, which runs an event loop.
+/// Errors: what is no announcement costs one warning in the finder's life, and nothing else; of more than
+/// kMaximumServers, or as many addresses of them, the newest are left out. A flood leaves the event loop its
+/// turns.
 class ServerFinder : public QObject
 {
     Q_OBJECT
@@ -41,7 +41,7 @@ public:
     [[nodiscard]] QString errorString() const;
 
     /// Those heard within kMaximumAge, in the order in which they were first heard. One that announces the
-    /// same from several addresses, for it is on several networks, is one server, at the address that was
+    /// same from several addresses, being on several networks, is one server, at the address that was
     /// heard first; an impostor, whose announcement differs, is another one.
     [[nodiscard]] QVector<Server> servers() const;
     /// Datagrams that were no announcement.

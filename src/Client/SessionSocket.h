@@ -3,6 +3,7 @@
 #include "Network/Socket/UserSocket.h"
 
 /// The client's end of a session, which can tell why it ended.
+/// Thread: that of the session.
 class SessionSocket : public UserSocket
 {
     Q_OBJECT

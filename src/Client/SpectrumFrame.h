@@ -5,6 +5,7 @@
 
 /// What a client asks of the spectrum. Bin 0 is the lowest frequency, `fftSize` / 2 the receiver's tuned one,
 /// and a bin is the receiver's sample rate / `fftSize` wide.
+/// Thread: any; a value.
 struct SpectrumRange
 {
     static constexpr int kMinimumFftSize = 512;
@@ -24,10 +25,11 @@ bool operator==(const SpectrumRange& left, const SpectrumRange& right);
 bool operator!=(const SpectrumRange& left, const SpectrumRange& right);
 
 /// One whole spectrum, 25 a second.
+/// Thread: any; a value.
 struct SpectrumFrame
 {
-    /// Power in decibels, range.dataSize points rising in frequency: point n stands for bin startIndex +
-    /// n * (stopIndex - startIndex) / dataSize. The scale is the server's: a tone of full scale stands at
+    /// Power in decibels, range.dataSize points rising in frequency: point n is bin startIndex +
+    /// n * (stopIndex - startIndex) / dataSize. The scale is the server's: a tone of full scale is
     /// about 5 dB with an fftSize of 4096, and 3 dB higher with each doubling. -200 where no bin exists,
     /// about -220 for silence.
     QVector<float> decibels;

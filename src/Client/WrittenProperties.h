@@ -7,6 +7,7 @@
 
 /// What a client has written to a receiver, for a session that comes back: each name once, in the order of
 /// the last writes.
+/// Thread: that of the session.
 class WrittenProperties
 {
 public:

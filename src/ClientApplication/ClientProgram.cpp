@@ -1,10 +1,10 @@
 #include "ClientApplication/ClientProgram.h"
 
-#include "ClientApplication/ClientLog.h"
 #include "ClientApplication/Commands/Command.h"
 #include "ClientApplication/Commands/CommandTable.h"
-#include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/ClientLog.h"
+#include "ClientApplication/Console/Terminal.h"
+#include "ClientApplication/Console/Text.h"
 #include "Core/Process/Version.h"
 #include "Platform/Interrupt.h"
 

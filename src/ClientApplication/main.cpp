@@ -1,5 +1,5 @@
-#include "ClientApplication/ClientLog.h"
 #include "ClientApplication/ClientProgram.h"
+#include "ClientApplication/Console/ClientLog.h"
 #include "Platform/Output.h"
 
 #include <QGuiApplication>

@@ -3,6 +3,7 @@
 #include <QString>
 
 /// Words for what a receiver is and has.
+/// Thread: any.
 namespace DeviceText
 {
 

@@ -9,8 +9,9 @@
 class IqQueue;
 
 /// Carries samples from the session's queue to a sink, on a thread of its own named "pump": a disk or a
-/// reader that is slow holds up nobody but itself. Thread:    its operations belong to the one that made it,
-/// which also has its signals. Ownership: owns the sink; the queue outlives it.
+/// reader that is slow holds up nobody but itself.
+/// Thread: its operations belong to the one that made it, which also gets its signals.
+/// Ownership: owns the sink; the queue outlives it.
 class IqPump : public QThread
 {
     Q_OBJECT

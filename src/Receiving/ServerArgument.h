@@ -5,7 +5,9 @@
 #include <QString>
 #include <optional>
 
-/// The argument SERVER: an address in Base58, of a server on the local network, or ADDRESS@HOST:PORT.
+/// How a user names a server: by its address in Base58 if it is on the local network, or as
+/// ADDRESS@HOST:PORT.
+/// Thread: any; a value.
 struct ServerArgument
 {
     int160 id;

@@ -3,7 +3,7 @@
 #include <QObject>
 #include <QTimer>
 
-/// Notices that what a command receives has ceased to come. Counts ticks and looks at no clock, so the time
+/// Notices that what is received has ceased to come. Counts ticks and looks at no clock, so the time
 /// that the whole process or machine is suspended doesn't count.
 /// Thread: that of the session.
 class StallWatch : public QObject
@@ -17,7 +17,7 @@ public:
     void start();
     /// Something has come; cheap enough for every block.
     void arrived() { m_hasArrived = true; }
-    /// False while nothing can come, as the session has broken off; waiting begins afresh with true. At first
+    /// False while nothing can come, as the session has broken off; waiting begins again with true. At first
     /// true.
     void setExpecting(bool expecting);
     /// ms without anything up to now, or up to a fifth of the time to `stalled` less.

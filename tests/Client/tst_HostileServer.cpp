@@ -122,7 +122,7 @@ void tst_HostileServer::datagramsOfEveryKindAndLength()
 
 void tst_HostileServer::lyingCountsAndLengthsInBothStreams_data()
 {
-    QTest::addColumn<QByteArray>("payload"); // behind the type byte
+    QTest::addColumn<QByteArray>("payload"); // after the type byte
     QTest::newRow("more than there is") << QByteArray::fromHex("00000003 0001 0002");
     QTest::newRow("negative") << QByteArray::fromHex("ffffffff 0001");
     QTest::newRow("the most negative") << QByteArray::fromHex("80000000 0001");
@@ -286,7 +286,7 @@ void tst_HostileServer::anythingAtAll()
     for (int round = 0; round < 10'000; ++round) {
         QByteArray datagram = seeds.at(below(seeds.size()));
         for (int changes = below(4); changes > 0; --changes) {
-            // Mostly behind the ids, which would keep the rest from being looked at.
+            // Mostly after the ids, which would keep the rest from being looked at.
             const int first = datagram.size() > 46 ? 45 : 0;
             const int at = first + below(datagram.size() - first);
             switch (below(3)) {

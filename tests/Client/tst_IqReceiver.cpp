@@ -124,7 +124,7 @@ void tst_IqReceiver::interruptionIsMissingUntilNextBlock()
     send(1000, 4);
     m_receiver->interrupt();
     m_receiver->interrupt();
-    m_now += 29'996;                   // and the 4 ms behind the last block
+    m_now += 29'996;                   // and the 4 ms after the last block
     m_receiver->setSampleRate(48'000); // the server's own, before it has heard what is wanted
     m_receiver->setSampleRate(32'000);
     send(1000, 4);

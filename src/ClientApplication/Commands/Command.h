@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ClientApplication/Commands/ExitCode.h"
+#include "ClientApplication/Console/ExitCode.h"
 
 #include <QObject>
 #include <QString>
@@ -8,6 +8,7 @@
 class QCommandLineParser;
 
 /// One subcommand: what it takes, and what it does while the event loop runs.
+/// Thread: main.
 class Command : public QObject
 {
     Q_OBJECT

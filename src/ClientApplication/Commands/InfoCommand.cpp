@@ -1,8 +1,8 @@
 #include "ClientApplication/Commands/InfoCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
-#include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Terminal.h"
+#include "ClientApplication/Console/Text.h"
 #include "Network/Data/Base58.h"
 #include "Receiving/DeviceText.h"
 

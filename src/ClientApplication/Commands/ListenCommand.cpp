@@ -1,7 +1,7 @@
 #include "ClientApplication/Commands/ListenCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
-#include "ClientApplication/Commands/Text.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Text.h"
 #include "Platform/Output.h"
 #include "Receiving/Dsp/AudioSink.h"
 
@@ -25,12 +25,6 @@ QCommandLineOption audioRateOption()
 }
 
 } // namespace
-
-ListenCommand::ListenCommand()
-    : SampleCommand({})
-    , m_pipe(Output::kStandard)
-{
-}
 
 void ListenCommand::describe(QCommandLineParser& parser) const
 {
@@ -91,7 +85,7 @@ std::unique_ptr<IqSink> ListenCommand::makeSink(double sampleRate)
     }
     auto sink = std::make_unique<AudioSink>(m_mode, sampleRate, m_audioRate);
     if (m_path.isEmpty()) {
-        sink->open(m_pipe);
+        sink->open(pipe());
     } else if (!sink->open(m_path)) {
         fail(ExitCode::Failed,
              QStringLiteral("can't write %1: %2; name a file elsewhere").arg(m_path, sink->errorString()));

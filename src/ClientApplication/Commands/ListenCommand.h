@@ -2,7 +2,6 @@
 
 #include "ClientApplication/Commands/SampleCommand.h"
 #include "Receiving/Dsp/Demodulator.h"
-#include "Receiving/Sinks/OutputPipe.h"
 
 /// Demodulates a station and writes the audio into a WAV file, or raw to standard output.
 class ListenCommand : public SampleCommand
@@ -10,19 +9,15 @@ class ListenCommand : public SampleCommand
     Q_OBJECT
 
 public:
-    ListenCommand();
-
     void describe(QCommandLineParser& parser) const override;
     [[nodiscard]] QString read(const QCommandLineParser& parser) override;
 
 protected:
     [[nodiscard]] std::optional<Bandwidth> bandwidth() const override;
     [[nodiscard]] std::unique_ptr<IqSink> makeSink(double sampleRate) override;
-    void stopSink() override { m_pipe.stop(); }
     [[nodiscard]] QString path() const override { return m_path; }
 
 private:
-    OutputPipe m_pipe;
     QString m_path;
     Demodulator::Mode m_mode = Demodulator::Mode::Am;
     int m_audioRate = 0; // Hz

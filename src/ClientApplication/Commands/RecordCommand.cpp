@@ -1,7 +1,7 @@
 #include "ClientApplication/Commands/RecordCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
-#include "ClientApplication/Commands/Text.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Text.h"
 #include "Receiving/Dsp/Demodulator.h"
 #include "Receiving/Dsp/PlayerSink.h"
 #include "Receiving/Sinks/SigMfSink.h"
@@ -14,8 +14,6 @@
 namespace
 {
 
-constexpr double kAliasFreeShare =
-    0.8;                             // of the bandwidth wanted, which the server's longest filters keep clean
 constexpr double kHighestRate = 2e9; // Hz, that a WAV file can tell with 4 bytes for each sample
 
 QCommandLineOption formatOption()
@@ -81,10 +79,10 @@ QString RecordCommand::read(const QCommandLineParser& parser)
 std::optional<TunedCommand::Bandwidth> RecordCommand::bandwidth() const
 {
     if (m_bandwidth) {
-        return Bandwidth{*m_bandwidth, kAliasFreeShare * *m_bandwidth};
+        return cleanBandwidth(*m_bandwidth);
     }
     if (m_form == Form::Player) {
-        return Bandwidth{PlayerSink::kSampleRate, kAliasFreeShare * PlayerSink::kSampleRate};
+        return cleanBandwidth(PlayerSink::kSampleRate);
     }
     return std::nullopt;
 }

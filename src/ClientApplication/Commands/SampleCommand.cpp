@@ -1,8 +1,8 @@
 #include "ClientApplication/Commands/SampleCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
-#include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Terminal.h"
+#include "ClientApplication/Console/Text.h"
 #include "Platform/Output.h"
 
 #include <QJsonDocument>
@@ -28,6 +28,7 @@ QString bar(double share)
 SampleCommand::SampleCommand(const Patience& patience)
     : TunedCommand(patience)
     , m_queue(kQueueCapacity)
+    , m_pipe(Output::kStandard)
 {
     connect(&m_progress, &QTimer::timeout, this, &SampleCommand::showProgress);
 }
@@ -78,7 +79,7 @@ void SampleCommand::interrupt()
 {
     if (m_pump) {
         m_isInterrupted = true;
-        stopSink();
+        m_pipe.stop();
         m_pump->stop();
     } else {
         SessionCommand::interrupt();
@@ -89,7 +90,7 @@ void SampleCommand::broken()
 {
     if (m_pump) {
         disconnect(m_pump.get(), &IqPump::ended, this, &SampleCommand::onEnded);
-        stopSink();
+        m_pipe.stop();
         m_pump->stop();
         m_pump->wait();
         summarize();

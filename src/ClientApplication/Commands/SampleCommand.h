@@ -3,6 +3,7 @@
 #include "Client/IqQueue.h"
 #include "ClientApplication/Commands/TunedCommand.h"
 #include "Receiving/IqPump.h"
+#include "Receiving/Sinks/OutputPipe.h"
 
 #include <QElapsedTimer>
 #include <memory>
@@ -19,17 +20,17 @@ public:
     void interrupt() override;
 
 protected:
-    explicit SampleCommand(const Patience& patience);
+    explicit SampleCommand(const Patience& patience = {});
 
     void beginTuned(double sampleRate) final;
     void broken() final;
 
     /// The sink, opened; nothing after `fail`.
     [[nodiscard]] virtual std::unique_ptr<IqSink> makeSink(double sampleRate) = 0;
-    /// Lets a sink go that waits for its reader.
-    virtual void stopSink() {}
     /// What is written to, for people; empty for standard output.
     [[nodiscard]] virtual QString path() const = 0;
+    /// Standard output, for a sink; a sink that waits for its reader is let go at the end.
+    [[nodiscard]] OutputPipe& pipe() { return m_pipe; }
 
 private:
     void onEnded(IqSink::Outcome outcome, const QString& error);
@@ -39,6 +40,7 @@ private:
     [[nodiscard]] QString losses();
 
     IqQueue m_queue;
+    OutputPipe m_pipe;
     std::unique_ptr<IqPump> m_pump;
     QTimer m_progress;
     double m_seconds = 0.0; // wanted; 0 for no end

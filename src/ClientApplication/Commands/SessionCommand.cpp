@@ -1,9 +1,9 @@
 #include "ClientApplication/Commands/SessionCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
 #include "ClientApplication/Commands/SessionText.h"
-#include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Terminal.h"
+#include "ClientApplication/Console/Text.h"
 #include "Receiving/DeviceText.h"
 
 namespace

@@ -1,6 +1,6 @@
 #include "ClientApplication/Commands/SessionText.h"
 
-#include "ClientApplication/Commands/Text.h"
+#include "ClientApplication/Console/Text.h"
 
 SessionText SessionText::of(const ServerResolver::Failure& failure)
 {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Client/ClientSession.h"
-#include "ClientApplication/Commands/ExitCode.h"
+#include "ClientApplication/Console/ExitCode.h"
 #include "Receiving/ServerResolver.h"
 
 /// What a session that doesn't come about, or ends, means to a user: a line that says what to do, and the

@@ -1,7 +1,7 @@
 #include "ClientApplication/Commands/SetCommand.h"
 
-#include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Terminal.h"
+#include "ClientApplication/Console/Text.h"
 #include "Receiving/DeviceText.h"
 
 #include <QCommandLineParser>

@@ -1,8 +1,8 @@
 #include "ClientApplication/Commands/SpectrumCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
-#include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Terminal.h"
+#include "ClientApplication/Console/Text.h"
 #include "Platform/Output.h"
 
 #include <QBuffer>
@@ -215,7 +215,7 @@ void SpectrumCommand::drawScreen()
         m_screen.lines(QStringLiteral("%1   %2   %3 wide")
                            .arg(title(), Text::hertz(centre()), Text::hertz(axis().highest - axis().lowest)),
                        QStringLiteral("%1   Ctrl-C ends").arg(state));
-    // From the upper left corner over what stands there; each line wipes what is left of the one before.
+    // From the upper left corner over what is there; each line wipes what is left of the one before.
     const QString all =
         QStringLiteral("\x1b[H") + lines.join(QStringLiteral("\x1b[K\r\n")) + QStringLiteral("\x1b[K");
     if (!Terminal::write(all.toLocal8Bit())) {
@@ -293,7 +293,7 @@ void SpectrumCommand::finishPicture()
     done(Terminal::outputCode());
 }
 
-// Part of a picture is none: nothing is left of it.
+// Part of a picture is worth nothing, so none is left.
 bool SpectrumCommand::savePicture(const QImage& picture, QString& error) const
 {
     QByteArray bytes;

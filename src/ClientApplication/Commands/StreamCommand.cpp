@@ -1,13 +1,11 @@
 #include "ClientApplication/Commands/StreamCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
-#include "ClientApplication/Commands/Text.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Text.h"
 #include "Platform/Output.h"
 
 namespace
 {
-
-constexpr double kAliasFreeShare = 0.8; // of the bandwidth wanted
 
 QCommandLineOption formatOption()
 {
@@ -19,12 +17,6 @@ QCommandLineOption formatOption()
 }
 
 } // namespace
-
-StreamCommand::StreamCommand()
-    : SampleCommand({})
-    , m_pipe(Output::kStandard)
-{
-}
 
 void StreamCommand::describe(QCommandLineParser& parser) const
 {
@@ -54,11 +46,10 @@ QString StreamCommand::read(const QCommandLineParser& parser)
 
 std::optional<TunedCommand::Bandwidth> StreamCommand::bandwidth() const
 {
-    return m_bandwidth ? std::make_optional(Bandwidth{*m_bandwidth, kAliasFreeShare * *m_bandwidth})
-                       : std::nullopt;
+    return m_bandwidth ? std::make_optional(cleanBandwidth(*m_bandwidth)) : std::nullopt;
 }
 
 std::unique_ptr<IqSink> StreamCommand::makeSink(double /*sampleRate*/)
 {
-    return std::make_unique<StreamSink>(m_pipe, m_format);
+    return std::make_unique<StreamSink>(pipe(), m_format);
 }

@@ -9,19 +9,15 @@ class StreamCommand : public SampleCommand
     Q_OBJECT
 
 public:
-    StreamCommand();
-
     void describe(QCommandLineParser& parser) const override;
     [[nodiscard]] QString read(const QCommandLineParser& parser) override;
 
 protected:
     [[nodiscard]] std::optional<Bandwidth> bandwidth() const override;
     [[nodiscard]] std::unique_ptr<IqSink> makeSink(double sampleRate) override;
-    void stopSink() override { m_pipe.stop(); }
     [[nodiscard]] QString path() const override { return {}; }
 
 private:
-    OutputPipe m_pipe;
     StreamSink::Format m_format = StreamSink::Format::Cs16;
     std::optional<double> m_bandwidth; // Hz
 };

@@ -1,8 +1,8 @@
 #include "ClientApplication/Commands/TunedCommand.h"
 
-#include "ClientApplication/Commands/Options.h"
-#include "ClientApplication/Commands/Text.h"
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Options.h"
+#include "ClientApplication/Console/Terminal.h"
+#include "ClientApplication/Console/Text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -71,7 +71,7 @@ void TunedCommand::start()
 
 double TunedCommand::centre()
 {
-    // What corrections have left behind the millihertz says nothing.
+    // What corrections leave below the millihertz says nothing.
     return std::round(1e3 * (m_frequency.value_or(device().frequency().value_or(0.0)) + offset())) / 1e3;
 }
 
@@ -93,8 +93,8 @@ void TunedCommand::begin()
     tune();
 }
 
-// The player stands at the middle of its recording at first, whatever it says. With a correction its
-// frequency would move a step each time that it is written.
+// The player is at the middle of its recording at first, whatever it says. With a correction its frequency
+// would move a step each time that it is written.
 bool TunedCommand::isPlayer()
 {
     return device().type() == kFilePlayer && device().ppmCorrection() == 0;

@@ -26,6 +26,8 @@ protected:
         double preferred = 0.0; ///< Hz
         double aliasFree = 0.0; ///< Hz
     };
+    /// So many hertz, with the share free of aliases that the server's longest filters keep clean.
+    [[nodiscard]] static Bandwidth cleanBandwidth(double hertz) { return {hertz, 0.8 * hertz}; }
     /// After `read`; nothing to leave it to the server.
     [[nodiscard]] virtual std::optional<Bandwidth> bandwidth() const = 0;
     /// Tuned; `sampleRate` is the stream's, in hertz.
@@ -36,7 +38,7 @@ protected:
 
     void begin() final;
 
-    /// Hz, what stands at 0 Hz in the samples.
+    /// Hz, what is at 0 Hz in the samples.
     [[nodiscard]] double centre();
     /// Of what the command receives; started by it.
     [[nodiscard]] StallWatch& stallWatch() { return m_stallWatch; }

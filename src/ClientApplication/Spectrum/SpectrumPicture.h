@@ -8,6 +8,7 @@
 
 /// A picture of a spectrum, averaged over its time and with the strongest that occurred above it, and of the
 /// waterfall below, with axes in MHz and dB. Needs a QGuiApplication.
+/// Thread: main.
 class SpectrumPicture
 {
 public:

@@ -6,6 +6,7 @@
 #include "Receiving/Sinks/WavFile.h"
 
 /// Demodulates samples and writes the audio, 16-bit, one channel: into a WAV file, or raw into a pipe.
+/// Thread: as IqSink.
 class AudioSink : public IqSink
 {
 public:

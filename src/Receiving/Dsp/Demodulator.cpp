@@ -46,7 +46,7 @@ const Plan& planOf(Demodulator::Mode mode)
                          [mode](const Plan& plan) { return plan.mode == mode; });
 }
 
-// The library's objects are handles that a function of their own destroys.
+// The library's objects are handles, each destroyed by its kind's own function.
 template <typename Handle, auto destroy>
 struct Destroyer
 {

@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-/// Makes audio of baseband samples; the signal stands at 0 Hz (a single-sideband one has its suppressed
+/// Makes audio of baseband samples; the signal is at 0 Hz (a single-sideband one has its suppressed
 /// carrier there). The building blocks are liquid-dsp's.
 /// Thread: any, one at a time.
 class Demodulator
@@ -45,7 +45,7 @@ public:
     Demodulator(Mode mode, double sampleRate, int audioRate);
     ~Demodulator();
 
-    /// Appends the audio, -1 to 1, one channel. Audio comes some milliseconds behind the samples.
+    /// Appends the audio, -1 to 1, one channel. Audio comes some milliseconds after the samples.
     void process(const QVector<IqSample>& samples, std::vector<float>& audio);
 
 private:

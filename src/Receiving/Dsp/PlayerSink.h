@@ -10,12 +10,13 @@
 /// Records samples into a WAV file that a server's player plays just as it was heard: a header of 44 bytes,
 /// 48,000 samples a second whatever the stream's rate, Q in the left channel and I in the right, at the
 /// player's scale.
+/// Thread: as IqSink.
 class PlayerSink : public IqSink
 {
 public:
     static constexpr int kSampleRate = 48'000; ///< Hz, the player's only one.
     /// Counts of the stream for one of the recording: full scale of the player is 4096, and each of the two
-    /// mixers behind it has an amplitude of the root of 0.95.
+    /// mixers after it has an amplitude of the root of 0.95.
     static constexpr double kCountsPerCount = 8 * 0.95;
 
     PlayerSink();

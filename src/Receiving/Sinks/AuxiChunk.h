@@ -11,11 +11,12 @@
 ///
 /// All little-endian. A time is year, month, day of the week (0 is Sunday), day, hour, minute, second and
 /// millisecond, 16 bits each, in UTC.
+/// Thread: any.
 namespace AuxiChunk
 {
 
 constexpr int kSize = 164;      ///< Bytes.
-constexpr int kStopOffset = 16; ///< Where the stop time stands.
+constexpr int kStopOffset = 16; ///< Where the stop time is.
 
 /// Frequencies in hertz, 0 to 4,294,967,295; what is beyond becomes the nearest of them.
 QByteArray content(const QDateTime& start, const QDateTime& stop, double centre, double sampleRate,

@@ -4,10 +4,11 @@
 #include <QString>
 
 /// What a recording says of itself.
+/// Thread: any; a value.
 struct RecordingInfo
 {
     double sampleRate = 0.0; ///< Hz
-    double centre = 0.0;     ///< Hz, what stands at 0 Hz in the samples.
+    double centre = 0.0;     ///< Hz, what is at 0 Hz in the samples.
     double bandwidth = 0.0;  ///< Hz
     QString hardware;        ///< The receiver, in words.
     QDateTime start;         ///< Of the first sample, in UTC.

@@ -107,7 +107,7 @@ IqSink::Outcome SigMfSink::finish()
 {
     const bool isFlushed = flush() == Outcome::Going;
     m_data.close();
-    // Without a gap it stands there as it was written at the start; a full disk takes no other.
+    // Without a gap what was written at the start still holds; a full disk takes nothing more.
     const bool isTold = m_captures.size() <= 1 || writeMeta();
     return isFlushed && isTold ? Outcome::Going : Outcome::Failed;
 }

@@ -9,6 +9,7 @@
 /// Records samples as SigMF (sigmf.org): the samples alone in `.sigmf-data`, 16-bit, I first, and what there
 /// is to know of them in `.sigmf-meta`, which is there from the start. Samples known to be missing begin a
 /// new capture segment, whose core:global_index counts them.
+/// Thread: as IqSink.
 class SigMfSink : public IqSink
 {
 public:

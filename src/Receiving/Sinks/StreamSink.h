@@ -4,6 +4,7 @@
 #include "Receiving/Sinks/OutputPipe.h"
 
 /// Raw samples into a pipe, I first, little-endian.
+/// Thread: as IqSink.
 class StreamSink : public IqSink
 {
 public:

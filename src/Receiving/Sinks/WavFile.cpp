@@ -7,7 +7,7 @@ namespace
 
 constexpr int kBytesPerValue = 2;
 constexpr int kPcm = 1;
-constexpr quint32 kTold64 = 0xFFFF'FFFF; // in place of a size that stands among the 64-bit ones
+constexpr quint32 kTold64 = 0xFFFF'FFFF; // in place of a size that is among the 64-bit ones
 
 template <typename Number>
 void append(QByteArray& bytes, Number value)
@@ -122,7 +122,7 @@ bool WavFile::write(const qint16* values, qint64 frames)
     }
     const qint64 written = writeAll(bytes);
     m_dataSize += written / frameSize * frameSize;
-    // Behind the samples: a cut between the two leaves a header that promises no more than there is.
+    // After the samples: a cut between the two leaves a header that promises no more than there is.
     const bool isHeaderWritten = writeHeader();
     return written == bytes.size() && isHeaderWritten;
 }
@@ -138,7 +138,7 @@ bool WavFile::close()
     if (!m_file.isOpen()) {
         return true;
     }
-    // What follows the last whole frame, after a failure, is none.
+    // After a failure there may be part of a frame.
     bool isWhole = writeHeader();
     if (!m_file.resize(size())) {
         m_error = m_file.errorString();

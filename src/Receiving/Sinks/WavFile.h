@@ -7,7 +7,8 @@
 /// Writes a WAV file of 16-bit samples, which turns into RF64 (EBU Tech 3306) when it passes 4 GB. The sizes
 /// in the header follow what is written, so that a file cut off by a kill or a full disk can be read up to
 /// the cut. The format is always plain PCM, number 1, which programs for IQ recordings ask for.
-/// Thread: any, one at a time. Errors: false, and errorString(); what was written before stays readable.
+/// Thread: any, one at a time.
+/// Errors: false, and errorString(); what was written before stays readable.
 class WavFile
 {
 public:

@@ -8,6 +8,7 @@
 
 /// Records samples into a WAV file as programs for IQ recordings expect it: I in the left channel and Q in
 /// the right, with a chunk `auxi`.
+/// Thread: as IqSink.
 class WavSink : public IqSink
 {
 public:

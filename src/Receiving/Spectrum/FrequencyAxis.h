@@ -4,6 +4,7 @@
 #include <QVector>
 
 /// A stretch of the dial, with marks at round frequencies.
+/// Thread: any; a value.
 struct FrequencyAxis
 {
     double lowest = 0.0;  ///< Hz

@@ -11,7 +11,7 @@ constexpr double kStep = 10.0;        // dB
 constexpr double kBelowMedian = 10.0; // dB of room under what most values are
 constexpr double kLeastSpan = 40.0;   // dB
 constexpr double kMostSpan = 120.0;   // dB
-constexpr double kNoBin = -199.0;     // dB, what stands where no bin exists is below
+constexpr double kNoBin = -199.0;     // dB; what is told where no bin exists is below
 constexpr int kColours = 64;
 
 struct Stop

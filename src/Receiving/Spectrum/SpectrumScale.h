@@ -2,7 +2,8 @@
 
 #include <QVector>
 
-/// How strong is how high and which colour.
+/// How high and in which colour a level is drawn.
+/// Thread: any.
 namespace SpectrumScale
 {
 

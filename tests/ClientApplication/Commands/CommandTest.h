@@ -45,7 +45,7 @@ private slots:
 protected:
     [[nodiscard]] static QString text(const char* latin) { return QString::fromLatin1(latin); }
 
-    /// Lets the command begin as with these arguments behind the server.
+    /// Lets the command begin as with these arguments after the server.
     void launch(Command& command, const QStringList& arguments = {});
     /// As `launch`, and waits for the session, whose samples have this rate in hertz.
     void start(Command& command, const QStringList& arguments = {}, int rate = 48'000);

@@ -1,9 +1,9 @@
-#include "ClientApplication/ClientLog.h"
 #include "ClientApplication/Commands/CommandTest.h"
 #include "ClientApplication/Commands/InfoCommand.h"
 #include "ClientApplication/Commands/RecordCommand.h"
 #include "ClientApplication/Commands/SessionText.h"
 #include "ClientApplication/Commands/SetCommand.h"
+#include "ClientApplication/Console/ClientLog.h"
 #include "Core/Log/Log.h"
 
 #include <QJsonDocument>
@@ -33,6 +33,8 @@ class tst_CommandTexts : public CommandTest
 private slots:
     void whatKeepsFromServerHasLineAndCode_data();
     void whatKeepsFromServerHasLineAndCode();
+    void valueTakesTypeOfPresentOne_data();
+    void valueTakesTypeOfPresentOne();
     void valuesOfReceiverAreNoOrders();
     void jsonOfReceiverIsNoOrderEither();
     void whyServerRefusesIsNoOrder();
@@ -75,6 +77,31 @@ void tst_CommandTexts::whatKeepsFromServerHasLineAndCode()
     const SessionText told = SessionText::of(failure);
     QCOMPARE(told.code, code);
     QVERIFY2(told.line.contains(part), qPrintable(told.line));
+}
+
+void tst_CommandTexts::valueTakesTypeOfPresentOne_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QVariant>("present");
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("a number") << QStringLiteral("14.25M") << QVariant(1.5) << QVariant(14'250'000.0);
+    QTest::newRow("a whole number") << QStringLiteral("-3") << QVariant(1LL) << QVariant(-3.0);
+    QTest::newRow("no number") << QStringLiteral("many") << QVariant(1LL) << QVariant();
+    QTest::newRow("true") << QStringLiteral("true") << QVariant(false) << QVariant(true);
+    QTest::newRow("off") << QStringLiteral("off") << QVariant(true) << QVariant(false);
+    QTest::newRow("no switch") << QStringLiteral("maybe") << QVariant(true) << QVariant();
+    QTest::newRow("a text") << QStringLiteral("1") << QVariant(QStringLiteral("a"))
+                            << QVariant(QStringLiteral("1"));
+    QTest::newRow("a list") << QStringLiteral("1") << QVariant(QVariantList{1}) << QVariant();
+    QTest::newRow("nothing") << QStringLiteral("1") << QVariant() << QVariant();
+}
+
+void tst_CommandTexts::valueTakesTypeOfPresentOne()
+{
+    QFETCH(QString, text);
+    QFETCH(QVariant, present);
+    QFETCH(QVariant, value);
+    QCOMPARE(SetCommand::toValue(text, present), value);
 }
 
 void tst_CommandTexts::verifyHarmless(const QStringList& lines)

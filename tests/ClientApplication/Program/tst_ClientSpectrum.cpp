@@ -149,7 +149,7 @@ void tst_ClientSpectrum::spectrumInTerminal()
         QVERIFY2(line.size() <= columns, qPrintable(line));
     }
     QVERIFY(lines[0].contains(QLatin1String("14.250000 MHz")));
-    // The station stands three quarters of the way to the right, in the spectrum and in the waterfall.
+    // The station is three quarters of the way to the right, in the spectrum and in the waterfall.
     const int place = 6 + (columns - 6) * 3 / 4;
     const int axis = lines.indexOf(
         lines.filter(QStringLiteral("MHz|")).value(0, lines.filter(QStringLiteral("   MHz")).value(0)));

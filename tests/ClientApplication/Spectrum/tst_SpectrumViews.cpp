@@ -208,7 +208,7 @@ void tst_SpectrumViews::marksAtEndsOfPictureAreWhole()
     SpectrumPicture picture({14'255'000, 14'265'000});
     picture.add(spectrum(2'048, 0.25), 0);
     const QImage image = picture.draw({});
-    // Of the line of marks below the spectrum: true where no text stands.
+    // Of the line of marks below the spectrum: true where there is no text.
     const auto isBlank = [&image](int x) {
         for (int y = 298; y < 314; ++y) {
             if (image.pixel(x, y) != image.pixel(0, 0)) {
@@ -223,7 +223,7 @@ void tst_SpectrumViews::marksAtEndsOfPictureAreWhole()
         text += isBlank(x) ? 0 : 1;
     }
     QVERIFY2(text > 25, qPrintable(QString::number(text)));
-    // The unit stands apart from the first mark.
+    // The unit is apart from the first mark.
     int longest = 0;
     int blanks = 0;
     for (int x = 20; x < 64; ++x) {

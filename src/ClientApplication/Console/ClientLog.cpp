@@ -1,6 +1,6 @@
-#include "ClientApplication/ClientLog.h"
+#include "ClientApplication/Console/ClientLog.h"
 
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Terminal.h"
 #include "Core/Log/ForeignText.h"
 
 #include <QMutex>
@@ -62,7 +62,7 @@ void ClientLog::summarize()
     if (warnings == 0) {
         return;
     }
-    // Behind the arrow stands what a person can read.
+    // After the arrow is what a person can read.
     const QString text = foreignText(shown(firstWarning).section(kArrow, -1).simplified());
     Terminal::error(QStringLiteral("%1 (%2 warnings in all; --verbose shows them)").arg(text).arg(warnings));
 }

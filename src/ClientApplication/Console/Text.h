@@ -7,10 +7,11 @@
 #include <optional>
 
 /// Numbers and times as people write and read them.
+/// Thread: any.
 namespace Text
 {
 
-/// Hertz of "14250000", "14250k", "14.25M" or "0.01425G", with or without "Hz" behind; blanks don't matter.
+/// Hertz of "14250000", "14250k", "14.25M" or "0.01425G", with or without "Hz" after it; blanks don't matter.
 /// Nothing for anything else or for what is not finite.
 std::optional<double> toHertz(const QString& text);
 /// Seconds of "90", "2.5s", "15m", "1h"; above 0, at most a year.

@@ -1,5 +1,4 @@
-#include "ClientApplication/Commands/SetCommand.h"
-#include "ClientApplication/Commands/Text.h"
+#include "ClientApplication/Console/Text.h"
 
 #include <QJsonObject>
 #include <QtTest>
@@ -17,8 +16,6 @@ private slots:
     void valuesOfServerStayOnOneLine();
     void jsonIsExactAndNothingForTerminal();
     void longLinesAreBrokenAtBlanks();
-    void valueTakesTypeOfPresentOne_data();
-    void valueTakesTypeOfPresentOne();
 };
 
 void tst_Text::frequenciesAreRead_data()
@@ -142,31 +139,6 @@ void tst_Text::longLinesAreBrokenAtBlanks()
     QCOMPARE(wrapped("one two\nthree", 9), QStringLiteral("one two\nthree"));
     QCOMPARE(wrapped("onetwothree four", 5), QStringLiteral("onetwothree four"));
     QCOMPARE(wrapped("", 5), QString());
-}
-
-void tst_Text::valueTakesTypeOfPresentOne_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QVariant>("present");
-    QTest::addColumn<QVariant>("value");
-    QTest::newRow("a number") << QStringLiteral("14.25M") << QVariant(1.5) << QVariant(14'250'000.0);
-    QTest::newRow("a whole number") << QStringLiteral("-3") << QVariant(1LL) << QVariant(-3.0);
-    QTest::newRow("no number") << QStringLiteral("many") << QVariant(1LL) << QVariant();
-    QTest::newRow("true") << QStringLiteral("true") << QVariant(false) << QVariant(true);
-    QTest::newRow("off") << QStringLiteral("off") << QVariant(true) << QVariant(false);
-    QTest::newRow("no switch") << QStringLiteral("maybe") << QVariant(true) << QVariant();
-    QTest::newRow("a text") << QStringLiteral("1") << QVariant(QStringLiteral("a"))
-                            << QVariant(QStringLiteral("1"));
-    QTest::newRow("a list") << QStringLiteral("1") << QVariant(QVariantList{1}) << QVariant();
-    QTest::newRow("nothing") << QStringLiteral("1") << QVariant() << QVariant();
-}
-
-void tst_Text::valueTakesTypeOfPresentOne()
-{
-    QFETCH(QString, text);
-    QFETCH(QVariant, present);
-    QFETCH(QVariant, value);
-    QCOMPARE(SetCommand::toValue(text, present), value);
 }
 
 QTEST_GUILESS_MAIN(tst_Text)

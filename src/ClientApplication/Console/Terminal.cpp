@@ -1,4 +1,4 @@
-#include "ClientApplication/Terminal.h"
+#include "ClientApplication/Console/Terminal.h"
 
 #include "Platform/Output.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ClientApplication/Commands/ExitCode.h"
+#include "ClientApplication/Console/ExitCode.h"
 
 #include <QByteArray>
 #include <QString>
@@ -17,7 +17,7 @@ bool print(const QString& line);
 bool write(const QByteArray& bytes);
 /// Done, or Failed if standard output has not taken all of it; a reader who has gone is no failure.
 [[nodiscard]] ExitCode outputCode();
-/// One line to standard error, with the program's name in front of it; takes the place of a progress line.
+/// One line to standard error, after the program's name; takes the place of a progress line.
 void error(const QString& line);
 /// A line to standard error as it is.
 void note(const QString& line);

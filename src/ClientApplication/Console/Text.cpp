@@ -1,4 +1,4 @@
-#include "ClientApplication/Commands/Text.h"
+#include "ClientApplication/Console/Text.h"
 
 #include "Core/Log/ForeignText.h"
 
@@ -113,7 +113,7 @@ QString Text::value(const QVariant& value)
     return foreign(value.toString());
 }
 
-// What is no ASCII stands within texts; the control characters of ASCII are escaped by Qt, but for the last.
+// What is no ASCII is within texts; Qt escapes the control characters of ASCII, all but the last.
 QString Text::json(const QJsonDocument& document)
 {
     const QString plain = QString::fromUtf8(document.toJson(QJsonDocument::Compact));

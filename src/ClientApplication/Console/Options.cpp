@@ -1,6 +1,6 @@
-#include "ClientApplication/Commands/Options.h"
+#include "ClientApplication/Console/Options.h"
 
-#include "ClientApplication/Commands/Text.h"
+#include "ClientApplication/Console/Text.h"
 
 QCommandLineOption Options::identificator()
 {
