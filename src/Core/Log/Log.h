@@ -23,7 +23,7 @@ inline QDebug info()
     return qInfo().noquote();
 }
 
-/// For what counts by itself, and for answers to the one at the console.
+/// For what has to be seen, and for answers to the person at the console.
 inline QDebug unlimitedDebug()
 {
     return qDebug().noquote();
@@ -32,7 +32,7 @@ QDebug unlimitedWarning(const char* file, const char* function, int line);
 
 } // namespace Log
 
-// Macros, since only they know the place they stand at. Any thread.
+// Macros, since only they know the place where they are used. Thread: any.
 #define LOG_WARNING() Log::warning(__FILE__, __func__, __LINE__)
 #define LOG_CRITICAL() Log::critical(__FILE__, __func__, __LINE__)
 #define LOG_DEBUG() Log::debug(__FILE__, __LINE__)

@@ -55,7 +55,7 @@ LogLimiter::~LogLimiter()
 
 LogLimiter& LogLimiter::ofPlace(const char* file, int line, QtMsgType level)
 {
-    // Never destroyed, as the registry: lines are logged to the very end.
+    // Never destroyed, like the registry: lines are logged to the very end.
     static auto* const mutex = new std::mutex;
     static auto* const places = new std::map<std::pair<const char*, int>, LogLimiter>;
     const std::lock_guard lock(*mutex);

@@ -4,14 +4,15 @@
 #include <functional>
 #include <mutex>
 
-/// Bounds the log lines of one kind, those of one place in the source; the rest is counted and told of.
-/// A datagram can cause some by itself: LOG_LIMITED bounds those tightly. All others but those at info level
-/// have a wide bound (Log), which no ordinary session comes near, but a thousand sessions begun in a minute
-/// do. Any thread.
+/// Limits the log lines of one kind, those of one place in the source; the rest is counted and reported.
+/// Lines that a single datagram can cause have a tight limit (LOG_LIMITED). All others but those at info
+/// level have a wide one (Log), which no ordinary session comes near, but a thousand sessions begun in a
+/// minute do.
+/// Thread: any.
 class LogLimiter
 {
 public:
-    using Clock = std::function<qint64()>; ///< Milliseconds; any epoch, never back.
+    using Clock = std::function<qint64()>; ///< Milliseconds since any moment; never goes back.
 
     struct Limit
     {
@@ -27,7 +28,7 @@ public:
     LogLimiter(const char* file, int line, Limit limit, Clock clock);
     ~LogLimiter();
 
-    /// The one of a place's own lines, which are as short as the program makes them: 1,000 a minute.
+    /// The limit for lines whose length only the program decides: 1,000 a minute.
     static LogLimiter& ofPlace(const char* file, int line, QtMsgType level);
 
     /// True if a line may be logged now; false counts it as left out. Reports first what an earlier
@@ -40,7 +41,7 @@ public:
     void report();
 
     /// `report` of every limiter of the process; called once a second, so that a flood that has ended
-    /// is told of as well.
+    /// is reported too.
     static void reportAll();
 
 private:
@@ -58,12 +59,12 @@ private:
     int m_leftOut = 0;
 };
 
-/// Stands for a record while it is written, and charges its bytes to a limiter.
+/// Collects the text of a record, and charges its bytes to a limiter.
 class LimitedRecord
 {
 public:
     LimitedRecord(LogLimiter& limiter, const QDebug& record);
-    /// Hands the text to the record.
+    /// Passes the text on to the record.
     ~LimitedRecord();
 
     template <typename Item>

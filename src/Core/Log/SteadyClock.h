@@ -7,7 +7,8 @@
 namespace SteadyClock
 {
 
-/// Since some moment of the system's own choice, often its start: no value says "never". Any thread.
+/// Milliseconds since some moment of the system's choice, often its start: no value means "never".
+/// Thread: any.
 inline qint64 milliseconds()
 {
     using namespace std::chrono;

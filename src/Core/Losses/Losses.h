@@ -7,13 +7,13 @@
 #include <functional>
 
 /// Counts what the program had to give up, by cause, so that nothing is lost in silence.
-/// Thread: `add` and `total` may be called from any and never wait; the rest belongs to one, the main one.
+/// Thread: `add` and `total` may be called from any and never wait; the rest is for the main thread.
 class Losses
 {
 public:
-    using Clock = std::function<qint64()>; ///< Milliseconds that only go up; any epoch.
+    using Clock = std::function<qint64()>; ///< Milliseconds since any moment; never goes back.
 
-    /// The unit of each is told by its row in the .cpp; "stat" prints them in this order.
+    /// "stat" prints them in this order.
     enum class Cause
     {
         InRing,         ///< Samples that the receiver overwrote before DspH had read them.
@@ -26,7 +26,7 @@ public:
     };
     static constexpr std::size_t kCauses = 7;
 
-    /// The one that the whole program counts in.
+    /// The counts of the whole program.
     static Losses& process();
 
     Losses();
@@ -38,8 +38,8 @@ public:
     /// What was lost since the start.
     [[nodiscard]] qint64 total(Cause cause) const;
 
-    /// Warns of each cause that something was lost by since it was last told of: one line a cause, and no
-    /// cause twice within a second. Called about once a second.
+    /// Warns of each cause that has lost something since its last line: one line a cause, and no cause
+    /// twice within a second. Called about once a second.
     void report();
 
     /// A line for each cause with its total, also for those without a loss.

@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// The version of the application, of which CMakeLists.txt tells; that of the protocol is another. Any
-/// thread.
+/// The version of the application, from CMakeLists.txt; the protocol has one of its own.
+/// Thread: any.
 namespace Version
 {
 

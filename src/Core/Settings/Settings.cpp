@@ -21,7 +21,7 @@ const QLatin1String kCheckKey("check_settings");
 // Tells a key that vanished between the listing and the read.
 const QLatin1String kMissing("exportimportsettingsdefval");
 
-// QSettings knows of no failure before it has been to the disk.
+// QSettings knows of no failure until it has accessed the disk.
 QSettings::Status syncedStatus(QSettings& settings)
 {
     settings.sync();
@@ -190,7 +190,7 @@ void Settings::save(const QString& key, QObject* object)
     const QMetaObject* const meta = object->metaObject();
     LOG_DEBUG()
         << QStringLiteral("Save properties, key: %1 %2").arg(key, QString::fromUtf8(meta->className()));
-    // One trip to the disk for all: each costs the event loop milliseconds.
+    // One access to the disk for all: each costs the event loop milliseconds.
     QSettings settings;
     settings.beginGroup(kOrdinaryGroup);
     QStringList written;

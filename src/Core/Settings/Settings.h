@@ -8,8 +8,8 @@ class QString;
 /// The persistent key-value store of the process, at QSettings's default place for the organisation and
 /// application names. Ordinary and private values live in groups of their own. Values are stored as
 /// QSettings stores them; a write is on disk when its operation returns.
-/// Thread:  any; each operation opens the store anew.
-/// Failure: a log line with QSettings's status, and the value QSettings gave, or false.
+/// Thread: any; each operation opens the store for itself.
+/// Errors: a log line with QSettings's status, and the value QSettings gave, or false.
 class Settings
 {
 public:
@@ -32,7 +32,7 @@ public:
     static bool oldPrivateWrite(const QString& key, const QVariant& value);
 
     /// Gives each writable and resettable property of `object` the value stored under `key`; one without a
-    /// stored value is reset. A failure costs its own property alone. On the object's thread.
+    /// stored value is reset. A failure affects only its own property. On the object's thread.
     static void restore(const QString& key, QObject* object);
 
     /// Stores each writable and resettable property of `object` under `key`; null values are not stored, and

@@ -13,7 +13,7 @@ QString SettingsFile::name()
 
 QString SettingsFile::trouble()
 {
-    // QSettings tells no more than that it has no access. Its steps are done again, for the reason.
+    // QSettings says only that it has no access. Its steps are repeated here to learn why.
     const QString file = name();
     const QString folder = QFileInfo(file).absolutePath();
     if (!QDir().mkpath(folder)) {

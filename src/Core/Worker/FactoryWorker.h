@@ -9,6 +9,7 @@
 class Worker;
 
 /// Makes workers by name: "work" a plain Worker, "dsph" a DspH.
+/// Thread: that of its owner.
 class FactoryWorker : public QObject
 {
     Q_OBJECT

@@ -26,7 +26,8 @@ public:
     }
 
     /// Makes room for `size` samples, a power of two. The newest samples stay, as many as both sizes hold,
-    /// and `writeIndex` unless the ring gets too small for it. An index is found again by `RingPosition`.
+    /// and `writeIndex` unless the ring gets too small for it. A reader finds its index again by
+    /// `RingPosition`.
     void resize(int size)
     {
         // No reader has more than that to read: of a full ring nothing is available.
@@ -47,7 +48,7 @@ public:
     }
 
     /// Appends `count` samples, 0 or more. Of more than the ring holds only the last `capacity` stay, where
-    /// they would stand had all been written.
+    /// they would be had all been written.
     void write(const T* samples, int count)
     {
         writeMade(count, [samples](T* made, int first, int n) { std::copy_n(samples + first, n, made); });
@@ -85,7 +86,7 @@ public:
         std::copy_n(data, wanted - toEnd, samples + toEnd);
     }
 
-    /// Samples written since a reader stood at `readIndex`, 0 to `capacity` - 1; 0 if the indices are equal.
+    /// Samples written since a reader was at `readIndex`, 0 to `capacity` - 1; 0 if the indices are equal.
     [[nodiscard]] int available(int readIndex) const { return (writeIndex - readIndex) & mask; }
 
     /// The index `count` samples after `index`, or before it if `count` is negative.
@@ -109,7 +110,7 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(RingBuffer)
 
-    // The pages are zero, and that is all there is to making and ending a sample.
+    // The pages are zero: no sample is constructed or destroyed.
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
 
     static Pages allocate(int size)

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-/// What a reader of a ring keeps beside its index: the number, of all samples ever written, of the one that
+/// What a reader of a ring keeps besides its index: the number, of all samples ever written, of the one that
 /// it reads next. So it can tell what the writer has overrun, and find its place in a ring that was resized.
 /// Thread: the reader's. Each call that takes the ring needs its mutex.
 class RingPosition

@@ -7,8 +7,8 @@
 #include <QString>
 #include <utility>
 
-/// Hands a worker a ring, under a key that tells the receiver what it is for and of which samples it is:
-/// events of every T carry the same type number.
+/// Gives a worker a ring, under a key that tells it what the ring is for and which samples it holds: events
+/// of every T have the same type number.
 template <class T>
 class SetBufferEvent : public AbstractEvent
 {

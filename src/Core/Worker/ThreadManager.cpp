@@ -22,7 +22,7 @@ ThreadManager::ThreadManager(Worker* worker, QObject* parent)
 
 ThreadManager::~ThreadManager()
 {
-    // Also for a manager that never started: the count is of managers that came to an end as well.
+    // Also for a manager that never started: each destructor counts down, whether or not there was a start.
     --s_countThreads;
     if (m_worker->running()) {
         m_worker->stop();

@@ -152,8 +152,8 @@ void Worker::setState(State next)
 
 void Worker::processEvents()
 {
-    // The dispatcher alone passes over what was posted before the event that this is called from was taken
-    // up: it believes that round of it to be under way still.
+    // The dispatcher alone skips what was posted before the event from whose handler this is called: it takes
+    // that round to be still under way.
     QCoreApplication::sendPostedEvents();
     QAbstractEventDispatcher* const dispatcher = thread()->eventDispatcher();
     dispatcher->processEvents(QEventLoop::AllEvents);

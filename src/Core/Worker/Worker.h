@@ -12,10 +12,10 @@ template <class T>
 class RingBuffer;
 
 /// What works on a thread of its own: a lifecycle of three states, driven from any thread, and properties
-/// and sample rings handed over by event.
+/// and sample rings passed to it by event.
 /// Thread:    lives where it was moved to (ThreadManager); its slots and events run there. The operations
 ///            above `signals` may be called from any thread.
-/// Ownership: shares the rings it is handed.
+/// Ownership: shares the rings it is given.
 /// A subclass with continuous work loops in `onDoWork` while `running()`, calling `processEvents` each
 /// round; one driven by timers or callbacks leaves it empty.
 class Worker : public QObject
@@ -57,7 +57,7 @@ public:
     /// only logged, there.
     virtual bool setProperty(const char* name, const QVariant& value);
 
-    /// Post a ring; what a key stands for is the subclass's to say.
+    /// Post a ring; what a key means is up to the subclass.
     virtual void setBuffer(QSharedPointer<RingBuffer<DoubleComplex>> buffer, const QString& key);
     virtual void setBuffer(QSharedPointer<RingBuffer<short>> buffer, const QString& key);
 
@@ -71,9 +71,9 @@ signals:
     void errorHappen(QString text = QString());
 
 protected slots:
-    /// Sets STARTED, tells it, and queues `onDoWork`, once for each start. An override calls it last.
+    /// Sets STARTED, signals it, and queues `onDoWork`, once for each start. An override calls it last.
     virtual void onStart();
-    /// Sets STOPPED, from any state, and tells it.
+    /// Sets STOPPED, from any state, and signals it.
     virtual void onStop();
     virtual void onDoWork();
 
@@ -86,12 +86,12 @@ protected:
     /// Called when every property has been restored.
     virtual void restored() {}
 
-    /// Handles what waits for this thread, once, without blocking.
+    /// Handles the events that wait for this thread, once, without blocking.
     void processEvents();
 
     void setPropertyEvent(SetPropertyEvent* event);
 
-    /// Guards the state, and what a subclass lets other threads read beside it.
+    /// Guards the state, and what else a subclass lets other threads read.
     mutable QReadWriteLock m_stateLock;
 
 private slots:

@@ -9,11 +9,11 @@ class tst_ForeignText : public QObject
 private slots:
     void textThatAnyoneMayReadStaysAsItIs_data();
     void textThatAnyoneMayReadStaysAsItIs();
-    void whatATerminalWouldObeyIsEscaped_data();
-    void whatATerminalWouldObeyIsEscaped();
+    void whatTerminalWouldObeyIsEscaped_data();
+    void whatTerminalWouldObeyIsEscaped();
     void atMostTwoHundredCharactersAreLeft();
     void noEscapeAndNoPairIsCutInTwo();
-    void aSecondTimeChangesNothing();
+    void secondTimeChangesNothing();
 };
 
 namespace
@@ -43,7 +43,7 @@ void tst_ForeignText::textThatAnyoneMayReadStaysAsItIs()
     QCOMPARE(foreignText(text), text);
 }
 
-void tst_ForeignText::whatATerminalWouldObeyIsEscaped_data()
+void tst_ForeignText::whatTerminalWouldObeyIsEscaped_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("shown");
@@ -65,7 +65,7 @@ void tst_ForeignText::whatATerminalWouldObeyIsEscaped_data()
     QTest::newRow("private use") << utf8("\uE000") << utf8("\\ue000");
 }
 
-void tst_ForeignText::whatATerminalWouldObeyIsEscaped()
+void tst_ForeignText::whatTerminalWouldObeyIsEscaped()
 {
     QFETCH(QString, text);
     QTEST(foreignText(text), "shown");
@@ -86,7 +86,7 @@ void tst_ForeignText::noEscapeAndNoPairIsCutInTwo()
     QCOMPARE(foreignText(utf8("abc\U0001F4FB"), 4), utf8("abc"));
 }
 
-void tst_ForeignText::aSecondTimeChangesNothing()
+void tst_ForeignText::secondTimeChangesNothing()
 {
     const QString once = foreignText(utf8("a\n\x1b]0;\u202e\\x1b"));
     QCOMPARE(foreignText(once), once);

@@ -9,14 +9,14 @@ class tst_Log : public QObject
     Q_OBJECT
 
 private slots:
-    void sourceTagIsThePathBelowSrcWithoutExtension_data();
-    void sourceTagIsThePathBelowSrcWithoutExtension();
+    void sourceTagIsPathBelowSrcWithoutExtension_data();
+    void sourceTagIsPathBelowSrcWithoutExtension();
     void warningCarriesTagFunctionAndLineEachFollowedByOneBlank();
     void criticalDiffersInItsLetterAlone();
-    void debugRecordIsTheMessageAlone();
+    void debugRecordIsMessageAlone();
 };
 
-void tst_Log::sourceTagIsThePathBelowSrcWithoutExtension_data()
+void tst_Log::sourceTagIsPathBelowSrcWithoutExtension_data()
 {
     QTest::addColumn<QByteArray>("file");
     QTest::addColumn<QString>("tag");
@@ -29,7 +29,7 @@ void tst_Log::sourceTagIsThePathBelowSrcWithoutExtension_data()
                                  << QStringLiteral("Server/Server");
 }
 
-void tst_Log::sourceTagIsThePathBelowSrcWithoutExtension()
+void tst_Log::sourceTagIsPathBelowSrcWithoutExtension()
 {
     QFETCH(QByteArray, file);
     QTEST(Log::sourceTag(file.constData()), "tag");
@@ -53,7 +53,7 @@ void tst_Log::criticalDiffersInItsLetterAlone()
     QCOMPARE(log.texts().constFirst(), QStringLiteral("[ C ][ Core/Worker/ThreadManager ] f : 1 =>\t x"));
 }
 
-void tst_Log::debugRecordIsTheMessageAlone()
+void tst_Log::debugRecordIsMessageAlone()
 {
     const LogCapture log;
     LOG_DEBUG() << QStringLiteral("Set device ..") << QStringLiteral("RtlUsb");

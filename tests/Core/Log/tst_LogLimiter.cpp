@@ -10,16 +10,16 @@ class tst_LogLimiter : public QObject
     Q_OBJECT
 
 private slots:
-    void admitsFiftyASecond();
-    void aNewSecondAdmitsAgainAndTellsTheCountLeftOut();
-    void reportTellsOfAFloodThatHasEnded();
-    void withinTheLimitNothingIsReported();
-    void eachPlaceHasALimitOfItsOwn();
-    void eightKibibytesASecondAreAdmitted();
-    void theBytesOfARecordAreCharged();
-    void aLimitedRecordReadsAsAnyOther();
-    void ofAPlacesOwnLinesAThousandAreLogged_data();
-    void ofAPlacesOwnLinesAThousandAreLogged();
+    void admitsFiftyPerSecond();
+    void newSecondAdmitsAgainAndTellsCountLeftOut();
+    void reportTellsOfFloodThatHasEnded();
+    void withinLimitNothingIsReported();
+    void eachPlaceHasLimitOfItsOwn();
+    void eightKibibytesPerSecondAreAdmitted();
+    void bytesOfRecordAreCharged();
+    void limitedRecordReadsAsAnyOther();
+    void thousandOfPlacesOwnLinesAreLogged_data();
+    void thousandOfPlacesOwnLinesAreLogged();
     void linesAtInfoLevelAreNotCounted();
     void whatDebugLinesAreLeftOutIsToldAtDebugLevel();
 };
@@ -38,7 +38,7 @@ int admitted(LogLimiter& limiter, int tries)
 
 } // namespace
 
-void tst_LogLimiter::admitsFiftyASecond()
+void tst_LogLimiter::admitsFiftyPerSecond()
 {
     qint64 now = 5000;
     LogLimiter limiter("src/A/B.cpp", 7, LogLimiter::kForeign, [&now] { return now; });
@@ -47,7 +47,7 @@ void tst_LogLimiter::admitsFiftyASecond()
     QVERIFY(!limiter.admit());
 }
 
-void tst_LogLimiter::aNewSecondAdmitsAgainAndTellsTheCountLeftOut()
+void tst_LogLimiter::newSecondAdmitsAgainAndTellsCountLeftOut()
 {
     qint64 now = 5000;
     LogLimiter limiter("src/A/B.cpp", 7, LogLimiter::kForeign, [&now] { return now; });
@@ -62,7 +62,7 @@ void tst_LogLimiter::aNewSecondAdmitsAgainAndTellsTheCountLeftOut()
     QCOMPARE(admitted(limiter, 100), 49);
 }
 
-void tst_LogLimiter::reportTellsOfAFloodThatHasEnded()
+void tst_LogLimiter::reportTellsOfFloodThatHasEnded()
 {
     qint64 now = 5000;
     LogLimiter limiter("src/A/B.cpp", 7, LogLimiter::kForeign, [&now] { return now; });
@@ -77,7 +77,7 @@ void tst_LogLimiter::reportTellsOfAFloodThatHasEnded()
     QVERIFY(log.texts().constFirst().contains(QStringLiteral("1 lines left out")));
 }
 
-void tst_LogLimiter::withinTheLimitNothingIsReported()
+void tst_LogLimiter::withinLimitNothingIsReported()
 {
     qint64 now = 5000;
     LogLimiter limiter("src/A/B.cpp", 7, LogLimiter::kForeign, [&now] { return now; });
@@ -88,7 +88,7 @@ void tst_LogLimiter::withinTheLimitNothingIsReported()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_LogLimiter::eachPlaceHasALimitOfItsOwn()
+void tst_LogLimiter::eachPlaceHasLimitOfItsOwn()
 {
     const LogCapture log;
     for (int i = 0; i < 60; ++i) {
@@ -99,7 +99,7 @@ void tst_LogLimiter::eachPlaceHasALimitOfItsOwn()
     QCOMPARE(log.texts().count(QStringLiteral("second")), 50);
 }
 
-void tst_LogLimiter::eightKibibytesASecondAreAdmitted()
+void tst_LogLimiter::eightKibibytesPerSecondAreAdmitted()
 {
     qint64 now = 5000;
     LogLimiter limiter("src/A/B.cpp", 7, LogLimiter::kForeign, [&now] { return now; });
@@ -118,7 +118,7 @@ void tst_LogLimiter::eightKibibytesASecondAreAdmitted()
     QVERIFY(limiter.admit());
 }
 
-void tst_LogLimiter::theBytesOfARecordAreCharged()
+void tst_LogLimiter::bytesOfRecordAreCharged()
 {
     const LogCapture log;
     const QString text(250, QChar(0x20AC)); // of three bytes each
@@ -128,7 +128,7 @@ void tst_LogLimiter::theBytesOfARecordAreCharged()
     QCOMPARE(log.texts().size(), 11); // of 750 bytes: the eleventh goes beyond 8 KiB
 }
 
-void tst_LogLimiter::aLimitedRecordReadsAsAnyOther()
+void tst_LogLimiter::limitedRecordReadsAsAnyOther()
 {
     const LogCapture log;
     for (const bool isLimited : {false, true}) {
@@ -144,7 +144,7 @@ void tst_LogLimiter::aLimitedRecordReadsAsAnyOther()
     QCOMPARE(log.texts().at(1), log.texts().at(0));
 }
 
-void tst_LogLimiter::ofAPlacesOwnLinesAThousandAreLogged_data()
+void tst_LogLimiter::thousandOfPlacesOwnLinesAreLogged_data()
 {
     QTest::addColumn<int>("type");
     QTest::newRow("debug") << int{QtDebugMsg};
@@ -152,7 +152,7 @@ void tst_LogLimiter::ofAPlacesOwnLinesAThousandAreLogged_data()
     QTest::newRow("critical") << int{QtCriticalMsg};
 }
 
-void tst_LogLimiter::ofAPlacesOwnLinesAThousandAreLogged()
+void tst_LogLimiter::thousandOfPlacesOwnLinesAreLogged()
 {
     QFETCH(int, type);
     const auto level = static_cast<QtMsgType>(type);

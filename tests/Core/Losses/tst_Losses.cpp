@@ -11,15 +11,15 @@ class tst_Losses : public QObject
     Q_OBJECT
 
 private slots:
-    void aReportTellsEachCauseInOneLine();
-    void aCauseIsToldOnceASecondAtMost();
-    void withoutANewLossNothingIsTold();
+    void reportTellsEachCauseInOneLine();
+    void causeIsToldOncePerSecondAtMost();
+    void withoutNewLossNothingIsTold();
     void totalsNameEveryCause();
     void lossesOfManyThreadsAddUp();
-    void theProgramCountsInOnePlace();
+    void programCountsInOnePlace();
 };
 
-void tst_Losses::aReportTellsEachCauseInOneLine()
+void tst_Losses::reportTellsEachCauseInOneLine()
 {
     Losses losses([] { return 0; });
     losses.add(Losses::Cause::InRing, 1000);
@@ -37,7 +37,7 @@ void tst_Losses::aReportTellsEachCauseInOneLine()
              qPrintable(lines[1]));
 }
 
-void tst_Losses::aCauseIsToldOnceASecondAtMost()
+void tst_Losses::causeIsToldOncePerSecondAtMost()
 {
     qint64 now = 7000;
     Losses losses([&now] { return now; });
@@ -60,7 +60,7 @@ void tst_Losses::aCauseIsToldOnceASecondAtMost()
     QVERIFY(log.texts()[2].endsWith(QStringLiteral("(1500 in all)")));
 }
 
-void tst_Losses::withoutANewLossNothingIsTold()
+void tst_Losses::withoutNewLossNothingIsTold()
 {
     qint64 now = 0;
     Losses losses([&now] { return now; });
@@ -111,7 +111,7 @@ void tst_Losses::lossesOfManyThreadsAddUp()
     QCOMPARE(losses.total(Losses::Cause::InRing), qint64(kThreads) * kLosses * 2);
 }
 
-void tst_Losses::theProgramCountsInOnePlace()
+void tst_Losses::programCountsInOnePlace()
 {
     QCOMPARE(&Losses::process(), &Losses::process());
     Losses::process().add(Losses::Cause::LargeBlocks, 5);

@@ -10,7 +10,7 @@ class tst_Process : public QObject
 
 private slots:
     void exitFlushesWhatWasWrittenAndRunsNoExitHandler();
-    void aNegativeCodeIsSeenAs255();
+    void negativeCodeIsSeenAs255();
 
 private:
     static QByteArray run(const char* code, int* exitCode);
@@ -35,7 +35,7 @@ void tst_Process::exitFlushesWhatWasWrittenAndRunsNoExitHandler()
     QCOMPARE(exitCode, 0);
 }
 
-void tst_Process::aNegativeCodeIsSeenAs255()
+void tst_Process::negativeCodeIsSeenAs255()
 {
     int exitCode = 0;
     run("-1", &exitCode);

@@ -7,11 +7,11 @@ class tst_Version : public QObject
     Q_OBJECT
 
 private slots:
-    void textIsTheVersionOfTheProject();
+    void textIsVersionOfProject();
     void textBeginsWithMajorAndMinor();
 };
 
-void tst_Version::textIsTheVersionOfTheProject()
+void tst_Version::textIsVersionOfProject()
 {
     QCOMPARE(Version::text(), QStringLiteral(ORVENLINK_VERSION));
 }

@@ -29,27 +29,27 @@ private slots:
     void initTestCase();
     void init();
 
-    void checkCountsTheChecksThatSucceeded();
-    void checkCountsNoFurtherThanToTheLargestNumber();
-    void checkFindsAStoreThatCannotBeRead();
-    void checkFindsAStoreThatCannotBeWritten();
+    void checkCountsChecksThatSucceeded();
+    void checkCountsNoFurtherThanToLargestNumber();
+    void checkFindsStoreThatCannotBeRead();
+    void checkFindsStoreThatCannotBeWritten();
 
-    void eachPairOfOperationsHasAGroupOfItsOwn();
-    void aMissingKeyGivesTheDefault();
-    void aWriteIsInTheFileWhenItReturns();
-    void aFailedReadNamesOperationKeyAndStatus_data();
-    void aFailedReadNamesOperationKeyAndStatus();
-    void aFailedWriteNamesOperationKeyAndStatus_data();
-    void aFailedWriteNamesOperationKeyAndStatus();
+    void eachPairOfOperationsHasGroupOfItsOwn();
+    void missingKeyGivesDefault();
+    void writeIsInFileWhenItReturns();
+    void failedReadNamesOperationKeyAndStatus_data();
+    void failedReadNamesOperationKeyAndStatus();
+    void failedWriteNamesOperationKeyAndStatus_data();
+    void failedWriteNamesOperationKeyAndStatus();
     void manyThreadsMayWriteAtOnce();
 
-    void eraseEmptiesTheExportedGroupAlone();
-    void eraseAllRemovesPrivateValuesAndTheCheckToo();
+    void eraseEmptiesExportedGroupAlone();
+    void eraseAllRemovesPrivateValuesAndCheckToo();
 
 private:
     [[nodiscard]] QString path(const QString& name) const { return m_folder->filePath(name); }
-    void placeStoreUnderAFile();
-    void placeFolderWhereTheStoreIs();
+    void placeStoreUnderFile();
+    void placeFolderWhereStoreIs();
 
     std::unique_ptr<QTemporaryDir> m_folder;
 };
@@ -68,19 +68,19 @@ void tst_Settings::init()
 }
 
 // A store that reads as empty and can't be made: its folder would lie below a file. Holds for root as well.
-void tst_Settings::placeStoreUnderAFile()
+void tst_Settings::placeStoreUnderFile()
 {
     QFile file(path(QStringLiteral("file")));
     QVERIFY(file.open(QIODevice::WriteOnly));
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, file.fileName());
 }
 
-void tst_Settings::placeFolderWhereTheStoreIs()
+void tst_Settings::placeFolderWhereStoreIs()
 {
     QVERIFY(QDir().mkpath(QSettings().fileName()));
 }
 
-void tst_Settings::checkCountsTheChecksThatSucceeded()
+void tst_Settings::checkCountsChecksThatSucceeded()
 {
     QVERIFY(Settings::check_settings());
     QCOMPARE(QSettings().value(QStringLiteral("check_settings")).toLongLong(), 1);
@@ -92,7 +92,7 @@ void tst_Settings::checkCountsTheChecksThatSucceeded()
     QCOMPARE(QSettings().value(QStringLiteral("check_settings")).toLongLong(), 3000000001LL);
 }
 
-void tst_Settings::checkCountsNoFurtherThanToTheLargestNumber()
+void tst_Settings::checkCountsNoFurtherThanToLargestNumber()
 {
     constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
     QSettings().setValue(QStringLiteral("check_settings"), kLargest - 1);
@@ -102,23 +102,23 @@ void tst_Settings::checkCountsNoFurtherThanToTheLargestNumber()
     }
 }
 
-void tst_Settings::checkFindsAStoreThatCannotBeRead()
+void tst_Settings::checkFindsStoreThatCannotBeRead()
 {
-    placeFolderWhereTheStoreIs();
+    placeFolderWhereStoreIs();
     const LogCapture log;
     QVERIFY(!Settings::check_settings());
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_Settings::checkFindsAStoreThatCannotBeWritten()
+void tst_Settings::checkFindsStoreThatCannotBeWritten()
 {
-    placeStoreUnderAFile();
+    placeStoreUnderFile();
     const LogCapture log;
     QVERIFY(!Settings::check_settings());
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_Settings::eachPairOfOperationsHasAGroupOfItsOwn()
+void tst_Settings::eachPairOfOperationsHasGroupOfItsOwn()
 {
     QVERIFY(Settings::write(kKey, 1));
     QVERIFY(Settings::privateWrite(kKey, 2));
@@ -133,7 +133,7 @@ void tst_Settings::eachPairOfOperationsHasAGroupOfItsOwn()
     QCOMPARE(Settings::oldPrivateRead(kKey, 0).toInt(), 3);
 }
 
-void tst_Settings::aMissingKeyGivesTheDefault()
+void tst_Settings::missingKeyGivesDefault()
 {
     const LogCapture log;
     QCOMPARE(Settings::read(kKey, QStringLiteral("d")).toString(), QStringLiteral("d"));
@@ -143,7 +143,7 @@ void tst_Settings::aMissingKeyGivesTheDefault()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_Settings::aWriteIsInTheFileWhenItReturns()
+void tst_Settings::writeIsInFileWhenItReturns()
 {
     QVERIFY(Settings::write(QStringLiteral("rate"), 2400000));
     QFile file(path(QStringLiteral("Maker/Program.conf")));
@@ -151,7 +151,7 @@ void tst_Settings::aWriteIsInTheFileWhenItReturns()
     QCOMPARE(file.readAll(), QByteArray("[yn]\nrate=2400000\n"));
 }
 
-void tst_Settings::aFailedReadNamesOperationKeyAndStatus_data()
+void tst_Settings::failedReadNamesOperationKeyAndStatus_data()
 {
     QTest::addColumn<Read>("operation");
     QTest::newRow("read") << Read(&Settings::read);
@@ -159,10 +159,10 @@ void tst_Settings::aFailedReadNamesOperationKeyAndStatus_data()
     QTest::newRow("oldPrivateRead") << Read(&Settings::oldPrivateRead);
 }
 
-void tst_Settings::aFailedReadNamesOperationKeyAndStatus()
+void tst_Settings::failedReadNamesOperationKeyAndStatus()
 {
     QFETCH(Read, operation);
-    placeFolderWhereTheStoreIs();
+    placeFolderWhereStoreIs();
     const LogCapture log;
     QCOMPARE(operation(kKey, 11).toInt(), 11);
     QCOMPARE(log.texts().size(), 1);
@@ -174,7 +174,7 @@ void tst_Settings::aFailedReadNamesOperationKeyAndStatus()
     QVERIFY2(line.match(log.texts().constFirst()).hasMatch(), qPrintable(log.texts().constFirst()));
 }
 
-void tst_Settings::aFailedWriteNamesOperationKeyAndStatus_data()
+void tst_Settings::failedWriteNamesOperationKeyAndStatus_data()
 {
     QTest::addColumn<Write>("operation");
     QTest::newRow("write") << Write(&Settings::write);
@@ -182,10 +182,10 @@ void tst_Settings::aFailedWriteNamesOperationKeyAndStatus_data()
     QTest::newRow("oldPrivateWrite") << Write(&Settings::oldPrivateWrite);
 }
 
-void tst_Settings::aFailedWriteNamesOperationKeyAndStatus()
+void tst_Settings::failedWriteNamesOperationKeyAndStatus()
 {
     QFETCH(Write, operation);
-    placeStoreUnderAFile();
+    placeStoreUnderFile();
     const LogCapture log;
     QVERIFY(!operation(kKey, 11));
     QCOMPARE(log.texts().size(), 1);
@@ -219,7 +219,7 @@ void tst_Settings::manyThreadsMayWriteAtOnce()
     }
 }
 
-void tst_Settings::eraseEmptiesTheExportedGroupAlone()
+void tst_Settings::eraseEmptiesExportedGroupAlone()
 {
     QSettings().setValue(QStringLiteral("y/a"), 1);
     QSettings().setValue(QStringLiteral("y/sub/b"), 1);
@@ -236,7 +236,7 @@ void tst_Settings::eraseEmptiesTheExportedGroupAlone()
                                 QStringLiteral("pn/rtl0"), QStringLiteral("yn/rtl0")}));
 }
 
-void tst_Settings::eraseAllRemovesPrivateValuesAndTheCheckToo()
+void tst_Settings::eraseAllRemovesPrivateValuesAndCheckToo()
 {
     QVERIFY(Settings::check_settings());
     Settings::write(kKey, 1);

@@ -13,14 +13,14 @@ private slots:
     void initTestCase();
     void init();
 
-    void exportWritesTheExportedGroupAlone();
+    void exportWritesExportedGroupAlone();
     void importBringsBackWhatExportWrote();
-    void theSentinelIsDroppedByExport();
-    void theSentinelIsDroppedByImport();
-    void exportIntoAFileThatCannotBeWrittenIsTold();
-    void importOfAMalformedFileIsToldForEachKey();
-    void importIntoAStoreThatCannotBeWrittenIsTold();
-    void aFailingImportHasErasedTheOldValues();
+    void sentinelIsDroppedByExport();
+    void sentinelIsDroppedByImport();
+    void exportIntoFileThatCannotBeWrittenIsTold();
+    void importOfMalformedFileIsToldForEachKey();
+    void importIntoStoreThatCannotBeWrittenIsTold();
+    void failingImportHasErasedOldValues();
 
 private:
     [[nodiscard]] QString path(const QString& name) const { return m_folder->filePath(name); }
@@ -41,7 +41,7 @@ void tst_SettingsExport::init()
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder->path());
 }
 
-void tst_SettingsExport::exportWritesTheExportedGroupAlone()
+void tst_SettingsExport::exportWritesExportedGroupAlone()
 {
     Settings::write(QStringLiteral("a"), 1);
     Settings::privateWrite(QStringLiteral("b"), 2);
@@ -72,7 +72,7 @@ void tst_SettingsExport::importBringsBackWhatExportWrote()
     QCOMPARE(store.value(QStringLiteral("yn/a")).toInt(), 1);
 }
 
-void tst_SettingsExport::theSentinelIsDroppedByExport()
+void tst_SettingsExport::sentinelIsDroppedByExport()
 {
     QSettings().setValue(QStringLiteral("y/a"), QStringLiteral("exportimportsettingsdefval"));
     QSettings().setValue(QStringLiteral("y/b"), 1);
@@ -81,7 +81,7 @@ void tst_SettingsExport::theSentinelIsDroppedByExport()
     QCOMPARE(file.allKeys(), QStringList{QStringLiteral("EXPORT/b")});
 }
 
-void tst_SettingsExport::theSentinelIsDroppedByImport()
+void tst_SettingsExport::sentinelIsDroppedByImport()
 {
     {
         QSettings file(path(QStringLiteral("in.ini")), QSettings::IniFormat);
@@ -92,7 +92,7 @@ void tst_SettingsExport::theSentinelIsDroppedByImport()
     QCOMPARE(QSettings().allKeys(), QStringList{QStringLiteral("y/b")});
 }
 
-void tst_SettingsExport::exportIntoAFileThatCannotBeWrittenIsTold()
+void tst_SettingsExport::exportIntoFileThatCannotBeWrittenIsTold()
 {
     QSettings().setValue(QStringLiteral("y/a"), 1);
     QVERIFY(QDir().mkpath(path(QStringLiteral("out.ini"))));
@@ -106,7 +106,7 @@ void tst_SettingsExport::exportIntoAFileThatCannotBeWrittenIsTold()
     QVERIFY2(line.match(warnings.constFirst()).hasMatch(), qPrintable(warnings.constFirst()));
 }
 
-void tst_SettingsExport::importOfAMalformedFileIsToldForEachKey()
+void tst_SettingsExport::importOfMalformedFileIsToldForEachKey()
 {
     QFile file(path(QStringLiteral("in.ini")));
     QVERIFY(file.open(QIODevice::WriteOnly));
@@ -123,7 +123,7 @@ void tst_SettingsExport::importOfAMalformedFileIsToldForEachKey()
     QCOMPARE(QSettings().value(QStringLiteral("y/a")).toInt(), 1);
 }
 
-void tst_SettingsExport::importIntoAStoreThatCannotBeWrittenIsTold()
+void tst_SettingsExport::importIntoStoreThatCannotBeWrittenIsTold()
 {
     QSettings(path(QStringLiteral("in.ini")), QSettings::IniFormat).setValue(QStringLiteral("EXPORT/a"), 1);
     // Its folder would lie below a file: that can't be made, for root neither.
@@ -138,7 +138,7 @@ void tst_SettingsExport::importIntoAStoreThatCannotBeWrittenIsTold()
     QVERIFY2(line.match(warnings.constFirst()).hasMatch(), qPrintable(warnings.constFirst()));
 }
 
-void tst_SettingsExport::aFailingImportHasErasedTheOldValues()
+void tst_SettingsExport::failingImportHasErasedOldValues()
 {
     QSettings().setValue(QStringLiteral("y/a"), 1);
     Settings::importSettings(path(QStringLiteral("nowhere.ini")));

@@ -12,9 +12,9 @@ class tst_SettingsFile : public QObject
 
 private slots:
     void init();
-    void aDamagedFileIsTold();
-    void aFolderInThePlaceOfTheFileIsTold();
-    void aFileInThePlaceOfTheFolderIsTold();
+    void damagedFileIsTold();
+    void folderInPlaceOfFileIsTold();
+    void fileInPlaceOfFolderIsTold();
 
 private:
     QString m_folder;
@@ -40,7 +40,7 @@ void tst_SettingsFile::init()
     m_folder = QFileInfo(SettingsFile::name()).absolutePath();
 }
 
-void tst_SettingsFile::aDamagedFileIsTold()
+void tst_SettingsFile::damagedFileIsTold()
 {
     QVERIFY(QDir().mkpath(m_folder));
     write(SettingsFile::name(), "no key, no value\n");
@@ -48,7 +48,7 @@ void tst_SettingsFile::aDamagedFileIsTold()
     QCOMPARE(SettingsFile::trouble(), QStringLiteral("its content is damaged"));
 }
 
-void tst_SettingsFile::aFolderInThePlaceOfTheFileIsTold()
+void tst_SettingsFile::folderInPlaceOfFileIsTold()
 {
     QVERIFY(QDir().mkpath(SettingsFile::name()));
     QVERIFY(!Settings::check_settings());
@@ -56,7 +56,7 @@ void tst_SettingsFile::aFolderInThePlaceOfTheFileIsTold()
              qPrintable(SettingsFile::trouble()));
 }
 
-void tst_SettingsFile::aFileInThePlaceOfTheFolderIsTold()
+void tst_SettingsFile::fileInPlaceOfFolderIsTold()
 {
     QVERIFY(QDir().mkpath(QFileInfo(m_folder).absolutePath()));
     write(m_folder, {});

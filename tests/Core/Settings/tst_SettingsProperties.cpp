@@ -81,17 +81,17 @@ private slots:
     void initTestCase();
     void init();
 
-    void restoreOfAKeyNeverSavedResetsEveryResettableProperty();
+    void restoreOfKeyNeverSavedResetsEveryResettableProperty();
     void saveThenRestoreReturnsEachPersistentPropertyToItsValue();
     void saveStoresUnderKeyAndNameWhatIsWritableAndResettableAlone();
-    void aNullStringAtSaveIsToldAndLeavesTheStoredValue();
-    void anEmptyStringIsSaved();
-    void aStoredValueThatDoesNotFitIsToldAndTheOthersAreRestored();
-    void aSaveWritesTheFileOnceHoweverManyPropertiesHaveChanged();
+    void nullStringAtSaveIsToldAndLeavesStoredValue();
+    void emptyStringIsSaved();
+    void storedValueThatDoesNotFitIsToldAndOthersAreRestored();
+    void saveWritesFileOnceHoweverManyPropertiesHaveChanged();
     void whatHasNotChangedIsNotWritten_data();
     void whatHasNotChangedIsNotWritten();
-    void whatHasChangedInTheStoreMeanwhileIsWritten();
-    void aFailedSaveNamesEachPropertyThatIsNotStored();
+    void whatHasChangedInStoreMeanwhileIsWritten();
+    void failedSaveNamesEachPropertyThatIsNotStored();
 
 private:
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -110,7 +110,7 @@ void tst_SettingsProperties::init()
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder->path());
 }
 
-void tst_SettingsProperties::restoreOfAKeyNeverSavedResetsEveryResettableProperty()
+void tst_SettingsProperties::restoreOfKeyNeverSavedResetsEveryResettableProperty()
 {
     Tuner tuner;
     const LogCapture log;
@@ -157,7 +157,7 @@ void tst_SettingsProperties::saveStoresUnderKeyAndNameWhatIsWritableAndResettabl
                                 QStringLiteral("rtl0b:frequency"), QStringLiteral("rtl0b:gain")}));
 }
 
-void tst_SettingsProperties::aNullStringAtSaveIsToldAndLeavesTheStoredValue()
+void tst_SettingsProperties::nullStringAtSaveIsToldAndLeavesStoredValue()
 {
     Tuner tuner;
     Settings::save(kKey, &tuner);
@@ -175,7 +175,7 @@ void tst_SettingsProperties::aNullStringAtSaveIsToldAndLeavesTheStoredValue()
     QCOMPARE(Settings::read(QStringLiteral("rtl0b:frequency"), QVariant()).toDouble(), 3.0);
 }
 
-void tst_SettingsProperties::anEmptyStringIsSaved()
+void tst_SettingsProperties::emptyStringIsSaved()
 {
     Tuner tuner;
     tuner.m_antenna = QStringLiteral("");
@@ -185,7 +185,7 @@ void tst_SettingsProperties::anEmptyStringIsSaved()
     QCOMPARE(restored.m_antenna, QString());
 }
 
-void tst_SettingsProperties::aStoredValueThatDoesNotFitIsToldAndTheOthersAreRestored()
+void tst_SettingsProperties::storedValueThatDoesNotFitIsToldAndOthersAreRestored()
 {
     Tuner tuner;
     Settings::save(kKey, &tuner);
@@ -205,7 +205,7 @@ void tst_SettingsProperties::aStoredValueThatDoesNotFitIsToldAndTheOthersAreRest
     QVERIFY2(line.match(warnings.constFirst()).hasMatch(), qPrintable(warnings.constFirst()));
 }
 
-void tst_SettingsProperties::aSaveWritesTheFileOnceHoweverManyPropertiesHaveChanged()
+void tst_SettingsProperties::saveWritesFileOnceHoweverManyPropertiesHaveChanged()
 {
     QVERIFY(Settings::write(QStringLiteral("any"), 1)); // makes the folder
     WriteCounter writes;
@@ -258,7 +258,7 @@ void tst_SettingsProperties::whatHasNotChangedIsNotWritten()
     QCOMPARE(writes.count(), 1);
 }
 
-void tst_SettingsProperties::whatHasChangedInTheStoreMeanwhileIsWritten()
+void tst_SettingsProperties::whatHasChangedInStoreMeanwhileIsWritten()
 {
     Tuner tuner;
     Settings::save(kKey, &tuner);
@@ -273,7 +273,7 @@ void tst_SettingsProperties::whatHasChangedInTheStoreMeanwhileIsWritten()
     QCOMPARE(restored.m_antenna, QStringLiteral("none"));
 }
 
-void tst_SettingsProperties::aFailedSaveNamesEachPropertyThatIsNotStored()
+void tst_SettingsProperties::failedSaveNamesEachPropertyThatIsNotStored()
 {
     QFile file(m_folder->filePath(QStringLiteral("file")));
     QVERIFY(file.open(QIODevice::WriteOnly));

@@ -11,15 +11,15 @@ class tst_FactoryWorker : public QObject
     Q_OBJECT
 
 private slots:
-    void constructionTellsTheNamesInByteOrder();
-    void makesWorkersOfTheNamedClass_data();
-    void makesWorkersOfTheNamedClass();
-    void eachCallMakesANewWorker();
-    void anUnknownNameIsToldAndMakesNothing_data();
-    void anUnknownNameIsToldAndMakesNothing();
+    void constructionTellsNamesInByteOrder();
+    void makesWorkersOfNamedClass_data();
+    void makesWorkersOfNamedClass();
+    void eachCallMakesNewWorker();
+    void unknownNameIsToldAndMakesNothing_data();
+    void unknownNameIsToldAndMakesNothing();
 };
 
-void tst_FactoryWorker::constructionTellsTheNamesInByteOrder()
+void tst_FactoryWorker::constructionTellsNamesInByteOrder()
 {
     const LogCapture log;
     const FactoryWorker factory;
@@ -27,14 +27,14 @@ void tst_FactoryWorker::constructionTellsTheNamesInByteOrder()
     QCOMPARE(log.texts(QtDebugMsg), QStringList{QStringLiteral("Init worker factory (dsph, work)")});
 }
 
-void tst_FactoryWorker::makesWorkersOfTheNamedClass_data()
+void tst_FactoryWorker::makesWorkersOfNamedClass_data()
 {
     QTest::addColumn<QString>("className");
     QTest::newRow("work") << QStringLiteral("Worker");
     QTest::newRow("dsph") << QStringLiteral("DspH");
 }
 
-void tst_FactoryWorker::makesWorkersOfTheNamedClass()
+void tst_FactoryWorker::makesWorkersOfNamedClass()
 {
     const LogCapture log;
     const FactoryWorker factory;
@@ -46,7 +46,7 @@ void tst_FactoryWorker::makesWorkersOfTheNamedClass()
     QCOMPARE(log.texts(QtDebugMsg).value(1), QStringLiteral("Factory worker ... %1").arg(name));
 }
 
-void tst_FactoryWorker::eachCallMakesANewWorker()
+void tst_FactoryWorker::eachCallMakesNewWorker()
 {
     const LogCapture log;
     const FactoryWorker factory;
@@ -55,7 +55,7 @@ void tst_FactoryWorker::eachCallMakesANewWorker()
     QVERIFY(first && second && first != second);
 }
 
-void tst_FactoryWorker::anUnknownNameIsToldAndMakesNothing_data()
+void tst_FactoryWorker::unknownNameIsToldAndMakesNothing_data()
 {
     QTest::addColumn<QString>("name");
     QTest::newRow("other case") << QStringLiteral("DSPH");
@@ -64,7 +64,7 @@ void tst_FactoryWorker::anUnknownNameIsToldAndMakesNothing_data()
     QTest::newRow("not ASCII") << QString::fromUtf8("w\xC3\xB6rk");
 }
 
-void tst_FactoryWorker::anUnknownNameIsToldAndMakesNothing()
+void tst_FactoryWorker::unknownNameIsToldAndMakesNothing()
 {
     QFETCH(QString, name);
     const FactoryWorker factory;

@@ -41,26 +41,26 @@ class tst_RingBuffer : public QObject
     Q_OBJECT
 
 private slots:
-    void aFreshRingIsZeroAndEmpty();
-    void aWriteShortOfTheEndIsOnePiece();
-    void aWriteUpToTheEndTakesTheIndexToTheStart();
-    void aWriteAcrossTheEndGoesOnAtTheStart();
-    void aReadAcrossTheEndGoesOnAtTheStart();
+    void freshRingIsZeroAndEmpty();
+    void writeShortOfEndIsOnePiece();
+    void writeUpToEndTakesIndexToStart();
+    void writeAcrossEndGoesOnAtStart();
+    void readAcrossEndGoesOnAtStart();
     void equalIndicesMeanThatNothingIsAvailable();
-    void availableCountsAcrossTheEnd();
-    void aFullRingLooksEmpty();
-    void aSlowReaderIsOverrun();
-    void ofMoreThanTheRingHoldsTheLastStay_data();
-    void ofMoreThanTheRingHoldsTheLastStay();
-    void everyWriteBringsTheLastWriteIndexUpToDate();
+    void availableCountsAcrossEnd();
+    void fullRingLooksEmpty();
+    void slowReaderIsOverrun();
+    void ofMoreThanRingHoldsLastStay_data();
+    void ofMoreThanRingHoldsLastStay();
+    void everyWriteBringsLastWriteIndexUpToDate();
     void everySampleWrittenCounts();
-    void aResizedRingKeepsItsNewestSamplesAndItsWriteIndex();
-    void indicesStepBothWaysUnderTheMask();
-    void whateverTheBlocksTheReaderGetsTheWritersSamples();
-    void aWaitingReaderGetsEverySampleOfAWriterThatWaitsForSpace();
+    void resizedRingKeepsItsNewestSamplesAndItsWriteIndex();
+    void indicesStepBothWaysUnderMask();
+    void whateverBlocksReaderGetsWritersSamples();
+    void waitingReaderGetsEverySampleOfWriterThatWaitsForSpace();
 };
 
-void tst_RingBuffer::aFreshRingIsZeroAndEmpty()
+void tst_RingBuffer::freshRingIsZeroAndEmpty()
 {
     const RingBuffer<DoubleComplex> ring(8);
     QCOMPARE(ring.capacity, 8);
@@ -75,7 +75,7 @@ void tst_RingBuffer::aFreshRingIsZeroAndEmpty()
     }
 }
 
-void tst_RingBuffer::aWriteShortOfTheEndIsOnePiece()
+void tst_RingBuffer::writeShortOfEndIsOnePiece()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 7));
@@ -83,7 +83,7 @@ void tst_RingBuffer::aWriteShortOfTheEndIsOnePiece()
     QCOMPARE(read(ring, 0, 8), (std::vector<short>{1, 2, 3, 4, 5, 6, 7, 0}));
 }
 
-void tst_RingBuffer::aWriteUpToTheEndTakesTheIndexToTheStart()
+void tst_RingBuffer::writeUpToEndTakesIndexToStart()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 5));
@@ -92,7 +92,7 @@ void tst_RingBuffer::aWriteUpToTheEndTakesTheIndexToTheStart()
     QCOMPARE(read(ring, 0, 8), counted(1, 8));
 }
 
-void tst_RingBuffer::aWriteAcrossTheEndGoesOnAtTheStart()
+void tst_RingBuffer::writeAcrossEndGoesOnAtStart()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 6));
@@ -101,7 +101,7 @@ void tst_RingBuffer::aWriteAcrossTheEndGoesOnAtTheStart()
     QCOMPARE(read(ring, 0, 8), (std::vector<short>{9, 10, 11, 4, 5, 6, 7, 8}));
 }
 
-void tst_RingBuffer::aReadAcrossTheEndGoesOnAtTheStart()
+void tst_RingBuffer::readAcrossEndGoesOnAtStart()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 6));
@@ -118,7 +118,7 @@ void tst_RingBuffer::equalIndicesMeanThatNothingIsAvailable()
     QCOMPARE(ring.available(0), 5);
 }
 
-void tst_RingBuffer::availableCountsAcrossTheEnd()
+void tst_RingBuffer::availableCountsAcrossEnd()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 6));
@@ -128,7 +128,7 @@ void tst_RingBuffer::availableCountsAcrossTheEnd()
     QCOMPARE(ring.available(2), 1);
 }
 
-void tst_RingBuffer::aFullRingLooksEmpty()
+void tst_RingBuffer::fullRingLooksEmpty()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 3));
@@ -137,17 +137,17 @@ void tst_RingBuffer::aFullRingLooksEmpty()
     QCOMPARE(ring.available(3), 0);
 }
 
-void tst_RingBuffer::aSlowReaderIsOverrun()
+void tst_RingBuffer::slowReaderIsOverrun()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 7));
     write(ring, counted(8, 7));
-    // The reader that stood at 0 finds new samples there, and the count of what was written modulo 8.
+    // The reader that was at 0 finds new samples there, and the count of what was written modulo 8.
     QCOMPARE(ring.available(0), 6);
     QCOMPARE(read(ring, 0, 6), counted(9, 6));
 }
 
-void tst_RingBuffer::ofMoreThanTheRingHoldsTheLastStay_data()
+void tst_RingBuffer::ofMoreThanRingHoldsLastStay_data()
 {
     QTest::addColumn<int>("before");
     QTest::addColumn<int>("count");
@@ -158,7 +158,7 @@ void tst_RingBuffer::ofMoreThanTheRingHoldsTheLastStay_data()
     }
 }
 
-void tst_RingBuffer::ofMoreThanTheRingHoldsTheLastStay()
+void tst_RingBuffer::ofMoreThanRingHoldsLastStay()
 {
     QFETCH(int, before);
     QFETCH(int, count);
@@ -170,7 +170,7 @@ void tst_RingBuffer::ofMoreThanTheRingHoldsTheLastStay()
     QCOMPARE(read(ring, ring.writeIndex, 8), counted(static_cast<short>(count - 7), 8));
 }
 
-void tst_RingBuffer::everyWriteBringsTheLastWriteIndexUpToDate()
+void tst_RingBuffer::everyWriteBringsLastWriteIndexUpToDate()
 {
     RingBuffer<short> ring(8);
     write(ring, counted(1, 3));
@@ -193,7 +193,7 @@ void tst_RingBuffer::everySampleWrittenCounts()
     QCOMPARE(ring.written, quint64{31});
 }
 
-void tst_RingBuffer::aResizedRingKeepsItsNewestSamplesAndItsWriteIndex()
+void tst_RingBuffer::resizedRingKeepsItsNewestSamplesAndItsWriteIndex()
 {
     RingBuffer<short> ring(8);
     ring.resize(16);
@@ -214,7 +214,7 @@ void tst_RingBuffer::aResizedRingKeepsItsNewestSamplesAndItsWriteIndex()
     QCOMPARE(read(ring, 2, 3), counted(19, 3));
 }
 
-void tst_RingBuffer::indicesStepBothWaysUnderTheMask()
+void tst_RingBuffer::indicesStepBothWaysUnderMask()
 {
     const RingBuffer<short> ring(8);
     QCOMPARE(ring.advance(6, 1), 7);
@@ -226,7 +226,7 @@ void tst_RingBuffer::indicesStepBothWaysUnderTheMask()
     QCOMPARE(ring.advance(0, std::numeric_limits<int>::min()), 0);
 }
 
-void tst_RingBuffer::whateverTheBlocksTheReaderGetsTheWritersSamples()
+void tst_RingBuffer::whateverBlocksReaderGetsWritersSamples()
 {
     constexpr int kCapacity = 64;
     RingBuffer<short> ring(kCapacity);
@@ -246,7 +246,7 @@ void tst_RingBuffer::whateverTheBlocksTheReaderGetsTheWritersSamples()
     }
 }
 
-void tst_RingBuffer::aWaitingReaderGetsEverySampleOfAWriterThatWaitsForSpace()
+void tst_RingBuffer::waitingReaderGetsEverySampleOfWriterThatWaitsForSpace()
 {
     constexpr int kSamples = 30000;
     constexpr int kBlock = 37;

@@ -55,18 +55,18 @@ class tst_RingPosition : public QObject
     Q_OBJECT
 
 private slots:
-    void aReaderThatKeepsUpLosesNothing();
-    void everyLapOfTheWriterIsLostOnce();
-    void samplesOfABlockAsLongAsTheRingAreLost();
-    void whatWasWrittenBeforeTheStartIsNotLost();
-    void theFirstLookStartsAPositionThatWasNotStarted();
-    void aRingThatGrowsKeepsWhatWaits_data();
-    void aRingThatGrowsKeepsWhatWaits();
-    void aRingThatShrinksKeepsTheNewest();
-    void anOverrunAcrossAResizeIsCounted();
+    void readerThatKeepsUpLosesNothing();
+    void everyLapOfWriterIsLostOnce();
+    void samplesOfBlockAsLongAsRingAreLost();
+    void whatWasWrittenBeforeStartIsNotLost();
+    void firstLookStartsPositionThatWasNotStarted();
+    void ringThatGrowsKeepsWhatWaits_data();
+    void ringThatGrowsKeepsWhatWaits();
+    void ringThatShrinksKeepsNewest();
+    void overrunAcrossResizeIsCounted();
 };
 
-void tst_RingPosition::aReaderThatKeepsUpLosesNothing()
+void tst_RingPosition::readerThatKeepsUpLosesNothing()
 {
     Rig rig(8);
     for (int first = 0; first < 100; first += 7) {
@@ -76,7 +76,7 @@ void tst_RingPosition::aReaderThatKeepsUpLosesNothing()
     }
 }
 
-void tst_RingPosition::everyLapOfTheWriterIsLostOnce()
+void tst_RingPosition::everyLapOfWriterIsLostOnce()
 {
     Rig rig(8);
     rig.write(5);
@@ -92,7 +92,7 @@ void tst_RingPosition::everyLapOfTheWriterIsLostOnce()
     QCOMPARE(rig.lost, 24);
 }
 
-void tst_RingPosition::samplesOfABlockAsLongAsTheRingAreLost()
+void tst_RingPosition::samplesOfBlockAsLongAsRingAreLost()
 {
     Rig rig(8);
     rig.write(8);
@@ -100,7 +100,7 @@ void tst_RingPosition::samplesOfABlockAsLongAsTheRingAreLost()
     QCOMPARE(rig.lost, 8);
 }
 
-void tst_RingPosition::whatWasWrittenBeforeTheStartIsNotLost()
+void tst_RingPosition::whatWasWrittenBeforeStartIsNotLost()
 {
     Rig rig(8);
     rig.write(21);
@@ -109,7 +109,7 @@ void tst_RingPosition::whatWasWrittenBeforeTheStartIsNotLost()
     QCOMPARE(rig.lost, 0);
 }
 
-void tst_RingPosition::theFirstLookStartsAPositionThatWasNotStarted()
+void tst_RingPosition::firstLookStartsPositionThatWasNotStarted()
 {
     Rig rig(8);
     rig.position = {};
@@ -121,7 +121,7 @@ void tst_RingPosition::theFirstLookStartsAPositionThatWasNotStarted()
     QCOMPARE(rig.lost, 8);
 }
 
-void tst_RingPosition::aRingThatGrowsKeepsWhatWaits_data()
+void tst_RingPosition::ringThatGrowsKeepsWhatWaits_data()
 {
     QTest::addColumn<int>("read");    // samples before the resize
     QTest::addColumn<int>("waiting"); // samples, at the resize
@@ -133,7 +133,7 @@ void tst_RingPosition::aRingThatGrowsKeepsWhatWaits_data()
     QTest::newRow("across the end, laps later") << 70 << 7;
 }
 
-void tst_RingPosition::aRingThatGrowsKeepsWhatWaits()
+void tst_RingPosition::ringThatGrowsKeepsWhatWaits()
 {
     QFETCH(const int, read);
     QFETCH(const int, waiting);
@@ -155,7 +155,7 @@ void tst_RingPosition::aRingThatGrowsKeepsWhatWaits()
     QCOMPARE(rig.lost, 0);
 }
 
-void tst_RingPosition::aRingThatShrinksKeepsTheNewest()
+void tst_RingPosition::ringThatShrinksKeepsNewest()
 {
     Rig rig(32);
     rig.write(40);
@@ -176,7 +176,7 @@ void tst_RingPosition::aRingThatShrinksKeepsTheNewest()
     QCOMPARE(keepingUp.lost, 0);
 }
 
-void tst_RingPosition::anOverrunAcrossAResizeIsCounted()
+void tst_RingPosition::overrunAcrossResizeIsCounted()
 {
     Rig rig(8);
     rig.write(30);

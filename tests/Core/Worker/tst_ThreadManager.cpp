@@ -63,19 +63,19 @@ class tst_ThreadManager : public QObject
     Q_OBJECT
 
 private slots:
-    void aStartedManagersWorkerRunsOnAThreadOfItsOwn();
-    void theThreadBearsTheWorkersName();
-    void theCountOfThreadsIsToldAtEachStart();
+    void startedManagersWorkerRunsOnThreadOfItsOwn();
+    void threadBearsWorkersName();
+    void countOfThreadsIsToldAtEachStart();
     void oneThreadServesManyStartsOfItsWorker();
-    void destroyingStopsARunningWorkerOnItsThreadAndTellsTheEnd();
-    void destroyingLeavesAStoppedWorkerAlone();
-    void workerAndThreadDeleteThemselvesWhenTheThreadEnds();
-    void threadOfABusyWorkerEndsAtOnce_data();
-    void threadOfABusyWorkerEndsAtOnce();
-    void withoutAThreadTheStartFailsAndTheWorkerStays();
-    void aWorkerDeafForTwoSecondsIsTerminatedAndTheDestructorReturns();
+    void destroyingStopsRunningWorkerOnItsThreadAndTellsEnd();
+    void destroyingLeavesStoppedWorkerAlone();
+    void workerAndThreadDeleteThemselvesWhenThreadEnds();
+    void threadOfBusyWorkerEndsAtOnce_data();
+    void threadOfBusyWorkerEndsAtOnce();
+    void withoutThreadStartFailsAndWorkerStays();
+    void workerDeafForTwoSecondsIsTerminatedAndDestructorReturns();
     // The last one: the count stays one too low from here on.
-    void aManagerNeverStartedStopsItsWorkerAndCountsDownAllTheSame();
+    void managerNeverStartedStillStopsItsWorkerAndCountsDown();
 
 private:
     static QStringList startLine(const QStringList& texts)
@@ -84,7 +84,7 @@ private:
     }
 };
 
-void tst_ThreadManager::aStartedManagersWorkerRunsOnAThreadOfItsOwn()
+void tst_ThreadManager::startedManagersWorkerRunsOnThreadOfItsOwn()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -97,7 +97,7 @@ void tst_ThreadManager::aStartedManagersWorkerRunsOnAThreadOfItsOwn()
     QCOMPARE(worker->m_startedOn.load(), worker->thread());
 }
 
-void tst_ThreadManager::theThreadBearsTheWorkersName()
+void tst_ThreadManager::threadBearsWorkersName()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -106,7 +106,7 @@ void tst_ThreadManager::theThreadBearsTheWorkersName()
     QCOMPARE(worker->thread()->objectName(), QStringLiteral("Attendant"));
 }
 
-void tst_ThreadManager::theCountOfThreadsIsToldAtEachStart()
+void tst_ThreadManager::countOfThreadsIsToldAtEachStart()
 {
     const LogCapture log;
     auto first = std::make_unique<ThreadManager>(new Attendant);
@@ -139,7 +139,7 @@ void tst_ThreadManager::oneThreadServesManyStartsOfItsWorker()
     }
 }
 
-void tst_ThreadManager::destroyingStopsARunningWorkerOnItsThreadAndTellsTheEnd()
+void tst_ThreadManager::destroyingStopsRunningWorkerOnItsThreadAndTellsEnd()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -155,7 +155,7 @@ void tst_ThreadManager::destroyingStopsARunningWorkerOnItsThreadAndTellsTheEnd()
     QCOMPARE(log.texts().constLast(), QStringLiteral("Thread finished."));
 }
 
-void tst_ThreadManager::destroyingLeavesAStoppedWorkerAlone()
+void tst_ThreadManager::destroyingLeavesStoppedWorkerAlone()
 {
     auto manager = std::make_unique<ThreadManager>(new Attendant);
     const LogCapture log;
@@ -165,7 +165,7 @@ void tst_ThreadManager::destroyingLeavesAStoppedWorkerAlone()
                                        QStringLiteral("Thread finished.")}));
 }
 
-void tst_ThreadManager::workerAndThreadDeleteThemselvesWhenTheThreadEnds()
+void tst_ThreadManager::workerAndThreadDeleteThemselvesWhenThreadEnds()
 {
     const LogCapture log;
     auto* const worker = new Attendant;
@@ -184,14 +184,14 @@ void tst_ThreadManager::workerAndThreadDeleteThemselvesWhenTheThreadEnds()
     QTRY_VERIFY(threadAlive.isNull());
 }
 
-void tst_ThreadManager::threadOfABusyWorkerEndsAtOnce_data()
+void tst_ThreadManager::threadOfBusyWorkerEndsAtOnce_data()
 {
     QTest::addColumn<QByteArray>("noGlib");
     QTest::newRow("with GLib's event loop") << QByteArray();
     QTest::newRow("with Qt's own") << QByteArray("1");
 }
 
-void tst_ThreadManager::threadOfABusyWorkerEndsAtOnce()
+void tst_ThreadManager::threadOfBusyWorkerEndsAtOnce()
 {
     QFETCH(QByteArray, noGlib);
     const LogCapture log;
@@ -205,7 +205,7 @@ void tst_ThreadManager::threadOfABusyWorkerEndsAtOnce()
     QCOMPARE(log.texts().constLast(), QStringLiteral("Thread finished."));
 }
 
-void tst_ThreadManager::withoutAThreadTheStartFailsAndTheWorkerStays()
+void tst_ThreadManager::withoutThreadStartFailsAndWorkerStays()
 {
     LogCapture log;
     const QPointer<Attendant> worker(new Attendant);
@@ -233,7 +233,7 @@ void tst_ThreadManager::withoutAThreadTheStartFailsAndTheWorkerStays()
              QStringList{QStringLiteral("Start thread, priority: 5, count threads: 1")});
 }
 
-void tst_ThreadManager::aWorkerDeafForTwoSecondsIsTerminatedAndTheDestructorReturns()
+void tst_ThreadManager::workerDeafForTwoSecondsIsTerminatedAndDestructorReturns()
 {
 #ifdef __SANITIZE_THREAD__
     QSKIP("the thread sanitizer loses sight of a thread that is ended in the midst of a call");
@@ -263,7 +263,7 @@ void tst_ThreadManager::aWorkerDeafForTwoSecondsIsTerminatedAndTheDestructorRetu
     QVERIFY(workerAlive.isNull());
 }
 
-void tst_ThreadManager::aManagerNeverStartedStopsItsWorkerAndCountsDownAllTheSame()
+void tst_ThreadManager::managerNeverStartedStillStopsItsWorkerAndCountsDown()
 {
     const LogCapture log;
     auto* const worker = new Attendant;

@@ -81,18 +81,18 @@ private slots:
 
     void startTellsBannerStatesAndSignals();
     void stopTellsBannerStateAndSignals();
-    void startingAStartedWorkerFailsWithALiteralPlaceholder();
-    void theStateIsTheWidthOfTheNameInTheRejectedStart();
+    void startingStartedWorkerFailsWithLiteralPlaceholder();
+    void stateIsWidthOfNameInRejectedStart();
     void startAndStopAreRefusedWhileStarting();
-    void stoppingAStoppedWorkerTellsItsBannerAlone();
+    void stoppingStoppedWorkerTellsItsBannerAlone();
     void onStopStopsFromAnyState();
 
     void workBeginsAfterStartedAndAfterStartHasReturned();
     void workRunsOnceForEachStart();
-    void aBlockingStartFromAnotherThreadReturnsAfterOnStart();
-    void aQueuedStartReturnsBeforeOnStart();
-    void aRoundServesWhatWasPostedBeforeTheWorkBegan();
-    void aLoopServesEventsAndBlockingCallsBetweenRounds();
+    void blockingStartFromAnotherThreadReturnsAfterOnStart();
+    void queuedStartReturnsBeforeOnStart();
+    void roundServesWhatWasPostedBeforeWorkBegan();
+    void loopServesEventsAndBlockingCallsBetweenRounds();
 };
 
 void tst_Worker::statesHaveNamesAndValues()
@@ -195,7 +195,7 @@ void tst_Worker::stopTellsBannerStateAndSignals()
                      QStringLiteral("State changed ( Worker ): STARTED -> STOPPED")}));
 }
 
-void tst_Worker::startingAStartedWorkerFailsWithALiteralPlaceholder()
+void tst_Worker::startingStartedWorkerFailsWithLiteralPlaceholder()
 {
     Recorder worker;
     QVERIFY(worker.start(false));
@@ -213,7 +213,7 @@ void tst_Worker::startingAStartedWorkerFailsWithALiteralPlaceholder()
     QVERIFY2(line.match(warning).hasMatch(), qPrintable(warning));
 }
 
-void tst_Worker::theStateIsTheWidthOfTheNameInTheRejectedStart()
+void tst_Worker::stateIsWidthOfNameInRejectedStart()
 {
     W worker;
     QVERIFY(worker.start(false));
@@ -236,7 +236,7 @@ void tst_Worker::startAndStopAreRefusedWhileStarting()
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
-void tst_Worker::stoppingAStoppedWorkerTellsItsBannerAlone()
+void tst_Worker::stoppingStoppedWorkerTellsItsBannerAlone()
 {
     Recorder worker;
     const LogCapture log;
@@ -280,7 +280,7 @@ void tst_Worker::workRunsOnceForEachStart()
     }
 }
 
-void tst_Worker::aBlockingStartFromAnotherThreadReturnsAfterOnStart()
+void tst_Worker::blockingStartFromAnotherThreadReturnsAfterOnStart()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -294,7 +294,7 @@ void tst_Worker::aBlockingStartFromAnotherThreadReturnsAfterOnStart()
     QCOMPARE(worker->lastThread(), on.thread());
 }
 
-void tst_Worker::aQueuedStartReturnsBeforeOnStart()
+void tst_Worker::queuedStartReturnsBeforeOnStart()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -308,7 +308,7 @@ void tst_Worker::aQueuedStartReturnsBeforeOnStart()
     QTRY_COMPARE(worker->state(), Worker::STARTED);
 }
 
-void tst_Worker::aRoundServesWhatWasPostedBeforeTheWorkBegan()
+void tst_Worker::roundServesWhatWasPostedBeforeWorkBegan()
 {
     OneRound worker;
     QVERIFY(worker.start(false));
@@ -319,7 +319,7 @@ void tst_Worker::aRoundServesWhatWasPostedBeforeTheWorkBegan()
              (QStringList{QStringLiteral("gain 5"), QStringLiteral("onDoWork ends")}));
 }
 
-void tst_Worker::aLoopServesEventsAndBlockingCallsBetweenRounds()
+void tst_Worker::loopServesEventsAndBlockingCallsBetweenRounds()
 {
     auto* const worker = new Loop;
     OnThread on(worker);

@@ -14,23 +14,23 @@ class tst_WorkerEvents : public QObject
 private slots:
     void initTestCase();
 
-    void propertiesAreSetOnTheWorkersThreadInPostedOrder();
+    void propertiesAreSetOnWorkersThreadInPostedOrder();
     void getPropertyReadsAtOnce();
-    void anUnknownPropertyIsToldAsNotWritable();
-    void aReadOnlyPropertyIsToldAsNotWritable();
-    void aValueThatDoesNotConvertIsTold();
-    void theReservedEventIsSwallowed();
+    void unknownPropertyIsToldAsNotWritable();
+    void readOnlyPropertyIsToldAsNotWritable();
+    void valueThatDoesNotConvertIsTold();
+    void reservedEventIsSwallowed();
     void eventsOfOtherTypesAreLeftToQObject();
     void eventTypesAreWhatOthersKnowThemBy();
-    void aRingReachesTheWorkerUnderItsKey();
-    void aRingForAWorkerThatTakesNoneIsDropped();
-    void resetCallsEveryResetOfAWritableProperty();
-    void resetOfAWorkerWithoutResettablePropertiesTellsItsFirstLineAlone();
-    void saveAndRestoreRunOnTheWorkersThreadAndWait();
-    void restoreOnTheWorkersOwnThreadIsADirectCall();
+    void ringReachesWorkerUnderItsKey();
+    void ringForWorkerThatTakesNoneIsDropped();
+    void resetCallsEveryResetOfWritableProperty();
+    void resetWithoutResettablePropertiesTellsItsFirstLineAlone();
+    void saveAndRestoreRunOnWorkersThreadAndWait();
+    void restoreOnWorkersOwnThreadIsDirectCall();
 
     // The last one: it uses up the second's lines.
-    void aFloodOfBadPropertiesIsLimited();
+    void floodOfBadPropertiesIsLimited();
 };
 
 void tst_WorkerEvents::initTestCase()
@@ -39,7 +39,7 @@ void tst_WorkerEvents::initTestCase()
     QCoreApplication::setApplicationName(QStringLiteral("tst_WorkerEvents"));
 }
 
-void tst_WorkerEvents::propertiesAreSetOnTheWorkersThreadInPostedOrder()
+void tst_WorkerEvents::propertiesAreSetOnWorkersThreadInPostedOrder()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -60,7 +60,7 @@ void tst_WorkerEvents::getPropertyReadsAtOnce()
     QVERIFY(!worker->getProperty("none").isValid());
 }
 
-void tst_WorkerEvents::anUnknownPropertyIsToldAsNotWritable()
+void tst_WorkerEvents::unknownPropertyIsToldAsNotWritable()
 {
     Recorder worker;
     const LogCapture log;
@@ -76,7 +76,7 @@ void tst_WorkerEvents::anUnknownPropertyIsToldAsNotWritable()
     QVERIFY2(line.match(warning).hasMatch(), qPrintable(warning));
 }
 
-void tst_WorkerEvents::aReadOnlyPropertyIsToldAsNotWritable()
+void tst_WorkerEvents::readOnlyPropertyIsToldAsNotWritable()
 {
     Recorder worker;
     const LogCapture log;
@@ -89,7 +89,7 @@ void tst_WorkerEvents::aReadOnlyPropertyIsToldAsNotWritable()
     QVERIFY(!worker.running());
 }
 
-void tst_WorkerEvents::aValueThatDoesNotConvertIsTold()
+void tst_WorkerEvents::valueThatDoesNotConvertIsTold()
 {
     Recorder worker;
     const LogCapture log;
@@ -104,7 +104,7 @@ void tst_WorkerEvents::aValueThatDoesNotConvertIsTold()
     QCOMPARE(worker.gain(), 1);
 }
 
-void tst_WorkerEvents::theReservedEventIsSwallowed()
+void tst_WorkerEvents::reservedEventIsSwallowed()
 {
     Recorder worker;
     const LogCapture log;
@@ -132,7 +132,7 @@ void tst_WorkerEvents::eventTypesAreWhatOthersKnowThemBy()
     QCOMPARE(static_cast<int>(SetBufferEvent<DoubleComplex>(nullptr, QString()).type()), 1004);
 }
 
-void tst_WorkerEvents::aRingReachesTheWorkerUnderItsKey()
+void tst_WorkerEvents::ringReachesWorkerUnderItsKey()
 {
     auto* const worker = new Recorder;
     OnThread on(worker);
@@ -143,7 +143,7 @@ void tst_WorkerEvents::aRingReachesTheWorkerUnderItsKey()
     QCOMPARE(worker->lastThread(), on.thread());
 }
 
-void tst_WorkerEvents::aRingForAWorkerThatTakesNoneIsDropped()
+void tst_WorkerEvents::ringForWorkerThatTakesNoneIsDropped()
 {
     Worker worker;
     const LogCapture log;
@@ -159,7 +159,7 @@ void tst_WorkerEvents::aRingForAWorkerThatTakesNoneIsDropped()
     QVERIFY(worker.event(&event));
 }
 
-void tst_WorkerEvents::resetCallsEveryResetOfAWritableProperty()
+void tst_WorkerEvents::resetCallsEveryResetOfWritableProperty()
 {
     Recorder worker;
     worker.setObjectName(QStringLiteral("kept"));
@@ -170,7 +170,7 @@ void tst_WorkerEvents::resetCallsEveryResetOfAWritableProperty()
     QCOMPARE(log.texts(), QStringList{QStringLiteral("Reset properties ..")});
 }
 
-void tst_WorkerEvents::resetOfAWorkerWithoutResettablePropertiesTellsItsFirstLineAlone()
+void tst_WorkerEvents::resetWithoutResettablePropertiesTellsItsFirstLineAlone()
 {
     Worker worker;
     worker.setObjectName(QStringLiteral("kept"));
@@ -181,7 +181,7 @@ void tst_WorkerEvents::resetOfAWorkerWithoutResettablePropertiesTellsItsFirstLin
     QCOMPARE(worker.objectName(), QStringLiteral("kept"));
 }
 
-void tst_WorkerEvents::saveAndRestoreRunOnTheWorkersThreadAndWait()
+void tst_WorkerEvents::saveAndRestoreRunOnWorkersThreadAndWait()
 {
     const QString key = QStringLiteral("device7");
     auto* const worker = new Recorder;
@@ -196,7 +196,7 @@ void tst_WorkerEvents::saveAndRestoreRunOnTheWorkersThreadAndWait()
     QCOMPARE(worker->gain(), 7);
 }
 
-void tst_WorkerEvents::restoreOnTheWorkersOwnThreadIsADirectCall()
+void tst_WorkerEvents::restoreOnWorkersOwnThreadIsDirectCall()
 {
     Recorder worker;
     worker.setGain(5);
@@ -206,7 +206,7 @@ void tst_WorkerEvents::restoreOnTheWorkersOwnThreadIsADirectCall()
     QCOMPARE(worker.gain(), 5);
 }
 
-void tst_WorkerEvents::aFloodOfBadPropertiesIsLimited()
+void tst_WorkerEvents::floodOfBadPropertiesIsLimited()
 {
     Recorder worker;
     const LogCapture log;

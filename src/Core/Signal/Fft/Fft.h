@@ -5,8 +5,8 @@
 #include <array>
 
 /// The transform X[k] = sum over j of x[j] exp(+2 pi i j k / N), in three or four passes that keep real and
-/// imaginary parts apart, between the data and a work array. With N = A B C 8, C 1 where there are three
-/// passes, sample j stands in row (a, b, c) at place d, j = ((a B + b) C + c) 8 + d:
+/// imaginary parts in separate vectors, between the data and a work array. With N = A B C 8, C 1 where there
+/// are three passes, sample j is in row (a, b, c) at place d, j = ((a B + b) C + c) 8 + d:
 ///
 ///   first   over a, untwiddled         data -> work, block c, row b A + a'
 ///   second  over b, each a'            in place: row q = b' A + a' of A B
@@ -35,8 +35,7 @@ struct Plan
 /// aren't all kept in the same few places of the cache.
 [[nodiscard]] int workSize(const Plan& plan);
 
-/// Which of eight successive values of q stands where in `lastTwiddles`: depends on the length of the
-/// vectors.
+/// Where in `lastTwiddles` each of eight successive values of q is: depends on the length of the vectors.
 [[nodiscard]] std::array<int, 8> laneOrder();
 
 /// In place for the caller; `data` holds A B C 8 samples and needs no alignment, though it is faster with one

@@ -67,7 +67,7 @@ HWY_INLINE void store(const Lanes& z, double* row, Index lane)
     hn::Store(z.im, Tag(), row + kSamples + lane);
 }
 
-// The points of a transform, and what becomes of its outputs: number j or k stands so many times `stride`
+// The points of a transform, and what becomes of its outputs: number j or k is so many times `stride`
 // doubles further on.
 struct DataPoints
 {

@@ -31,7 +31,7 @@ const Radices& radicesOf(int length)
 
 constexpr double kQuarterPi = 0.7853981633974483;
 
-// In the place of a cosine of 0: next to what its tangent, the reciprocal, then gives, the rest is lost.
+// In place of a cosine of 0: next to what its tangent, the reciprocal, then gives, the rest is lost.
 constexpr double kTinyCosine = 1.0 / (1LL << 60);
 
 struct Angle

@@ -25,6 +25,7 @@ struct CicStages
 
 /// The third-order CIC filter by 2: output i of a stage is ((x[2i - 1] + x[2i]) * 3 + x[2i - 2] + x[2i + 1])
 /// / 8 of its samples x, added in this order. The vectors lie across the outputs.
+/// Thread: any.
 /// Shapes: `samples` as many as make `outputs` of the last stage. `out` may be the same array or begin before
 /// it.
 void cics(const DoubleComplex* samples, int outputs, CicStages stages, DoubleComplex* out);

@@ -1,6 +1,6 @@
 // Complex samples as the kernels compute with them: `PlainSamples`, one sample in plain numbers, and
-// `VectorSamples`, a vector of them. Both have the same operations, so that a kernel is written once. What
-// stands here is compiled once for each instruction set.
+// `VectorSamples`, a vector of them. Both have the same operations, so that a kernel is written once. All
+// of it is compiled once for each instruction set.
 #if defined(ORVENLINK_COMPLEX_VECTORS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef ORVENLINK_COMPLEX_VECTORS_INL_H
 #undef ORVENLINK_COMPLEX_VECTORS_INL_H

@@ -13,7 +13,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Kernels::HWY_NAMESPACE
 {
 
-// The order of a sum: `evens` terms of even positions, ascending, and behind `before` of them the centre.
+// The order of a sum: `evens` terms of even positions, ascending, and the centre after `before` of them.
 struct Terms
 {
     const double* h;

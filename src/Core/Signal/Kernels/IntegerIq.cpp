@@ -14,7 +14,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace Kernels::HWY_NAMESPACE
 {
-// What stands for zero: of a number without a sign it is the middle of its range.
+// The number that means zero: the middle of the range of an unsigned type.
 template <class Number>
 constexpr std::int32_t kZero = std::is_unsigned_v<Number> ? 1 << (8 * sizeof(Number) - 1) : 0;
 

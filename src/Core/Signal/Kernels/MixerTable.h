@@ -20,11 +20,11 @@ public:
     [[nodiscard]] const DoubleComplex* crossed() const { return m_crossed.data() + kLead; }
 
 private:
-    // Entry 1, where whole blocks begin, stands at the start of a line.
+    // Entry 1, where whole blocks begin, is at the start of a cache line.
     static constexpr int kLead = AlignedSamples::kLine - 1;
 
     int m_length;
-    // Both begin anew behind the last entry, so that a vector may begin at any.
+    // Both repeat after the last entry, so that a vector may begin at any.
     AlignedSamples m_direct;  // c, c
     AlignedSamples m_crossed; // -s, s
 };

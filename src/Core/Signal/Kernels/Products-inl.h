@@ -24,7 +24,7 @@ struct Products
     std::size_t length;    // entries
     std::size_t entry;     // of the next sample
 
-    // x c - y s, y c + x s of each sample x, y. No more of them than the table repeats behind its end may be
+    // x c - y s, y c + x s of each sample x, y. No more of them than the table repeats after its end may be
     // taken before the next `wrap`.
     template <class V>
     HWY_INLINE V take()

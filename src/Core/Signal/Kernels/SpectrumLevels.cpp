@@ -15,7 +15,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace Kernels::HWY_NAMESPACE
 {
-constexpr double kFloor = 1e-22; // power; -220 dB, where silence stands
+constexpr double kFloor = 1e-22; // power; -220 dB, the level of silence
 constexpr float kLog10Of2 = 0.30103F;
 constexpr double kPointsPerBel = 10.0 * Kernels::kPointsPerDecibel;
 

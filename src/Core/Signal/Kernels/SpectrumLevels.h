@@ -14,6 +14,7 @@ constexpr std::int16_t kNoLevel = 800;
 /// The levels of bins, as -4 times their power in dB: with p = re * re + im * im and x = p * `scale` + 1e-22
 /// in single precision, log2(x) (by a polynomial of the mantissa) times 0.30103 times -40, truncated.
 /// `scale` is above 0.
+/// Thread: any.
 /// Shapes: `count` of both.
 void levels(const DoubleComplex* bins, int count, double scale, std::int16_t* points);
 

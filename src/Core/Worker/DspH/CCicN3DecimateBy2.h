@@ -3,8 +3,8 @@
 #include "Core/Signal/Kernels/CicDecimation.h"
 #include "Core/Worker/DspH/Dec2.h"
 
-/// Third-order CIC decimator by 2 (Hogenauer 1981), which comes down to the FIR (1, 3, 3, 1) / 8. Cheap, and
-/// good where the band of interest is a small part of the rate.
+/// Third-order CIC decimator by 2 (Hogenauer 1981), which is the FIR (1, 3, 3, 1) / 8. Cheap, and good
+/// where the band of interest is a small part of the rate.
 class CCicN3DecimateBy2 : public Dec2
 {
 public:

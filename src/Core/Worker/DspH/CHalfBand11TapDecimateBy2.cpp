@@ -40,8 +40,7 @@ int CHalfBand11TapDecimateBy2::decimateShort(int count, DoubleComplex* samples, 
 {
     const int end = std::min(count, m_outputs);
     const int last = std::max(count - needed, 0);
-    // The outputs of the overrun read what stands where they come to stand twice over: it must still be
-    // there.
+    // An output of the overrun at place i reads what is at place 2i: that must not be overwritten yet.
     if (last >= count / 2 + kHistory) {
         filter(samples, samples, 0, count / 2);
         filter(samples, samples, last, end);

@@ -8,7 +8,7 @@
 /// Half-band FIR decimator of 11 taps that filters a block in place.
 ///
 /// The number of outputs it computes follows from the block length of the whole chain and not from `count`.
-/// Behind another stage it therefore runs on past its data, inside the work array of `bufLen` samples, and
+/// After another stage it therefore runs on past its data, inside the work array of `bufLen` samples, and
 /// its history may take up values of that overrun.
 class CHalfBand11TapDecimateBy2 : public Dec2
 {
@@ -17,8 +17,8 @@ public:
     /// Inputs beyond it count as zeros. `coefficients`: a table of 11 values, copied.
     CHalfBand11TapDecimateBy2(int bufLen, const double* coefficients);
 
-    /// Gives `count` / 2 outputs; `in` and `out` hold `bufLen` samples. What would lie before a block of less
-    /// than 10 samples counts as zeros in the history.
+    /// Gives `count` / 2 outputs; `in` and `out` hold `bufLen` samples. What the history lacks after a
+    /// block of less than 10 samples counts as zeros.
     int decimate(int count, DoubleComplex* in, DoubleComplex* out) override;
 
     [[nodiscard]] int overrun() const override { return kHistory; }

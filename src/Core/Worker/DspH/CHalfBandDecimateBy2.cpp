@@ -43,7 +43,7 @@ int CHalfBandDecimateBy2::decimate(int count, DoubleComplex* in, DoubleComplex* 
         outputs += next;
     }
 
-    // From the array: in place the outputs may stand there already.
+    // From the array: in place the outputs may be there already.
     const int historyStart = count - m_taps + 1;
     for (int k = 0; k < history; ++k) {
         const int from = historyStart + 2 * k;

@@ -8,13 +8,13 @@ class CHalfBandDecimateBy2 : public Dec2
 {
 public:
     /// `bufLen`: the block length of the whole chain, the longest block there will be. `coefficients`: a
-    /// table of `taps` values, not owned. Throws std::bad_array_new_length if 2 * `bufLen` is no int of 0 or
-    /// above.
+    /// table of `taps` values, not owned. Throws std::bad_array_new_length if 2 * `bufLen` doesn't fit an int
+    /// or is negative.
     CHalfBandDecimateBy2(int bufLen, int taps, const double* coefficients);
 
     /// Gives (`count` + 1) / 2 outputs. In place the outputs of a block below 2 * (`taps` - 1) samples reach
-    /// into what the next block needs as history; of a block below `taps` - 1 samples, what would lie before
-    /// it counts as zeros there.
+    /// into what the next block needs as history; what the history lacks after a block below `taps` - 1
+    /// samples counts as zeros.
     int decimate(int count, DoubleComplex* in, DoubleComplex* out) override;
 
 private:

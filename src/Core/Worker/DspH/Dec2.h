@@ -2,8 +2,8 @@
 
 #include "Core/Signal/DoubleComplex.h"
 
-/// A stage that halves the sample rate of a stream handed over in blocks. It keeps what it needs of the block
-/// before, so that the stream is filtered as one signal.
+/// A stage that halves the sample rate of a stream that comes in blocks. It keeps what it needs of the
+/// previous block, so that the stream is filtered as one signal.
 /// Thread:    that of its `DspH`; no locks.
 /// Ownership: made and kept by `DownConvertor`. No reset: a new setup makes new stages.
 class Dec2

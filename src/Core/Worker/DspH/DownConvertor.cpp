@@ -88,8 +88,8 @@ int DownConvertor::process(TableOscillator& mixer, int count, DoubleComplex* sam
     return processFrom(static_cast<std::size_t>(m_mixedCics.size()), left, samples);
 }
 
-// A short block leaves some of the array to the caller, who may bring it again: only of a whole one can be
-// told what the overrun will meet.
+// A short block leaves part of the array to the caller, who may pass it in again: only for a whole block is
+// it known what the overrun will meet.
 int DownConvertor::processFrom(std::size_t first, int count, DoubleComplex* samples)
 {
     const bool whole = first > 0 || count == m_bufLen;

@@ -14,8 +14,8 @@
 class DownConvertor
 {
 public:
-    /// A chain may not need more: `inSampleRate` / `preferredBandWidth` stays below 8,192. One that would is
-    /// cut off here.
+    /// `inSampleRate` / `preferredBandWidth` has to be below 8,192: a chain that needs more stages is cut off
+    /// here.
     static constexpr int kMaxStages = 12;
 
     /// Discards the stages with all their history and builds new ones, until the rate is below twice
@@ -24,8 +24,8 @@ public:
     /// makes no stage.
     float setup(int bufLen, float inSampleRate, float preferredBandWidth, float aliasFreeBandWidth, int tier);
 
-    /// Filters `count` samples in place and returns the number left. `samples` has room for `bufLen`. Behind
-    /// the number left, the array's contents are of no use.
+    /// Filters `count` samples in place and returns the number left. `samples` has room for `bufLen`. What
+    /// the array holds after the number left is of no use.
     int process(int count, DoubleComplex* samples);
 
     /// As `mixer`'s `process` and then this one's, to the same bits, in less time.

@@ -32,7 +32,7 @@ int blockLength(qlonglong inSampleRate)
     return length;
 }
 
-// The narrowest band a chain of 12 stages ends at. What lies below would ask for more of them.
+// The narrowest band that a chain of 12 stages reaches. A narrower one would need more of them.
 float narrowestBandWidth(float inSampleRate)
 {
     return inSampleRate / 4'096.0F;
@@ -100,7 +100,7 @@ void DspH::setPreferredBandWidth(qlonglong preferredBandWidth)
 
 void DspH::setIfFreq(double ifFreq)
 {
-    // Before the first setup the mixers stand at no real rate: what they can't reach then waits for setup.
+    // Before the first setup the mixers have no real rate: what they can't reach then waits for setup.
     const bool reached = m_coarseMixer->reaches(ifFreq);
     if (!std::isfinite(ifFreq) || (m_inBufLen > 0 && !reached)) {
         LOG_LIMITED(LOG_WARNING()) << "Error set ifFreq - incorrect value!" << ifFreq;
@@ -224,7 +224,7 @@ bool DspH::readBlock()
     m_inReader->readIndex = ring.advance(m_inReader->readIndex, m_inBufLen);
     m_inReader->position.advance(m_inBufLen);
     ring.spaceFreed.wakeAll();
-    // A worker that no setup has given a block length takes blocks of none: at the ring's pace, not the
+    // A worker without a block length, before any setup, takes empty blocks: at the ring's pace, not the
     // processor's.
     m_waitForData = m_inBufLen == 0;
     return true;

@@ -13,7 +13,7 @@
 
 /// Turns the receiver's rate into the client's: mixes the wanted frequency to 0 Hz and halves the rate until
 /// it is below twice the wanted bandwidth. Reads blocks from the ring "in", writes what is left to the ring
-/// "out", which it enlarges while its blocks are as long as that ring is by itself.
+/// "out", which it enlarges while its blocks are as long as the ring it was given.
 /// Thread:    its own, made by `ThreadManager`; properties and rings arrive by event between two blocks.
 /// Ownership: made and kept by the device; shares both rings.
 /// Units:     hertz, complex samples of two doubles.
@@ -82,8 +82,8 @@ private:
     QSharedPointer<TableOscillator> m_coarseMixer;
     QSharedPointer<RotatingOscillator> m_fineMixer;
     QSharedPointer<DownConvertor> m_downConvertor;
-    // A stop and a start may both arrive from within the loop. It then reads nothing before `onDoWork` has
-    // entered anew, and goes on in place of a loop within the loop.
+    // A stop and a start may both arrive from within the loop. It then reads nothing until `onDoWork` has
+    // been called again, and the present loop goes on instead of one within it.
     bool m_entered = false;
     bool m_looping = false;
     bool m_waitForData = false;

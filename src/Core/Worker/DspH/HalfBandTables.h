@@ -1,10 +1,11 @@
 #pragma once
 
 /// The filters a chain of decimators chooses from, and the rule by which it chooses.
+/// Thread: any.
 namespace HalfBandTables
 {
 
-/// One way to halve the rate. `taps` 0 stands for the CIC stage, which has no coefficients; otherwise
+/// One way to halve the rate. `taps` 0 is the CIC stage, which has no coefficients; otherwise
 /// `coefficients` holds `taps` values.
 struct Filter
 {
@@ -19,7 +20,7 @@ constexpr int kTiers = 3;
 /// of `rate` hertz is halved. Null if none does. `tier` is below `kTiers`.
 [[nodiscard]] const Filter* choose(int tier, double rate, double band);
 
-/// Stands in, in every tier, where none does.
+/// The filter to take, in every tier, where none does.
 [[nodiscard]] const Filter& aliasErrorFilter();
 
 } // namespace HalfBandTables

@@ -24,7 +24,7 @@ public:
     [[nodiscard]] int size() const { return static_cast<int>(m_histories.size()); }
 
     /// Mixes and filters `count` samples, a multiple of `kChunk`, and writes the outputs to the start of the
-    /// array; returns how many there are. What stands behind them is of no use. There is one stage at least.
+    /// array; returns how many there are. What is after them is of no use. There is at least one stage.
     int process(TableOscillator& mixer, int count, DoubleComplex* samples);
 
 private:

@@ -11,8 +11,8 @@ class RotatingOscillator
 public:
     /// Stores the rate and tunes to 0.
     void setSampleRate(double rate);
-    /// May be negative. A frequency that has no finite phase step at the rate, as any at a rate of 0, turns
-    /// nothing.
+    /// May be negative. A frequency without a finite phase step at the rate, such as any at a rate of 0,
+    /// leaves the samples as they are.
     void setFrequency(double frequency);
     void setFrequencyAndRate(double frequency, double rate);
 

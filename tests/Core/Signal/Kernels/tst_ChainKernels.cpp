@@ -85,7 +85,7 @@ bool sameBits(const Kernels::CicHistory& actual, const Kernels::CicHistory& expe
     return std::memcmp(&actual, &expected, sizeof expected) == 0;
 }
 
-// Even and odd positions, each with one untouched place behind.
+// Even and odd positions, each with one untouched place after it.
 struct Apart
 {
     Samples even;
@@ -111,15 +111,15 @@ class tst_ChainKernels : public QObject
     Q_OBJECT
 
 private slots:
-    void mixingGivesThePlainBitsFromEveryEntry();
-    void cicsGiveThePlainBitsAndHistories_data();
-    void cicsGiveThePlainBitsAndHistories();
+    void mixingGivesPlainBitsFromEveryEntry();
+    void cicsGivePlainBitsAndHistories_data();
+    void cicsGivePlainBitsAndHistories();
     void positionsAreTakenApart();
     void halfBandsSumInTheirOrder_data();
     void halfBandsSumInTheirOrder();
 };
 
-void tst_ChainKernels::mixingGivesThePlainBitsFromEveryEntry()
+void tst_ChainKernels::mixingGivesPlainBitsFromEveryEntry()
 {
     constexpr int kLength = 19; // so that the table ends within a vector, too
     const Kernels::MixerTable table = mixerTable(kLength);
@@ -137,7 +137,7 @@ void tst_ChainKernels::mixingGivesThePlainBitsFromEveryEntry()
     });
 }
 
-void tst_ChainKernels::cicsGiveThePlainBitsAndHistories_data()
+void tst_ChainKernels::cicsGivePlainBitsAndHistories_data()
 {
     QTest::addColumn<int>("stages");
     QTest::addColumn<bool>("mixer");
@@ -153,7 +153,7 @@ void tst_ChainKernels::cicsGiveThePlainBitsAndHistories_data()
     }
 }
 
-void tst_ChainKernels::cicsGiveThePlainBitsAndHistories()
+void tst_ChainKernels::cicsGivePlainBitsAndHistories()
 {
     QFETCH(int, stages);
     QFETCH(bool, mixer);

@@ -29,8 +29,8 @@ class tst_FloatIq : public QObject
 
 private slots:
     void everyLengthIsWidenedExactly();
-    void theOrderOfAPairMayBeSwapped();
-    void nothingBehindTheLastSampleIsWritten();
+    void orderOfPairMayBeSwapped();
+    void nothingPastLastSampleIsWritten();
 
 private:
     void check(int count, bool swap);
@@ -63,7 +63,7 @@ void tst_FloatIq::everyLengthIsWidenedExactly()
     });
 }
 
-void tst_FloatIq::theOrderOfAPairMayBeSwapped()
+void tst_FloatIq::orderOfPairMayBeSwapped()
 {
     withEachTarget([this] {
         for (int count = 0; count <= kLongest; ++count) {
@@ -72,7 +72,7 @@ void tst_FloatIq::theOrderOfAPairMayBeSwapped()
     });
 }
 
-void tst_FloatIq::nothingBehindTheLastSampleIsWritten()
+void tst_FloatIq::nothingPastLastSampleIsWritten()
 {
     withEachTarget([] {
         DoubleComplex untouched{3.0, 4.0};

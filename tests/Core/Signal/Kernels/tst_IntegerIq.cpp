@@ -41,7 +41,7 @@ Samples plain(const Number* re, const Number* im, int stride, int count, double 
     return samples;
 }
 
-// `fill` puts `expected.size()` samples to where it is told, at any alignment, and nothing behind them.
+// `fill` puts `expected.size()` samples where it is told, at any alignment, and nothing after them.
 template <class Fill>
 void compare(const Samples& expected, Fill fill)
 {

@@ -103,7 +103,7 @@ Bins noise(std::size_t count)
     return bins;
 }
 
-// Bins whose scaled power, as a float, lies at and beside each value that turns one point into the next.
+// Bins whose scaled power, as a float, is at or next to each value that turns one point into the next.
 Bins steps()
 {
     Bins bins;
@@ -132,15 +132,15 @@ class tst_SpectrumLevels : public QObject
     Q_OBJECT
 
 private slots:
-    void levelsAtEveryLengthAreThoseOfThePlainForm();
-    void levelsOfSpecialValuesAreThoseOfThePlainForm();
-    void levelsNextToAStepAreThoseOfThePlainForm();
+    void levelsAtEveryLengthAreThoseOfPlainForm();
+    void levelsOfSpecialValuesAreThoseOfPlainForm();
+    void levelsNextToStepAreThoseOfPlainForm();
     void oneSpecialValueLeavesItsNeighboursAsTheyAre();
-    void levelsOfManyBinsAreThoseOfThePlainForm();
-    void samplesAtEveryLengthAreWindowedAsByThePlainForm();
+    void levelsOfManyBinsAreThoseOfPlainForm();
+    void samplesAtEveryLengthAreWindowedAsByPlainForm();
 };
 
-void tst_SpectrumLevels::levelsAtEveryLengthAreThoseOfThePlainForm()
+void tst_SpectrumLevels::levelsAtEveryLengthAreThoseOfPlainForm()
 {
     withEachTarget([] {
         for (std::size_t count = 0; count <= kLongest; ++count) {
@@ -151,7 +151,7 @@ void tst_SpectrumLevels::levelsAtEveryLengthAreThoseOfThePlainForm()
     });
 }
 
-void tst_SpectrumLevels::levelsOfSpecialValuesAreThoseOfThePlainForm()
+void tst_SpectrumLevels::levelsOfSpecialValuesAreThoseOfPlainForm()
 {
     Bins bins;
     for (const double re : specialValues()) {
@@ -166,7 +166,7 @@ void tst_SpectrumLevels::levelsOfSpecialValuesAreThoseOfThePlainForm()
     });
 }
 
-void tst_SpectrumLevels::levelsNextToAStepAreThoseOfThePlainForm()
+void tst_SpectrumLevels::levelsNextToStepAreThoseOfPlainForm()
 {
     const Bins bins = steps();
     QVERIFY(bins.size() > 2'000 * 12);
@@ -186,13 +186,13 @@ void tst_SpectrumLevels::oneSpecialValueLeavesItsNeighboursAsTheyAre()
     });
 }
 
-void tst_SpectrumLevels::levelsOfManyBinsAreThoseOfThePlainForm()
+void tst_SpectrumLevels::levelsOfManyBinsAreThoseOfPlainForm()
 {
     const Bins bins = noise(500'000);
     withEachTarget([&bins] { compareLevels(bins, kScale); });
 }
 
-void tst_SpectrumLevels::samplesAtEveryLengthAreWindowedAsByThePlainForm()
+void tst_SpectrumLevels::samplesAtEveryLengthAreWindowedAsByPlainForm()
 {
     withEachTarget([] {
         for (std::size_t count = 0; count <= kLongest; ++count) {

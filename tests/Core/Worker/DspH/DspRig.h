@@ -3,11 +3,28 @@
 #include "Core/Worker/DspH/DspH.h"
 #include "Core/Worker/ThreadManager.h"
 #include "Samples.h"
+#include "support/LogCapture.h"
 
 #include <QElapsedTimer>
 #include <QPointer>
 #include <functional>
 #include <memory>
+
+/// What the fine mixer at 0 Hz makes of a stream from its sample `first` on: its magnitude starts at 1 and is
+/// corrected from sample to sample.
+inline Samples::Vector settling(Samples::Vector samples, int first = 0)
+{
+    double magnitude = 1.0;
+    for (int n = 0; n < first; ++n) {
+        magnitude *= 1.95 - magnitude * magnitude;
+    }
+    for (DoubleComplex& sample : samples) {
+        sample.re *= magnitude;
+        sample.im *= magnitude;
+        magnitude *= 1.95 - magnitude * magnitude;
+    }
+    return samples;
+}
 
 /// A `DspH` as a device keeps it: on a thread of its own between two rings. The test is the device that fills
 /// the one, and the stream that reads the other.
@@ -15,6 +32,7 @@ class DspRig
 {
 public:
     using Ring = RingBuffer<DoubleComplex>;
+    static constexpr int kBlock = 1'024; ///< Samples of a block at a rate of 48,000.
 
     explicit DspRig(int inCapacity = 262'144, int outCapacity = 65'536)
         : in(QSharedPointer<Ring>::create(inCapacity))
@@ -91,6 +109,9 @@ public:
 
     void destroy() { m_thread.reset(); }
 
+    [[nodiscard]] QStringList logged(const QString& part) const { return log->texts().filter(part); }
+
+    const std::unique_ptr<LogCapture> log = std::make_unique<LogCapture>();
     const QSharedPointer<Ring> in;
     const QSharedPointer<Ring> out;
     const QPointer<DspH> dsp;

@@ -124,7 +124,7 @@ class tst_FftAccuracy : public QObject
     Q_OBJECT
 
 private slots:
-    void referenceIsTheDefinition();
+    void referenceIsDefinition();
     void bothDirectionsAreExactToRounding_data() { addLengths(2, 65536); }
     void bothDirectionsAreExactToRounding();
     void impulseAtAnyPlaceGivesItsToneInEveryBin_data() { addLengths(2, 65536); }
@@ -132,11 +132,11 @@ private slots:
     void toneOfAnyBinStandsThereAlone();
     void dataNeedsNoAlignment_data() { addLengths(2, 65536); }
     void dataNeedsNoAlignment();
-    void nothingAroundTheDataIsTouched_data() { addLengths(2, 65536); }
-    void nothingAroundTheDataIsTouched();
+    void nothingAroundDataIsTouched_data() { addLengths(2, 65536); }
+    void nothingAroundDataIsTouched();
 };
 
-void tst_FftAccuracy::referenceIsTheDefinition()
+void tst_FftAccuracy::referenceIsDefinition()
 {
     for (const int length : {1, 2, 8, 64}) {
         const Samples samples = noise(length);
@@ -238,7 +238,7 @@ void tst_FftAccuracy::dataNeedsNoAlignment()
     });
 }
 
-void tst_FftAccuracy::nothingAroundTheDataIsTouched()
+void tst_FftAccuracy::nothingAroundDataIsTouched()
 {
     QFETCH(const int, length);
     const LogCapture log;

@@ -100,22 +100,22 @@ class tst_FftEngine : public QObject
 
 private slots:
     void lengthsFrom512To32768AreTakenSilently();
-    void lengthsOutsideAreLoggedAndWorkAllTheSame();
+    void lengthsOutsideAreLoggedAndStillWork();
     void constantInputStandsInBinZeroAlone_data() { addLengths(512, 32768); }
     void constantInputStandsInBinZeroAlone();
-    void exponentOfTheForwardTransformIsPositive_data() { addLengths(512, 32768); }
-    void exponentOfTheForwardTransformIsPositive();
+    void exponentOfForwardTransformIsPositive_data() { addLengths(512, 32768); }
+    void exponentOfForwardTransformIsPositive();
     void fourPointsComeOutInNaturalOrder();
-    void forwardAndBackwardMultiplyByTheLength_data() { addLengths(2, 65536); }
-    void forwardAndBackwardMultiplyByTheLength();
+    void forwardAndBackwardMultiplyByLength_data() { addLengths(2, 65536); }
+    void forwardAndBackwardMultiplyByLength();
     void agreesWithAnotherTransform_data() { addLengths(2, 65536); }
     void agreesWithAnotherTransform();
     void directionZeroIsForward();
-    void laterTransformsGiveTheSameBits();
+    void laterTransformsGiveSameBits();
     void transformAllocatesNothing();
     void lengthThatIsNoPowerOfTwoTouchesNothingOutside_data();
     void lengthThatIsNoPowerOfTwoTouchesNothingOutside();
-    void ofLongerDataTheFirst65536SamplesAreTransformed();
+    void ofLongerDataFirst65536SamplesAreTransformed();
 };
 
 void tst_FftEngine::lengthsFrom512To32768AreTakenSilently()
@@ -127,7 +127,7 @@ void tst_FftEngine::lengthsFrom512To32768AreTakenSilently()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_FftEngine::lengthsOutsideAreLoggedAndWorkAllTheSame()
+void tst_FftEngine::lengthsOutsideAreLoggedAndStillWork()
 {
     for (const int length : {256, 511, 32769, 65536, 0, -7}) {
         const LogCapture log;
@@ -154,7 +154,7 @@ void tst_FftEngine::constantInputStandsInBinZeroAlone()
     }
 }
 
-void tst_FftEngine::exponentOfTheForwardTransformIsPositive()
+void tst_FftEngine::exponentOfForwardTransformIsPositive()
 {
     QFETCH(const int, length);
     QCOMPARE(peak(transformed(tone(length, 1), kForward)), static_cast<std::size_t>(length - 1));
@@ -174,7 +174,7 @@ void tst_FftEngine::fourPointsComeOutInNaturalOrder()
     }
 }
 
-void tst_FftEngine::forwardAndBackwardMultiplyByTheLength()
+void tst_FftEngine::forwardAndBackwardMultiplyByLength()
 {
     QFETCH(const int, length);
     const LogCapture log;
@@ -208,7 +208,7 @@ void tst_FftEngine::directionZeroIsForward()
     QCOMPARE(peak(transformed(tone(512, 5), 0)), 507U);
 }
 
-void tst_FftEngine::laterTransformsGiveTheSameBits()
+void tst_FftEngine::laterTransformsGiveSameBits()
 {
     const Samples samples = noise(2048);
     FftEngine engine(2048);
@@ -254,7 +254,7 @@ void tst_FftEngine::lengthThatIsNoPowerOfTwoTouchesNothingOutside()
     }
 }
 
-void tst_FftEngine::ofLongerDataTheFirst65536SamplesAreTransformed()
+void tst_FftEngine::ofLongerDataFirst65536SamplesAreTransformed()
 {
     constexpr std::ptrdiff_t kLongest = 65536;
     const LogCapture log;

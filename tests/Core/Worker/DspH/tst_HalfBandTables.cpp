@@ -16,11 +16,11 @@ struct Row
     int tier;
     double threshold;
     int taps;
-    int nextTaps; // of the row that is tried next; -1: none is left
+    int nextTaps; // of the row that is tried next; -1: there is no other
 };
 
 const std::vector<Row> kRows{
-    // In tier 0 the rows 0.355 (35 taps) and 0.37 (39 taps) stand behind 0.38 and never match.
+    // In tier 0 the rows 0.355 (35 taps) and 0.37 (39 taps) come after 0.38 and never match.
     {0, 0.050000000000000044, 0, 7},
     {0, 0.12, 7, 11},
     {0, 0.19999999999999996, 11, 15},
@@ -85,19 +85,19 @@ class tst_HalfBandTables : public QObject
     Q_OBJECT
 
 private slots:
-    void aRowServesUpToItsThresholdAndTheNextOneBeyond_data() { addRows(); }
-    void aRowServesUpToItsThresholdAndTheNextOneBeyond();
-    void aFilterIsAHalfBand_data() { addRows(); }
-    void aFilterIsAHalfBand();
-    void aFilterKeepsItsTiersRippleInThePassBand_data() { addRows(); }
-    void aFilterKeepsItsTiersRippleInThePassBand();
-    void theSumsOfTheTiersStrayFromOneByTheirMeasure();
+    void rowServesUpToItsThresholdAndNextOneBeyond_data() { addRows(); }
+    void rowServesUpToItsThresholdAndNextOneBeyond();
+    void filterIsHalfBand_data() { addRows(); }
+    void filterIsHalfBand();
+    void filterKeepsItsTiersRippleInPassBand_data() { addRows(); }
+    void filterKeepsItsTiersRippleInPassBand();
+    void sumsOfTiersStrayFromOneByTheirMeasure();
     void lengthsFrom35OnServeTiersZeroAndOneAlike();
     void tierTwosOwn51TapsAreNotThoseOfTierOne();
-    void theAliasErrorFilterIsThe51TapsOfTierOne();
+    void aliasErrorFilterIs51TapsOfTierOne();
 };
 
-void tst_HalfBandTables::aRowServesUpToItsThresholdAndTheNextOneBeyond()
+void tst_HalfBandTables::rowServesUpToItsThresholdAndNextOneBeyond()
 {
     QFETCH(int, index);
     const Row& row = fetchRow(index);
@@ -109,7 +109,7 @@ void tst_HalfBandTables::aRowServesUpToItsThresholdAndTheNextOneBeyond()
     }
 }
 
-void tst_HalfBandTables::aFilterIsAHalfBand()
+void tst_HalfBandTables::filterIsHalfBand()
 {
     QFETCH(int, index);
     const Row& row = fetchRow(index);
@@ -131,7 +131,7 @@ void tst_HalfBandTables::aFilterIsAHalfBand()
     }
 }
 
-void tst_HalfBandTables::aFilterKeepsItsTiersRippleInThePassBand()
+void tst_HalfBandTables::filterKeepsItsTiersRippleInPassBand()
 {
     QFETCH(int, index);
     const Row& row = fetchRow(index);
@@ -157,7 +157,7 @@ void tst_HalfBandTables::aFilterKeepsItsTiersRippleInThePassBand()
     QVERIFY2(largest < limit, qPrintable(QString::number(static_cast<double>(largest))));
 }
 
-void tst_HalfBandTables::theSumsOfTheTiersStrayFromOneByTheirMeasure()
+void tst_HalfBandTables::sumsOfTiersStrayFromOneByTheirMeasure()
 {
     const std::vector<double> measures{5e-4, 5e-5, 1e-7};
     for (const Row& row : kRows) {
@@ -192,7 +192,7 @@ void tst_HalfBandTables::tierTwosOwn51TapsAreNotThoseOfTierOne()
     QVERIFY(ofTwo->coefficients[0] != ofOne->coefficients[0]);
 }
 
-void tst_HalfBandTables::theAliasErrorFilterIsThe51TapsOfTierOne()
+void tst_HalfBandTables::aliasErrorFilterIs51TapsOfTierOne()
 {
     QCOMPARE(HalfBandTables::aliasErrorFilter().coefficients,
              HalfBandTables::choose(1, 1.0 / 0.4, 1.0)->coefficients);

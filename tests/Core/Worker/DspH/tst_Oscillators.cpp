@@ -43,33 +43,33 @@ class tst_Oscillators : public QObject
     Q_OBJECT
 
 private slots:
-    void tableSplitsAFrequencyIntoStepsAndAResidual_data();
-    void tableSplitsAFrequencyIntoStepsAndAResidual();
+    void tableSplitsFrequencyIntoStepsAndResidual_data();
+    void tableSplitsFrequencyIntoStepsAndResidual();
     void tableAtZeroLeavesSamplesAsTheyAre();
     void tableEqualsSineAndCosineOverManyTurns_data();
     void tableEqualsSineAndCosineOverManyTurns();
     void tableTakesEntryOneFirst();
-    void tableKeepsItsPositionThroughARetune();
-    void tableIsTheSameHoweverTheStreamIsCut();
+    void tableKeepsItsPositionThroughRetune();
+    void tableMixesAlikeHoweverStreamIsCut();
     void tableMultipliesAsComplexNumbers();
-    void tableSettingTheRateRetunesToZero();
-    void tableOfARateHas1024Entries();
+    void tableSettingRateRetunesToZero();
+    void tableOfRateHas1024Entries();
     void tableAtItsDefaultRateOfOneStepsBy512ths();
-    void tableRefusesAFrequencyOutOfReachWithOneWarning_data();
-    void tableRefusesAFrequencyOutOfReachWithOneWarning();
+    void tableRefusesFrequencyOutOfReachWithOneWarning_data();
+    void tableRefusesFrequencyOutOfReachWithOneWarning();
 
     void rotationEqualsSineAndCosine_data();
     void rotationEqualsSineAndCosine();
-    void rotationSettlesWhereTheSquaredMagnitudeIs095();
+    void rotationSettlesWhereSquaredMagnitudeIs095();
     void rotationStartsItsPhaseAnewAtEveryChange();
-    void rotationSettingTheRateRetunesToZero();
-    void rotationIsTheSameHoweverTheStreamIsCut();
+    void rotationSettingRateRetunesToZero();
+    void rotationIsAlikeHoweverStreamIsCut();
     void rotationMultipliesAsComplexNumbers();
-    void rotationWithoutAFinitePhaseStepTurnsNothing_data();
-    void rotationWithoutAFinitePhaseStepTurnsNothing();
+    void rotationWithoutFinitePhaseStepTurnsNothing_data();
+    void rotationWithoutFinitePhaseStepTurnsNothing();
 };
 
-void tst_Oscillators::tableSplitsAFrequencyIntoStepsAndAResidual_data()
+void tst_Oscillators::tableSplitsFrequencyIntoStepsAndResidual_data()
 {
     QTest::addColumn<double>("frequency");
     QTest::addColumn<double>("coarse");
@@ -85,7 +85,7 @@ void tst_Oscillators::tableSplitsAFrequencyIntoStepsAndAResidual_data()
     QTest::newRow("beyond the rate") << 3'000'500.0 << 3'000'000.0 << 500.0;
 }
 
-void tst_Oscillators::tableSplitsAFrequencyIntoStepsAndAResidual()
+void tst_Oscillators::tableSplitsFrequencyIntoStepsAndResidual()
 {
     QFETCH(double, frequency);
     TableOscillator oscillator;
@@ -134,7 +134,7 @@ void tst_Oscillators::tableTakesEntryOneFirst()
                     (Vector{{0.0, 1.0}, {-1.0, 0.0}, {0.0, -1.0}, {1.0, 0.0}}), 1e-12);
 }
 
-void tst_Oscillators::tableKeepsItsPositionThroughARetune()
+void tst_Oscillators::tableKeepsItsPositionThroughRetune()
 {
     TableOscillator oscillator;
     oscillator.setSampleRate(512.0);
@@ -144,7 +144,7 @@ void tst_Oscillators::tableKeepsItsPositionThroughARetune()
     COMPARE_SAMPLES(processed(oscillator, ones(1'000)), oscillation(7.0 / 512.0, 1'000, 101), 1e-11);
 }
 
-void tst_Oscillators::tableIsTheSameHoweverTheStreamIsCut()
+void tst_Oscillators::tableMixesAlikeHoweverStreamIsCut()
 {
     const Vector input = Samples::noise(5'159);
     TableOscillator whole;
@@ -171,7 +171,7 @@ void tst_Oscillators::tableMultipliesAsComplexNumbers()
     COMPARE_SAMPLES(processed(oscillator, Vector{{2.0, 3.0}}), (Vector{{-root, 5.0 * root}}), 1e-15);
 }
 
-void tst_Oscillators::tableSettingTheRateRetunesToZero()
+void tst_Oscillators::tableSettingRateRetunesToZero()
 {
     TableOscillator oscillator;
     oscillator.setSampleRate(2'048'000.0);
@@ -182,7 +182,7 @@ void tst_Oscillators::tableSettingTheRateRetunesToZero()
     COMPARE_SAMPLES(processed(oscillator, ones(16)), ones(16), 0.0);
 }
 
-void tst_Oscillators::tableOfARateHas1024Entries()
+void tst_Oscillators::tableOfRateHas1024Entries()
 {
     TableOscillator oscillator(1'024'000.0);
     oscillator.setFrequency(3'100.0); // 1,000 Hz a step
@@ -200,7 +200,7 @@ void tst_Oscillators::tableAtItsDefaultRateOfOneStepsBy512ths()
     QCOMPARE(oscillator.residual(), 0.25 * 0.001953125);
 }
 
-void tst_Oscillators::tableRefusesAFrequencyOutOfReachWithOneWarning_data()
+void tst_Oscillators::tableRefusesFrequencyOutOfReachWithOneWarning_data()
 {
     QTest::addColumn<double>("frequency");
     QTest::newRow("not a number") << std::numeric_limits<double>::quiet_NaN();
@@ -211,7 +211,7 @@ void tst_Oscillators::tableRefusesAFrequencyOutOfReachWithOneWarning_data()
     QTest::newRow("huge") << 1e300;
 }
 
-void tst_Oscillators::tableRefusesAFrequencyOutOfReachWithOneWarning()
+void tst_Oscillators::tableRefusesFrequencyOutOfReachWithOneWarning()
 {
     QFETCH(double, frequency);
     TableOscillator oscillator;
@@ -254,7 +254,7 @@ void tst_Oscillators::rotationEqualsSineAndCosine()
     COMPARE_SAMPLES(processed(oscillator, ones(kCount)), expected, 1e-10);
 }
 
-void tst_Oscillators::rotationSettlesWhereTheSquaredMagnitudeIs095()
+void tst_Oscillators::rotationSettlesWhereSquaredMagnitudeIs095()
 {
     RotatingOscillator oscillator;
     oscillator.setFrequencyAndRate(1'000.0, 48'000.0);
@@ -275,7 +275,7 @@ void tst_Oscillators::rotationStartsItsPhaseAnewAtEveryChange()
     COMPARE_SAMPLES(processed(oscillator, ones(999)), first, 0.0);
 }
 
-void tst_Oscillators::rotationSettingTheRateRetunesToZero()
+void tst_Oscillators::rotationSettingRateRetunesToZero()
 {
     RotatingOscillator oscillator;
     QCOMPARE(oscillator.sampleRate(), 1.0);
@@ -286,7 +286,7 @@ void tst_Oscillators::rotationSettingTheRateRetunesToZero()
     COMPARE_SAMPLES(processed(oscillator, ones(1)), ones(1), 0.0);
 }
 
-void tst_Oscillators::rotationIsTheSameHoweverTheStreamIsCut()
+void tst_Oscillators::rotationIsAlikeHoweverStreamIsCut()
 {
     const Vector input = Samples::noise(5'159);
     RotatingOscillator whole;
@@ -311,7 +311,7 @@ void tst_Oscillators::rotationMultipliesAsComplexNumbers()
     COMPARE_SAMPLES(processed(oscillator, Vector{{2.0, 3.0}}), (Vector{{-root, 5.0 * root}}), 1e-15);
 }
 
-void tst_Oscillators::rotationWithoutAFinitePhaseStepTurnsNothing_data()
+void tst_Oscillators::rotationWithoutFinitePhaseStepTurnsNothing_data()
 {
     QTest::addColumn<double>("frequency");
     QTest::addColumn<double>("rate");
@@ -321,7 +321,7 @@ void tst_Oscillators::rotationWithoutAFinitePhaseStepTurnsNothing_data()
     QTest::newRow("infinite") << std::numeric_limits<double>::infinity() << 48'000.0;
 }
 
-void tst_Oscillators::rotationWithoutAFinitePhaseStepTurnsNothing()
+void tst_Oscillators::rotationWithoutFinitePhaseStepTurnsNothing()
 {
     QFETCH(double, frequency);
     QFETCH(double, rate);

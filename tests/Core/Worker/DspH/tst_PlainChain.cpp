@@ -70,23 +70,23 @@ private slots:
     void initTestCase() { m_log = std::make_unique<LogCapture>(); }
     void cleanupTestCase() { m_log.reset(); }
 
-    void aStageGivesThePlainBitsHoweverTheStreamIsCut_data();
-    void aStageGivesThePlainBitsHoweverTheStreamIsCut();
-    void theTableMixerGivesThePlainBitsHoweverTheStreamIsCut_data();
-    void theTableMixerGivesThePlainBitsHoweverTheStreamIsCut();
-    void theRotatingMixerGivesThePlainBitsHoweverTheStreamIsCut();
-    void aChainGivesThePlainBitsThroughRetunes_data();
-    void aChainGivesThePlainBitsThroughRetunes();
-    void aChainWithoutAMixerGivesThePlainBits_data();
-    void aChainWithoutAMixerGivesThePlainBits();
-    void aShortBlockMeetsInTheArrayWhatThePlainLoopsLeftThere_data();
-    void aShortBlockMeetsInTheArrayWhatThePlainLoopsLeftThere();
+    void stageGivesPlainBitsHoweverStreamIsCut_data();
+    void stageGivesPlainBitsHoweverStreamIsCut();
+    void tableMixerGivesPlainBitsHoweverStreamIsCut_data();
+    void tableMixerGivesPlainBitsHoweverStreamIsCut();
+    void rotatingMixerGivesPlainBitsHoweverStreamIsCut();
+    void chainGivesPlainBitsThroughRetunes_data();
+    void chainGivesPlainBitsThroughRetunes();
+    void chainWithoutMixerGivesPlainBits_data();
+    void chainWithoutMixerGivesPlainBits();
+    void shortBlockMeetsInArrayWhatPlainLoopsLeftThere_data();
+    void shortBlockMeetsInArrayWhatPlainLoopsLeftThere();
 
 private:
     std::unique_ptr<LogCapture> m_log;
 };
 
-void tst_PlainChain::aStageGivesThePlainBitsHoweverTheStreamIsCut_data()
+void tst_PlainChain::stageGivesPlainBitsHoweverStreamIsCut_data()
 {
     QTest::addColumn<int>("tier");
     QTest::addColumn<bool>("inPlace");
@@ -96,7 +96,7 @@ void tst_PlainChain::aStageGivesThePlainBitsHoweverTheStreamIsCut_data()
     }
 }
 
-void tst_PlainChain::aStageGivesThePlainBitsHoweverTheStreamIsCut()
+void tst_PlainChain::stageGivesPlainBitsHoweverStreamIsCut()
 {
     QFETCH(int, tier);
     QFETCH(bool, inPlace);
@@ -127,14 +127,14 @@ void tst_PlainChain::aStageGivesThePlainBitsHoweverTheStreamIsCut()
     });
 }
 
-void tst_PlainChain::theTableMixerGivesThePlainBitsHoweverTheStreamIsCut_data()
+void tst_PlainChain::tableMixerGivesPlainBitsHoweverStreamIsCut_data()
 {
     QTest::addColumn<int>("length");
     QTest::newRow("512 entries") << 512;
     QTest::newRow("1,024 entries") << 1'024;
 }
 
-void tst_PlainChain::theTableMixerGivesThePlainBitsHoweverTheStreamIsCut()
+void tst_PlainChain::tableMixerGivesPlainBitsHoweverStreamIsCut()
 {
     QFETCH(int, length);
     constexpr double kRate = 2'400'000.0;
@@ -160,7 +160,7 @@ void tst_PlainChain::theTableMixerGivesThePlainBitsHoweverTheStreamIsCut()
     });
 }
 
-void tst_PlainChain::theRotatingMixerGivesThePlainBitsHoweverTheStreamIsCut()
+void tst_PlainChain::rotatingMixerGivesPlainBitsHoweverStreamIsCut()
 {
     constexpr double kRate = 37'500.0;
     withEachTarget([&] {
@@ -182,7 +182,7 @@ void tst_PlainChain::theRotatingMixerGivesThePlainBitsHoweverTheStreamIsCut()
     });
 }
 
-void tst_PlainChain::aChainGivesThePlainBitsThroughRetunes_data()
+void tst_PlainChain::chainGivesPlainBitsThroughRetunes_data()
 {
     QTest::addColumn<int>("bufLen");
     QTest::addColumn<double>("rate");
@@ -251,7 +251,7 @@ ChainRow fetchedRow()
 
 } // namespace
 
-void tst_PlainChain::aChainGivesThePlainBitsThroughRetunes()
+void tst_PlainChain::chainGivesPlainBitsThroughRetunes()
 {
     const ChainRow row = fetchedRow();
     withEachTarget([&] {
@@ -260,7 +260,7 @@ void tst_PlainChain::aChainGivesThePlainBitsThroughRetunes()
         TableOscillator mixer;
         DownConvertor chain;
         mixer.setSampleRate(row.rate);
-        // Once more, as when the band is changed in a session: the mixer goes on, the stages begin anew.
+        // Once more, as when the band is changed in a session: the mixer goes on, the stages start again.
         for (int setup = 0; setup < 2; ++setup) {
             const float outRate = row.setup(plain);
             QCOMPARE(row.setup(chain), outRate);
@@ -281,12 +281,12 @@ void tst_PlainChain::aChainGivesThePlainBitsThroughRetunes()
     });
 }
 
-void tst_PlainChain::aChainWithoutAMixerGivesThePlainBits_data()
+void tst_PlainChain::chainWithoutMixerGivesPlainBits_data()
 {
-    aChainGivesThePlainBitsThroughRetunes_data();
+    chainGivesPlainBitsThroughRetunes_data();
 }
 
-void tst_PlainChain::aChainWithoutAMixerGivesThePlainBits()
+void tst_PlainChain::chainWithoutMixerGivesPlainBits()
 {
     const ChainRow row = fetchedRow();
     withEachTarget([&] {
@@ -304,7 +304,7 @@ void tst_PlainChain::aChainWithoutAMixerGivesThePlainBits()
     });
 }
 
-void tst_PlainChain::aShortBlockMeetsInTheArrayWhatThePlainLoopsLeftThere_data()
+void tst_PlainChain::shortBlockMeetsInArrayWhatPlainLoopsLeftThere_data()
 {
     QTest::addColumn<int>("tier");
     for (int tier = 0; tier < HalfBandTables::kTiers; ++tier) {
@@ -312,7 +312,7 @@ void tst_PlainChain::aShortBlockMeetsInTheArrayWhatThePlainLoopsLeftThere_data()
     }
 }
 
-void tst_PlainChain::aShortBlockMeetsInTheArrayWhatThePlainLoopsLeftThere()
+void tst_PlainChain::shortBlockMeetsInArrayWhatPlainLoopsLeftThere()
 {
     QFETCH(int, tier);
     withEachTarget([&] {
@@ -328,7 +328,7 @@ void tst_PlainChain::aShortBlockMeetsInTheArrayWhatThePlainLoopsLeftThere()
         Vector expected = Samples::noise(kBufLen, 9);
         Vector actual = expected;
         for (const int count : {600, 1'024, 1'025, 333, 2'047, 64}) {
-            // Only the block is new; what stands behind it in the array is left from the one before.
+            // Only the block is new; what comes after it in the array is left from the previous one.
             const Vector block = Samples::noise(count, static_cast<std::uint32_t>(count));
             std::copy(block.begin(), block.end(), expected.begin());
             std::copy(block.begin(), block.end(), actual.begin());
