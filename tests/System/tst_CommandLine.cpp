@@ -1,19 +1,14 @@
-#include "System/Base58Text.h"
 #include "System/Recording.h"
+#include "System/Run.h"
 #include "System/ServerHome.h"
 #include "System/ServerProcess.h"
 
 #include <QDir>
-#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
-#include <QUdpSocket>
-#include <algorithm>
 
 namespace
 {
-
-constexpr int kFailure = 255; // -1 as a process's exit code
 
 const QStringList kUsage{
     QStringLiteral("Usage:\t-v app version"),
@@ -28,58 +23,6 @@ const QStringList kUsage{
     QStringLiteral("\t--version, --list, --index, --port as -v, -l, -i, -p"),
 };
 
-QStringList words(const char* text)
-{
-    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
-QByteArray silence()
-{
-    return recording({});
-}
-
-QString addressKey(const QString& file)
-{
-    return QStringLiteral("pn/server_id_") + file;
-}
-
-/// A run that ends by itself.
-struct Run
-{
-    int exitCode;
-    QStringList lines;
-};
-
-/// Without the lines that depend on the machine: what its system grants and which libraries it has.
-QStringList withoutTheMachines(QStringList lines)
-{
-    const auto isTheMachines = [](const QString& line) {
-        return line.startsWith(QStringLiteral("Receive buffer")) ||
-               line == QStringLiteral("The rsp library isn't installed");
-    };
-    lines.erase(std::remove_if(lines.begin(), lines.end(), isTheMachines), lines.end());
-    return lines;
-}
-
-Run run(const ServerHome& home, const QStringList& arguments)
-{
-    ServerProcess server(home);
-    server.start(arguments);
-    const int exitCode = server.waitForExitCode();
-    return {exitCode, withoutTheMachines(server.lines())};
-}
-
-/// What the server has warned of so far, without the tags.
-QStringList warnings(const ServerProcess& server)
-{
-    QStringList result;
-    const QStringList all = server.lines().filter(QStringLiteral("[ W ][ Application/Application ]"));
-    for (const QString& line : all) {
-        result.append(line.section(QStringLiteral("=>\t "), 1));
-    }
-    return result;
-}
-
 } // namespace
 
 class tst_CommandLine : public QObject
@@ -89,35 +32,20 @@ class tst_CommandLine : public QObject
 private slots:
     void endsAtOnce_data();
     void endsAtOnce();
-    void unknownOptionsEndTheProcess();
+    void unknownOptionsEndProcess();
     void listNamesEveryReceiverAndEnds();
-    void listAndRefusedStartsLeaveTheCountOfStartsAlone();
-    void refusesToStartWithoutAClearChoice_data();
-    void refusesToStartWithoutAClearChoice();
-    void indexOutOfRangeIsAWarningWithItsTag();
+    void refusesToStartWithoutClearChoice_data();
+    void refusesToStartWithoutClearChoice();
+    void indexOutOfRangeIsWarningWithItsTag();
     void startPrintsItsLinesInOrder();
     void oneReceiverNeedsNoOption();
     void indexChoosesAmongSeveral_data();
     void indexChoosesAmongSeveral();
-    void portIsTheOneAskedFor();
-    void portIsCutTo16Bits_data();
-    void portIsCutTo16Bits();
-    void portThatIsNoNumberIsLeftToTheSystem();
-    void usablePortAndIndexBringNoWarning();
-    void missingLibraryIsToldWhereAReceiverIsLookedFor_data();
-    void missingLibraryIsToldWhereAReceiverIsLookedFor();
-    void startWithAReceiverBeginsWithTheVersion();
-    void loggingRulesOfTheEnvironmentLeaveTheAddressBlock_data();
-    void loggingRulesOfTheEnvironmentLeaveTheAddressBlock();
-    void portInUseEndsTheProcess();
-    void addressSurvivesARestart();
-    void eachReceiverHasItsOwnAddress();
-    void regeneratedAddressIsNewAndStays();
-    void regeneratingOnAFirstStartStoresWhatIsPrinted();
-    void unusableStoredAddressIsReplaced_data();
-    void unusableStoredAddressIsReplaced();
-    void startsAreCounted();
-    void unusableSettingsStoreEndsTheProcess();
+    void missingLibraryIsToldWhereReceiverIsLookedFor_data();
+    void missingLibraryIsToldWhereReceiverIsLookedFor();
+    void startWithReceiverBeginsWithVersion();
+    void loggingRulesOfEnvironmentLeaveAddressBlock_data();
+    void loggingRulesOfEnvironmentLeaveAddressBlock();
     void nothingGoesToStandardOutput();
 };
 
@@ -151,21 +79,21 @@ void tst_CommandLine::endsAtOnce()
     QFETCH(QStringList, lines);
     const ServerHome home;
     for (int i = 0; i < recordings; ++i) {
-        home.addRecording(QStringLiteral("%1.wav").arg(i), silence());
+        home.addRecording(QStringLiteral("%1.wav").arg(i), recording({}));
     }
 
-    const Run result = run(home, arguments);
+    const Run result(home, arguments);
 
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.lines, lines);
 }
 
-void tst_CommandLine::unknownOptionsEndTheProcess()
+void tst_CommandLine::unknownOptionsEndProcess()
 {
     const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
+    home.addRecording(QStringLiteral("a.wav"), recording({}));
     for (const char* arguments : {"-x", "--hell", "-p"}) {
-        const Run result = run(home, words(arguments));
+        const Run result(home, words(arguments));
         QCOMPARE(result.exitCode, 1);
         QVERIFY2(!result.lines.isEmpty(), arguments);
         QVERIFY2(result.lines.filter(QStringLiteral("Server address")).isEmpty(), arguments);
@@ -175,18 +103,18 @@ void tst_CommandLine::unknownOptionsEndTheProcess()
 void tst_CommandLine::listNamesEveryReceiverAndEnds()
 {
     const ServerHome home;
-    const QString first = home.addRecording(QStringLiteral("first.wav"), silence());
+    const QString first = home.addRecording(QStringLiteral("first.wav"), recording({}));
     home.addRecording(QStringLiteral("notes.txt"), "no recording");
     QDir(home.documents()).mkdir(QStringLiteral("folder.wav"));
 
-    const Run one = run(home, words("-l"));
+    const Run one(home, words("-l"));
     QCOMPARE(one.exitCode, 0);
     QCOMPARE(one.lines,
              QStringList({QStringLiteral("Refresh enumerator radio device ..."),
                           QStringLiteral("0 \tfound .. IQFilePlayer IQ file player %1 %1").arg(first)}));
 
-    const QString second = home.addRecording(QStringLiteral("second.wav"), silence());
-    const Run two = run(home, words("--list"));
+    const QString second = home.addRecording(QStringLiteral("second.wav"), recording({}));
+    const Run two(home, words("--list"));
     QCOMPARE(two.exitCode, 0);
     QCOMPARE(two.lines.size(), 3);
     QVERIFY(two.lines[1].startsWith(QStringLiteral("0 \tfound .. IQFilePlayer IQ file player ")));
@@ -195,18 +123,7 @@ void tst_CommandLine::listNamesEveryReceiverAndEnds()
     QCOMPARE(two.lines.filter(first).size(), 1);
 }
 
-void tst_CommandLine::listAndRefusedStartsLeaveTheCountOfStartsAlone()
-{
-    const ServerHome home;
-    QCOMPARE(run(home, words("-l")).exitCode, 0);
-    QCOMPARE(run(home, {}).exitCode, kFailure);
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    QCOMPARE(run(home, words("-l")).exitCode, 0);
-    QCOMPARE(run(home, words("-i 3")).exitCode, kFailure);
-    QCOMPARE(home.setting(QStringLiteral("check_settings")), QVariant());
-}
-
-void tst_CommandLine::refusesToStartWithoutAClearChoice_data()
+void tst_CommandLine::refusesToStartWithoutClearChoice_data()
 {
     QTest::addColumn<int>("recordings");
     QTest::addColumn<QStringList>("arguments");
@@ -226,28 +143,28 @@ void tst_CommandLine::refusesToStartWithoutAClearChoice_data()
     QTest::newRow("no number, no receiver") << 0 << words("-i abc") << range;
 }
 
-void tst_CommandLine::refusesToStartWithoutAClearChoice()
+void tst_CommandLine::refusesToStartWithoutClearChoice()
 {
     QFETCH(int, recordings);
     QFETCH(QStringList, arguments);
     QFETCH(QString, text);
     const ServerHome home;
     for (int i = 0; i < recordings; ++i) {
-        home.addRecording(QStringLiteral("%1.wav").arg(i), silence());
+        home.addRecording(QStringLiteral("%1.wav").arg(i), recording({}));
     }
 
-    const Run result = run(home, arguments);
+    const Run result(home, arguments);
 
-    QCOMPARE(result.exitCode, kFailure);
+    QCOMPARE(result.exitCode, Run::kFailure);
     QVERIFY(!result.lines.isEmpty());
     QVERIFY2(result.lines.last().endsWith(text), qPrintable(result.lines.join(QLatin1Char('\n'))));
     QVERIFY(result.lines.filter(QStringLiteral("Server address")).isEmpty());
 }
 
-void tst_CommandLine::indexOutOfRangeIsAWarningWithItsTag()
+void tst_CommandLine::indexOutOfRangeIsWarningWithItsTag()
 {
     const ServerHome home;
-    const Run result = run(home, words("-i 0"));
+    const Run result(home, words("-i 0"));
     QCOMPARE(result.lines.size(), 1);
     static const QRegularExpression form(
         QStringLiteral("^\\[ W \\]\\[ Application/[A-Za-z]+ \\] [A-Za-z]+ : [0-9]+ =>\t Index range out!$"));
@@ -257,7 +174,7 @@ void tst_CommandLine::indexOutOfRangeIsAWarningWithItsTag()
 void tst_CommandLine::startPrintsItsLinesInOrder()
 {
     const ServerHome home;
-    const QString file = home.addRecording(QStringLiteral("a.wav"), silence());
+    const QString file = home.addRecording(QStringLiteral("a.wav"), recording({}));
     ServerProcess server(home);
     QVERIFY(server.serve());
 
@@ -280,7 +197,7 @@ void tst_CommandLine::startPrintsItsLinesInOrder()
 void tst_CommandLine::oneReceiverNeedsNoOption()
 {
     const ServerHome home;
-    const QString file = home.addRecording(QStringLiteral("only.wav"), silence());
+    const QString file = home.addRecording(QStringLiteral("only.wav"), recording({}));
     ServerProcess server(home);
     QVERIFY(server.serve());
     QCOMPARE(server.identificator(), file);
@@ -306,9 +223,9 @@ void tst_CommandLine::indexChoosesAmongSeveral()
     QFETCH(int, index);
     QFETCH(QStringList, warned);
     const ServerHome home;
-    home.addRecording(QStringLiteral("b.wav"), silence());
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    const QString entry = run(home, words("-l")).lines.value(1 + index);
+    home.addRecording(QStringLiteral("b.wav"), recording({}));
+    home.addRecording(QStringLiteral("a.wav"), recording({}));
+    const QString entry = Run(home, words("-l")).lines.value(1 + index);
 
     ServerProcess server(home);
     QVERIFY(server.serve(arguments));
@@ -318,62 +235,7 @@ void tst_CommandLine::indexChoosesAmongSeveral()
     QVERIFY(server.quit());
 }
 
-void tst_CommandLine::portIsTheOneAskedFor()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    QVERIFY(server.serve(words("--port 23456")));
-    QCOMPARE(server.port(), quint16(23456));
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::portIsCutTo16Bits_data()
-{
-    QTest::addColumn<QString>("asked");
-    QTest::addColumn<quint16>("port");
-    QTest::newRow("70000") << QStringLiteral("70000") << quint16(4'464);
-    QTest::newRow("99999") << QStringLiteral("99999") << quint16(34'463);
-}
-
-void tst_CommandLine::portIsCutTo16Bits()
-{
-    QFETCH(QString, asked);
-    QFETCH(quint16, port);
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    QVERIFY(server.serve({QStringLiteral("-p"), asked}));
-    QCOMPARE(server.port(), port);
-    QCOMPARE(warnings(server), QStringList{QStringLiteral("Port is no number up to 65535: %1 - taken as %2")
-                                               .arg(asked, QString::number(port))});
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::portThatIsNoNumberIsLeftToTheSystem()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    QVERIFY(server.serve(words("-p ham")));
-    QVERIFY(server.port() != 0);
-    QCOMPARE(warnings(server),
-             QStringList{QStringLiteral("Port is no number up to 65535: ham - taken as 0")});
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::usablePortAndIndexBringNoWarning()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    QVERIFY(server.serve(words("-p 65535 -i 0")));
-    QCOMPARE(server.port(), quint16(65'535));
-    QCOMPARE(warnings(server), QStringList());
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::missingLibraryIsToldWhereAReceiverIsLookedFor_data()
+void tst_CommandLine::missingLibraryIsToldWhereReceiverIsLookedFor_data()
 {
     QTest::addColumn<int>("recordings");
     QTest::addColumn<QStringList>("arguments");
@@ -383,13 +245,13 @@ void tst_CommandLine::missingLibraryIsToldWhereAReceiverIsLookedFor_data()
     QTest::newRow("an index without a receiver") << 0 << words("-i 0");
 }
 
-void tst_CommandLine::missingLibraryIsToldWhereAReceiverIsLookedFor()
+void tst_CommandLine::missingLibraryIsToldWhereReceiverIsLookedFor()
 {
     QFETCH(int, recordings);
     QFETCH(QStringList, arguments);
     const ServerHome home;
     for (int i = 0; i < recordings; ++i) {
-        home.addRecording(QStringLiteral("%1.wav").arg(i), silence());
+        home.addRecording(QStringLiteral("%1.wav").arg(i), recording({}));
     }
     ServerProcess server(home);
     server.start(arguments);
@@ -397,10 +259,10 @@ void tst_CommandLine::missingLibraryIsToldWhereAReceiverIsLookedFor()
     QCOMPARE(server.count(QStringLiteral("The rsp library isn't installed")), 1);
 }
 
-void tst_CommandLine::startWithAReceiverBeginsWithTheVersion()
+void tst_CommandLine::startWithReceiverBeginsWithVersion()
 {
     const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
+    home.addRecording(QStringLiteral("a.wav"), recording({}));
     ServerProcess server(home);
     QVERIFY(server.serve());
     QCOMPARE(server.lines().constFirst(), QStringLiteral("App version: 0.8"));
@@ -408,7 +270,7 @@ void tst_CommandLine::startWithAReceiverBeginsWithTheVersion()
     QVERIFY(server.quit());
 }
 
-void tst_CommandLine::loggingRulesOfTheEnvironmentLeaveTheAddressBlock_data()
+void tst_CommandLine::loggingRulesOfEnvironmentLeaveAddressBlock_data()
 {
     QTest::addColumn<QString>("rules");
     QTest::newRow("debug") << QStringLiteral("default.debug=false");
@@ -416,11 +278,11 @@ void tst_CommandLine::loggingRulesOfTheEnvironmentLeaveTheAddressBlock_data()
     QTest::newRow("in another section") << QStringLiteral("*.debug=false;[Elsewhere]");
 }
 
-void tst_CommandLine::loggingRulesOfTheEnvironmentLeaveTheAddressBlock()
+void tst_CommandLine::loggingRulesOfEnvironmentLeaveAddressBlock()
 {
     QFETCH(QString, rules);
     const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
+    home.addRecording(QStringLiteral("a.wav"), recording({}));
     ServerProcess server(home);
     server.setVariable(QStringLiteral("QT_LOGGING_RULES"), rules);
     QVERIFY(server.serve());
@@ -429,154 +291,10 @@ void tst_CommandLine::loggingRulesOfTheEnvironmentLeaveTheAddressBlock()
     QVERIFY(server.quit());
 }
 
-void tst_CommandLine::portInUseEndsTheProcess()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    QUdpSocket taken;
-    QVERIFY(taken.bind(QHostAddress(QHostAddress::Any)));
-    const QString port = QString::number(taken.localPort());
-
-    const Run result = run(home, {QStringLiteral("-p"), port});
-
-    QCOMPARE(result.exitCode, kFailure);
-    const QRegularExpression form(
-        QStringLiteral(
-            "^\\[ C \\]\\[ Network/Socket/Socket \\] listen : [0-9]+ =>\t Error bind udp port: %1, .+$")
-            .arg(port));
-    QVERIFY2(form.match(result.lines.last()).hasMatch(), qPrintable(result.lines.last()));
-    QVERIFY(result.lines.filter(QStringLiteral("Server address:")).size() == 1);
-    QVERIFY(result.lines.filter(QStringLiteral("Server local port:")).isEmpty());
-}
-
-void tst_CommandLine::addressSurvivesARestart()
-{
-    const ServerHome home;
-    const QString file = home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    QVERIFY(server.serve());
-    const QString address = server.address();
-    const QString stored = home.setting(addressKey(file)).toString();
-    QCOMPARE(stored.size(), 40);
-    QCOMPARE(stored, stored.toLower());
-    QCOMPARE(Base58Text::encode(QByteArray::fromHex(stored.toLatin1())), address);
-    QVERIFY(server.quit());
-
-    QVERIFY(server.serve());
-    QCOMPARE(server.address(), address);
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::eachReceiverHasItsOwnAddress()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    home.addRecording(QStringLiteral("b.wav"), silence());
-    ServerProcess first(home);
-    ServerProcess second(home);
-    QVERIFY(first.serve(words("-i 0")));
-    QVERIFY(second.serve(words("-i 1")));
-    QVERIFY(first.address() != second.address());
-    QVERIFY(first.port() != second.port());
-    const QString address = first.address();
-    QVERIFY(first.quit());
-    QVERIFY(first.serve(words("-i 0")));
-    QCOMPARE(first.address(), address);
-    QVERIFY(first.quit());
-    QVERIFY(second.quit());
-}
-
-void tst_CommandLine::regeneratedAddressIsNewAndStays()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    QVERIFY(server.serve());
-    const QString before = server.address();
-    QVERIFY(server.quit());
-
-    QVERIFY(server.serve(words("-r")));
-    const QString after = server.address();
-    QVERIFY(after != before);
-    QVERIFY(server.quit());
-
-    QVERIFY(server.serve());
-    QCOMPARE(server.address(), after);
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::regeneratingOnAFirstStartStoresWhatIsPrinted()
-{
-    const ServerHome home;
-    const QString file = home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    QVERIFY(server.serve(words("-r")));
-    QCOMPARE(home.setting(addressKey(file)).toString(), QString::fromLatin1(server.id().toHex()));
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::unusableStoredAddressIsReplaced_data()
-{
-    QTest::addColumn<QString>("stored");
-    QTest::newRow("all zero") << QString(40, QLatin1Char('0'));
-    QTest::newRow("bytes that sum to 256") << QStringLiteral("8080") + QString(36, QLatin1Char('0'));
-    QTest::newRow("39 digits") << QString(39, QLatin1Char('1'));
-    QTest::newRow("41 digits") << QString(41, QLatin1Char('1'));
-    QTest::newRow("empty") << QString();
-}
-
-void tst_CommandLine::unusableStoredAddressIsReplaced()
-{
-    QFETCH(QString, stored);
-    const ServerHome home;
-    const QString file = home.addRecording(QStringLiteral("a.wav"), silence());
-    home.setSetting(addressKey(file), stored);
-    ServerProcess server(home);
-    QVERIFY(server.serve());
-    const QString now = home.setting(addressKey(file)).toString();
-    QVERIFY(now != stored);
-    QCOMPARE(now, QString::fromLatin1(server.id().toHex()));
-    QVERIFY(server.quit());
-}
-
-void tst_CommandLine::startsAreCounted()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    ServerProcess server(home);
-    for (int start = 1; start <= 3; ++start) {
-        QVERIFY(server.serve());
-        QCOMPARE(home.setting(QStringLiteral("check_settings")).toInt(), start);
-        QVERIFY(server.quit());
-    }
-}
-
-void tst_CommandLine::unusableSettingsStoreEndsTheProcess()
-{
-    const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
-    // A file stands where the store's folder would have to be made; that holds for root as well.
-    QFile obstacle(home.path() + QStringLiteral("/config/Orvenlink"));
-    QVERIFY(obstacle.open(QIODevice::WriteOnly));
-
-    const Run result = run(home, {});
-
-    QCOMPARE(result.exitCode, kFailure);
-    static const QRegularExpression form(QStringLiteral(
-        "^\\[ C \\]\\[ Application/[A-Za-z]+ \\] [A-Za-z]+ : [0-9]+ =>\t Check settings: false$"));
-    QVERIFY(result.lines.size() > 1);
-    QVERIFY2(form.match(result.lines[result.lines.size() - 2]).hasMatch(), qPrintable(result.lines.last()));
-    QVERIFY2(result.lines.last().contains(home.settingsFile()), qPrintable(result.lines.last()));
-    QVERIFY2(result.lines.last().endsWith(
-                 QStringLiteral("- the folder %1/config/Orvenlink can't be made").arg(home.path())),
-             qPrintable(result.lines.last()));
-    QVERIFY(result.lines.filter(QStringLiteral("Server address")).isEmpty());
-}
-
 void tst_CommandLine::nothingGoesToStandardOutput()
 {
     const ServerHome home;
-    home.addRecording(QStringLiteral("a.wav"), silence());
+    home.addRecording(QStringLiteral("a.wav"), recording({}));
     ServerProcess server(home);
     QVERIFY(server.serve());
     QVERIFY(server.quit());
