@@ -35,9 +35,9 @@ int Measure::strongest(const QVector<qint16>& points)
 
 double Measure::point(double amplitude, double frequency, double sampleRate, int fftSize, int bin)
 {
-    const long double offset =
-        static_cast<long double>(frequency / sampleRate) -
-        static_cast<long double>(bin - fftSize / 2) / static_cast<long double>(fftSize);
+    const int middle = fftSize / 2;
+    const long double offset = static_cast<long double>(frequency / sampleRate) -
+                               static_cast<long double>(bin - middle) / static_cast<long double>(fftSize);
     std::complex<long double> sum = 0;
     for (int n = 0; n < fftSize; ++n) {
         const long double turn =
