@@ -8,7 +8,7 @@
 #include <functional>
 
 /// A test of the local machine's own TCP: a listener on port 33672, and a client that connects to it on the
-/// loopback address. An object is either the one or the other.
+/// loopback address. An object is one or the other.
 /// Thread: main.
 class NetworkAvailable : public QObject
 {
@@ -18,7 +18,7 @@ public:
     using Callback = std::function<void()>;
 
     explicit NetworkAvailable(QObject* parent);
-    /// A client leaves its host.
+    /// A client disconnects.
     ~NetworkAvailable() override;
 
     /// Listens on every address. A port that is taken is logged and leaves no server.
@@ -26,8 +26,8 @@ public:
     /// Makes the client, not yet connected.
     void createClient();
 
-    /// Connects the client, if there is one. `connected` runs when the connection stands, `disconnected` at
-    /// each of its end and its errors, so twice when the other end closes it. Either may be empty.
+    /// Connects the client, if there is one. `connected` runs once there is a connection, `disconnected`
+    /// at its end and at each error, so twice when the other end closes it. Either may be empty.
     void connectClient(Callback connected, Callback disconnected);
     /// Closes the client's connection, if there is a client.
     void closeClient();

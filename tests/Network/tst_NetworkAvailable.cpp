@@ -10,17 +10,17 @@ class tst_NetworkAvailable : public QObject
     Q_OBJECT
 
 private slots:
-    void aClientReachesTheServerOfTheSameMachine();
-    void theServerListensOnPort33672();
-    void aPortThatIsTakenIsLoggedAndLeavesNoServer();
-    void aRefusedConnectionIsLoggedAndRunsTheSecondCallback();
-    void closingTheClientRunsTheSecondCallbackOnce();
-    void anEndByTheServerRunsTheSecondCallbackForTheErrorAndForTheEnd();
-    void theCallbacksMayBeEmpty();
-    void withoutAClientConnectingAndClosingDoNothing();
-    void theServersSlotsForItsPeerAreThere();
-    void theDestructorOfAClientDisconnectsItAndSaysSo();
-    void theDestructorOfAServerLogsItsClassAlone();
+    void clientReachesServerOfSameMachine();
+    void serverListensOnPort33672();
+    void portThatIsTakenIsLoggedAndLeavesNoServer();
+    void refusedConnectionIsLoggedAndRunsSecondCallback();
+    void closingClientRunsSecondCallbackOnce();
+    void endByServerRunsSecondCallbackForErrorAndForEnd();
+    void callbacksMayBeEmpty();
+    void withoutClientConnectingAndClosingDoNothing();
+    void serversSlotsForItsPeerAreThere();
+    void destructorOfClientDisconnectsItAndSaysSo();
+    void destructorOfServerLogsItsClassAlone();
 };
 
 namespace
@@ -53,7 +53,7 @@ QStringList messages(const LogCapture& log)
 
 } // namespace
 
-void tst_NetworkAvailable::aClientReachesTheServerOfTheSameMachine()
+void tst_NetworkAvailable::clientReachesServerOfSameMachine()
 {
     const LogCapture log;
     NetworkAvailable server(nullptr);
@@ -66,7 +66,7 @@ void tst_NetworkAvailable::aClientReachesTheServerOfTheSameMachine()
     QCOMPARE(log.records().size(), 0);
 }
 
-void tst_NetworkAvailable::theServerListensOnPort33672()
+void tst_NetworkAvailable::serverListensOnPort33672()
 {
     const LogCapture log;
     NetworkAvailable server(nullptr);
@@ -76,7 +76,7 @@ void tst_NetworkAvailable::theServerListensOnPort33672()
     QVERIFY(socket.waitForConnected());
 }
 
-void tst_NetworkAvailable::aPortThatIsTakenIsLoggedAndLeavesNoServer()
+void tst_NetworkAvailable::portThatIsTakenIsLoggedAndLeavesNoServer()
 {
     const LogCapture log;
     QTcpServer first;
@@ -91,7 +91,7 @@ void tst_NetworkAvailable::aPortThatIsTakenIsLoggedAndLeavesNoServer()
     QVERIFY(!socket.waitForConnected());
 }
 
-void tst_NetworkAvailable::aRefusedConnectionIsLoggedAndRunsTheSecondCallback()
+void tst_NetworkAvailable::refusedConnectionIsLoggedAndRunsSecondCallback()
 {
     const LogCapture log;
     Client client;
@@ -102,7 +102,7 @@ void tst_NetworkAvailable::aRefusedConnectionIsLoggedAndRunsTheSecondCallback()
              QStringList{QStringLiteral("TCP SOCKET ERROR! QAbstractSocket::ConnectionRefusedError")});
 }
 
-void tst_NetworkAvailable::closingTheClientRunsTheSecondCallbackOnce()
+void tst_NetworkAvailable::closingClientRunsSecondCallbackOnce()
 {
     const LogCapture log;
     NetworkAvailable server(nullptr);
@@ -115,7 +115,7 @@ void tst_NetworkAvailable::closingTheClientRunsTheSecondCallbackOnce()
     QCOMPARE(log.records().size(), 0);
 }
 
-void tst_NetworkAvailable::anEndByTheServerRunsTheSecondCallbackForTheErrorAndForTheEnd()
+void tst_NetworkAvailable::endByServerRunsSecondCallbackForErrorAndForEnd()
 {
     const LogCapture log;
     auto server = std::make_unique<NetworkAvailable>(nullptr);
@@ -129,7 +129,7 @@ void tst_NetworkAvailable::anEndByTheServerRunsTheSecondCallbackForTheErrorAndFo
              QStringList{QStringLiteral("TCP SOCKET ERROR! QAbstractSocket::RemoteHostClosedError")});
 }
 
-void tst_NetworkAvailable::theCallbacksMayBeEmpty()
+void tst_NetworkAvailable::callbacksMayBeEmpty()
 {
     const LogCapture log;
     NetworkAvailable client(nullptr);
@@ -147,7 +147,7 @@ void tst_NetworkAvailable::theCallbacksMayBeEmpty()
     QCOMPARE(messages(log).size(), 1);
 }
 
-void tst_NetworkAvailable::withoutAClientConnectingAndClosingDoNothing()
+void tst_NetworkAvailable::withoutClientConnectingAndClosingDoNothing()
 {
     const LogCapture log;
     int calls = 0;
@@ -159,7 +159,7 @@ void tst_NetworkAvailable::withoutAClientConnectingAndClosingDoNothing()
     QCOMPARE(log.records().size(), 0);
 }
 
-void tst_NetworkAvailable::theServersSlotsForItsPeerAreThere()
+void tst_NetworkAvailable::serversSlotsForItsPeerAreThere()
 {
     const QMetaObject& metaObject = NetworkAvailable::staticMetaObject;
     for (const char* slot : {"onDisconnected()", "onErrorOccurred(QAbstractSocket::SocketError)"}) {
@@ -169,7 +169,7 @@ void tst_NetworkAvailable::theServersSlotsForItsPeerAreThere()
     }
 }
 
-void tst_NetworkAvailable::theDestructorOfAClientDisconnectsItAndSaysSo()
+void tst_NetworkAvailable::destructorOfClientDisconnectsItAndSaysSo()
 {
     const LogCapture log;
     QTcpServer server;
@@ -190,7 +190,7 @@ void tst_NetworkAvailable::theDestructorOfAClientDisconnectsItAndSaysSo()
     QCOMPARE(disconnected, 1);
 }
 
-void tst_NetworkAvailable::theDestructorOfAServerLogsItsClassAlone()
+void tst_NetworkAvailable::destructorOfServerLogsItsClassAlone()
 {
     const LogCapture log;
     auto server = std::make_unique<NetworkAvailable>(nullptr);

@@ -6,7 +6,7 @@
 namespace
 {
 
-// Wherever the outcome is known, it is that of the look-up, and readers look for it under this name.
+// Log lines of the outcome are searched for by this name, wherever it becomes known.
 constexpr char kHandler[] = "handleServers";
 
 } // namespace
@@ -28,8 +28,8 @@ void IPFromDNS::lookup(const QString& name)
 void IPFromDNS::handleServers()
 {
     if (m_lookup->error() == QDnsLookup::InvalidReplyError) {
-        // So it calls both a host without such records and name servers that don't answer. The system's
-        // resolver tells the two apart. (By name: clang-tidy takes Qt's other form for a leak.)
+        // Qt gives this error for a host without such records and for name servers that don't answer. The
+        // system's resolver tells the two apart. (By name: clang-tidy takes Qt's other form for a leak.)
         QHostInfo::lookupHost(m_lookup->name(), this, SLOT(handleHostInfo(QHostInfo)));
         return;
     }

@@ -6,7 +6,7 @@
 #include <QObject>
 
 /// Turns a host name into an IPv4 address without blocking the event loop. The address comes from the name
-/// servers of the system alone, never from its hosts file. There is no second try.
+/// servers of the system alone, never from its hosts file. It is asked for once.
 /// Thread: main.
 class IPFromDNS : public QObject
 {

@@ -67,7 +67,7 @@ void tst_Settings::init()
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder->path());
 }
 
-// A store that reads as empty and can't be made: its folder would lie below a file. Holds for root as well.
+// A store that reads as empty and can't be made, not even by root: its folder would be below a file.
 void tst_Settings::placeStoreUnderFile()
 {
     QFile file(path(QStringLiteral("file")));

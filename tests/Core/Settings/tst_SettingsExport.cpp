@@ -126,7 +126,7 @@ void tst_SettingsExport::importOfMalformedFileIsToldForEachKey()
 void tst_SettingsExport::importIntoStoreThatCannotBeWrittenIsTold()
 {
     QSettings(path(QStringLiteral("in.ini")), QSettings::IniFormat).setValue(QStringLiteral("EXPORT/a"), 1);
-    // Its folder would lie below a file: that can't be made, for root neither.
+    // Its folder would lie below a file: that can't be made, not even by root.
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, path(QStringLiteral("in.ini")));
     const LogCapture log;
     QVERIFY(!Settings::importSettings(path(QStringLiteral("in.ini"))));

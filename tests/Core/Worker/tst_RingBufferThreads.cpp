@@ -8,8 +8,8 @@
 #include <thread>
 
 // One writer and two readers on the same ring under one lock. Run under the thread sanitizer, which does not
-// know Qt's mutex: a lock of the standard library stands in for it, and Qt Test, whose own threads the
-// sanitizer misjudges, stays out. What is proven is that the ring touches nothing outside the lock's hold.
+// know Qt's mutex: it uses a lock of the standard library instead, and no Qt Test, whose own threads the
+// sanitizer misjudges. This proves that the ring touches nothing without the lock.
 
 namespace
 {

@@ -12,21 +12,21 @@ class tst_Base58 : public QObject
 private slots:
     void publishedVectorsBothWays_data();
     void publishedVectorsBothWays();
-    void emptyInputEncodesToTheEmptyString();
-    void everyLeadingZeroByteIsAOne();
+    void emptyInputEncodesToEmptyString();
+    void everyLeadingZeroByteIsDigitOne();
     void whiteSpaceAroundIsSkipped();
-    void decodeOfTheEmptyStringGivesNoBytesAndTrue();
+    void decodeOfEmptyStringGivesNoBytesAndTrue();
     void decodeOfOneGivesOneZeroByte();
-    void textOutsideTheAlphabetIsRefused_data();
-    void textOutsideTheAlphabetIsRefused();
-    void aRefusedTextLeavesTheResultAsItWas();
-    void aNulInTheStringIsRefused();
-    void idIsTheTwentyBytesOfItsText();
+    void textOutsideAlphabetIsRefused_data();
+    void textOutsideAlphabetIsRefused();
+    void refusedTextLeavesResultAsItWas();
+    void nulInStringIsRefused();
+    void idIsTwentyBytesOfItsText();
     void idOfAnyOtherDecodedLengthIsEmpty_data();
     void idOfAnyOtherDecodedLengthIsEmpty();
-    void idOfAVeryLongTextIsEmptyAtOnce();
-    void everyLengthSurvivesTheRoundTrip();
-    void anythingAtAllDecodesWithoutAFault();
+    void idOfVeryLongTextIsEmptyAtOnce();
+    void everyLengthSurvivesRoundTrip();
+    void anythingAtAllDecodesWithoutFault();
 };
 
 namespace
@@ -83,14 +83,14 @@ void tst_Base58::publishedVectorsBothWays()
     QVERIFY(decoded == raw);
 }
 
-void tst_Base58::emptyInputEncodesToTheEmptyString()
+void tst_Base58::emptyInputEncodesToEmptyString()
 {
     QCOMPARE(Base58::encode(Bytes()), std::string());
     QCOMPARE(Base58::encode(QByteArray()), QString());
     QCOMPARE(Base58::encode(nullptr, nullptr), std::string());
 }
 
-void tst_Base58::everyLeadingZeroByteIsAOne()
+void tst_Base58::everyLeadingZeroByteIsDigitOne()
 {
     QCOMPARE(Base58::encode(Bytes(1, 0)), std::string("1"));
     QCOMPARE(Base58::encode(Bytes(20, 0)), std::string(20, '1'));
@@ -107,7 +107,7 @@ void tst_Base58::whiteSpaceAroundIsSkipped()
     }
 }
 
-void tst_Base58::decodeOfTheEmptyStringGivesNoBytesAndTrue()
+void tst_Base58::decodeOfEmptyStringGivesNoBytesAndTrue()
 {
     for (const char* text : {"", "   "}) {
         Bytes bytes{1, 2, 3};
@@ -123,7 +123,7 @@ void tst_Base58::decodeOfOneGivesOneZeroByte()
     QVERIFY(bytes == Bytes{0});
 }
 
-void tst_Base58::textOutsideTheAlphabetIsRefused_data()
+void tst_Base58::textOutsideAlphabetIsRefused_data()
 {
     QTest::addColumn<QByteArray>("text");
     for (const char* text : {"0", "O", "I", "l", "2 2", "11 1", "2\t2", "2-", "+2", "1\xE9", "\xFF"}) {
@@ -131,28 +131,28 @@ void tst_Base58::textOutsideTheAlphabetIsRefused_data()
     }
 }
 
-void tst_Base58::textOutsideTheAlphabetIsRefused()
+void tst_Base58::textOutsideAlphabetIsRefused()
 {
     QFETCH(QByteArray, text);
     Bytes bytes;
     QVERIFY(!Base58::decode(text.constData(), bytes));
 }
 
-void tst_Base58::aRefusedTextLeavesTheResultAsItWas()
+void tst_Base58::refusedTextLeavesResultAsItWas()
 {
     Bytes bytes{7, 8};
     QVERIFY(!Base58::decode("2g0", bytes));
     QVERIFY(bytes == (Bytes{7, 8}));
 }
 
-void tst_Base58::aNulInTheStringIsRefused()
+void tst_Base58::nulInStringIsRefused()
 {
     Bytes bytes;
     QVERIFY(!Base58::decode(std::string("2g\0", 3), bytes));
     QVERIFY(!Base58::decode(std::string("2g\0garbage", 10), bytes));
 }
 
-void tst_Base58::idIsTheTwentyBytesOfItsText()
+void tst_Base58::idIsTwentyBytesOfItsText()
 {
     QCOMPARE(Base58::decode(QStringLiteral("2cFupjhnEsSn59qHXstmK2ffpLv2")).bytes(),
              QByteArray("simply a long string"));
@@ -185,13 +185,13 @@ void tst_Base58::idOfAnyOtherDecodedLengthIsEmpty()
     QCOMPARE(Base58::decode(text).bytes(), QByteArray());
 }
 
-void tst_Base58::idOfAVeryLongTextIsEmptyAtOnce()
+void tst_Base58::idOfVeryLongTextIsEmptyAtOnce()
 {
     // By the square of its length this would take hours.
     QCOMPARE(Base58::decode(QString(10'000'000, QLatin1Char('z'))).bytes(), QByteArray());
 }
 
-void tst_Base58::everyLengthSurvivesTheRoundTrip()
+void tst_Base58::everyLengthSurvivesRoundTrip()
 {
     QRandomGenerator random(1);
     for (size_t length = 0; length <= 100; ++length) {
@@ -208,7 +208,7 @@ void tst_Base58::everyLengthSurvivesTheRoundTrip()
     }
 }
 
-void tst_Base58::anythingAtAllDecodesWithoutAFault()
+void tst_Base58::anythingAtAllDecodesWithoutFault()
 {
     QRandomGenerator random(2);
     for (int i = 0; i < 2000; ++i) {

@@ -22,19 +22,19 @@ private slots:
     void numbersConvert();
     void failureLogsItsMessageGivesZeroAndFalse_data();
     void failureLogsItsMessageGivesZeroAndFalse();
-    void aValueIsEscapedAndCutInTheMessage();
+    void valueIsEscapedAndCutInMessage();
     void toInt8NamesQuint16InItsMessage();
     void numbersBeyondTheirTypeDoNotFault();
-    void warningNamesTheReader();
-    void containsTellsWhetherTheKeyIsThere();
+    void warningNamesReader();
+    void containsTellsWhetherKeyIsThere();
     void containsAllNeedsEveryKeyAndIsTrueForNone();
     void objectWithItsKeysParses();
-    void textThatIsNoObjectFailsWithTheParseMessage_data();
-    void textThatIsNoObjectFailsWithTheParseMessage();
-    void firstMissingKeyAloneIsLoggedAndTheObjectStays();
-    void deepNestingIsRefusedAndDoesNotEatTheStack();
-    void anythingAtAllParsesWithoutAFault();
-    void aFloodOfBadValuesIsLoggedFiftyTimesASecond();
+    void textThatIsNoObjectFailsWithParseMessage_data();
+    void textThatIsNoObjectFailsWithParseMessage();
+    void firstMissingKeyAloneIsLoggedAndObjectStays();
+    void deepNestingIsRefusedAndDoesNotEatStack();
+    void anythingAtAllParsesWithoutFault();
+    void floodOfBadValuesIsLoggedFiftyTimesPerSecond();
 };
 
 namespace
@@ -238,7 +238,7 @@ void tst_Json::failureLogsItsMessageGivesZeroAndFalse()
     QCOMPARE(onlyWarning(log), message("double"));
 }
 
-void tst_Json::aValueIsEscapedAndCutInTheMessage()
+void tst_Json::valueIsEscapedAndCutInMessage()
 {
     LogCapture log;
     int value = 5;
@@ -275,7 +275,7 @@ void tst_Json::numbersBeyondTheirTypeDoNotFault()
     QCOMPARE(value, 1e300);
 }
 
-void tst_Json::warningNamesTheReader()
+void tst_Json::warningNamesReader()
 {
     const LogCapture log;
     int value = 0;
@@ -284,7 +284,7 @@ void tst_Json::warningNamesTheReader()
              qPrintable(log.texts().constFirst()));
 }
 
-void tst_Json::containsTellsWhetherTheKeyIsThere()
+void tst_Json::containsTellsWhetherKeyIsThere()
 {
     QVERIFY(Json::contains(with("null"), kKey));
     QVERIFY(!Json::contains(with("null"), QStringLiteral("K")));
@@ -312,7 +312,7 @@ void tst_Json::objectWithItsKeysParses()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_Json::textThatIsNoObjectFailsWithTheParseMessage_data()
+void tst_Json::textThatIsNoObjectFailsWithParseMessage_data()
 {
     QTest::addColumn<QByteArray>("data");
     QTest::newRow("an array, valid as it is") << QByteArray("[1]");
@@ -324,7 +324,7 @@ void tst_Json::textThatIsNoObjectFailsWithTheParseMessage_data()
     QTest::newRow("zeros") << QByteArray(100, '\0');
 }
 
-void tst_Json::textThatIsNoObjectFailsWithTheParseMessage()
+void tst_Json::textThatIsNoObjectFailsWithParseMessage()
 {
     QFETCH(QByteArray, data);
     QJsonParseError error;
@@ -337,7 +337,7 @@ void tst_Json::textThatIsNoObjectFailsWithTheParseMessage()
     QCOMPARE(object, (QJsonObject{{QStringLiteral("old"), 1}}));
 }
 
-void tst_Json::firstMissingKeyAloneIsLoggedAndTheObjectStays()
+void tst_Json::firstMissingKeyAloneIsLoggedAndObjectStays()
 {
     const LogCapture log;
     QJsonObject object;
@@ -347,7 +347,7 @@ void tst_Json::firstMissingKeyAloneIsLoggedAndTheObjectStays()
     QCOMPARE(object, parsed(R"({"a":1})"));
 }
 
-void tst_Json::deepNestingIsRefusedAndDoesNotEatTheStack()
+void tst_Json::deepNestingIsRefusedAndDoesNotEatStack()
 {
     const LogCapture log;
     QJsonObject object;
@@ -362,7 +362,7 @@ void tst_Json::deepNestingIsRefusedAndDoesNotEatTheStack()
     QCOMPARE(log.texts(QtWarningMsg).size(), 3);
 }
 
-void tst_Json::anythingAtAllParsesWithoutAFault()
+void tst_Json::anythingAtAllParsesWithoutFault()
 {
     const LogCapture log;
     QRandomGenerator random(3);
@@ -386,7 +386,7 @@ void tst_Json::anythingAtAllParsesWithoutAFault()
     }
 }
 
-void tst_Json::aFloodOfBadValuesIsLoggedFiftyTimesASecond()
+void tst_Json::floodOfBadValuesIsLoggedFiftyTimesPerSecond()
 {
     const LogCapture log;
     QJsonObject object;

@@ -14,8 +14,8 @@ class tst_JsonText : public QObject
 private slots:
     void isReadAsQtDoes_data();
     void isReadAsQtDoes();
-    void aKeyNamedAgainAfterAnArrayOrObjectIsRefused_data();
-    void aKeyNamedAgainAfterAnArrayOrObjectIsRefused();
+    void keyNamedAgainAfterArrayOrObjectIsRefused_data();
+    void keyNamedAgainAfterArrayOrObjectIsRefused();
     void nestingIsBounded_data();
     void nestingIsBounded();
     void noTextCostsMuchMoreThanQtsOwnReading_data();
@@ -53,7 +53,7 @@ void tst_JsonText::isReadAsQtDoes()
     QCOMPARE(error.offset, expected.offset);
 }
 
-void tst_JsonText::aKeyNamedAgainAfterAnArrayOrObjectIsRefused_data()
+void tst_JsonText::keyNamedAgainAfterArrayOrObjectIsRefused_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::newRow("array") << QByteArray(R"({"a":[1],"a":2})");
@@ -75,7 +75,7 @@ void tst_JsonText::aKeyNamedAgainAfterAnArrayOrObjectIsRefused_data()
     QTest::newRow("in a text that has no end") << QByteArray(R"({"v":{"a":[1],"a":2})");
 }
 
-void tst_JsonText::aKeyNamedAgainAfterAnArrayOrObjectIsRefused()
+void tst_JsonText::keyNamedAgainAfterArrayOrObjectIsRefused()
 {
     QFETCH(QByteArray, text);
     QJsonParseError error;

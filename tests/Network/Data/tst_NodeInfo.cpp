@@ -10,7 +10,7 @@ class tst_NodeInfo : public QObject
 private slots:
     void defaultIsZeroIdNullAddressAndPortZero();
     void sameIdAtAnotherAddressAndPortIsEqual();
-    void anotherIdAtTheSameAddressDiffers();
+    void anotherIdAtSameAddressDiffers();
     void streamHoldsIdAddressAndPort();
     void readingReplacesAllThreeFields();
 };
@@ -31,7 +31,7 @@ void tst_NodeInfo::sameIdAtAnotherAddressAndPortIsEqual()
     QVERIFY(!(left != right));
 }
 
-void tst_NodeInfo::anotherIdAtTheSameAddressDiffers()
+void tst_NodeInfo::anotherIdAtSameAddressDiffers()
 {
     const NodeInfo left{int160::highest(), QHostAddress(QStringLiteral("10.0.0.1")), 1000};
     const NodeInfo right{int160::lowest(), left.address, left.port};

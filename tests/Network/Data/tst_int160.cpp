@@ -14,25 +14,25 @@ private slots:
     void defaultIsTwentyZeroBytes();
     void rawBytesAreCopiedExactlyTwenty();
     void textOfFortyDigitsIsReadInEitherCase();
-    void textThatIsNoIdGivesTheEmptyValue_data();
-    void textThatIsNoIdGivesTheEmptyValue();
+    void textThatIsNoIdGivesEmptyValue_data();
+    void textThatIsNoIdGivesEmptyValue();
     void textIsLowerCaseHexadecimal();
     void lowestAndHighestAreAllZerosAndAllOnes();
-    void equalityNeedsTheSameLengthAndBytes();
-    void orderIsByUnsignedBytesFromTheFirst_data();
-    void orderIsByUnsignedBytesFromTheFirst();
+    void equalityNeedsSameLengthAndBytes();
+    void orderIsByUnsignedBytesFromFirst_data();
+    void orderIsByUnsignedBytesFromFirst();
     void emptyIsNeitherLessNorGreater();
-    void distanceIsTheBytewiseXor();
-    void distanceToTheEmptyValueKeepsTwentyBytes();
-    void bitZeroIsTheTopBitOfTheFirstByte();
-    void bitsOutsideTheIdAreFalse();
-    void nullByTheByteSum_data();
-    void nullByTheByteSum();
-    void streamHoldsTheHexadecimalText();
-    void streamOfAnotherTextGivesTheEmptyValue();
+    void distanceIsBytewiseXor();
+    void distanceToEmptyValueKeepsTwentyBytes();
+    void bitZeroIsTopBitOfFirstByte();
+    void bitsOutsideIdAreFalse();
+    void nullByByteSum_data();
+    void nullByByteSum();
+    void streamHoldsHexadecimalText();
+    void streamOfAnotherTextGivesEmptyValue();
     void randomIdsDiffer();
-    void randomBytesAreTheClockXorNoiseBelow255();
-    void randomIdsTakeNothingFromTheGeneratorThatOthersSee();
+    void randomBytesAreClockXorNoiseBelow255();
+    void randomIdsTakeNothingFromGeneratorThatOthersSee();
 };
 
 namespace
@@ -71,7 +71,7 @@ void tst_int160::textOfFortyDigitsIsReadInEitherCase()
     QCOMPARE(int160(QStringLiteral("00017F80FFABCDEF123456789ABCDEF011223344")).bytes(), bytes);
 }
 
-void tst_int160::textThatIsNoIdGivesTheEmptyValue_data()
+void tst_int160::textThatIsNoIdGivesEmptyValue_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QString();
@@ -86,7 +86,7 @@ void tst_int160::textThatIsNoIdGivesTheEmptyValue_data()
     QTest::newRow("39 digits and a wide character") << QString(39, QLatin1Char('1')) + QChar(0x0131);
 }
 
-void tst_int160::textThatIsNoIdGivesTheEmptyValue()
+void tst_int160::textThatIsNoIdGivesEmptyValue()
 {
     QFETCH(QString, text);
     const int160 id(text);
@@ -106,7 +106,7 @@ void tst_int160::lowestAndHighestAreAllZerosAndAllOnes()
     QCOMPARE(int160::highest().bytes(), QByteArray(20, '\xFF'));
 }
 
-void tst_int160::equalityNeedsTheSameLengthAndBytes()
+void tst_int160::equalityNeedsSameLengthAndBytes()
 {
     QVERIFY(withBytes({1, 2}) == withBytes({1, 2}));
     QVERIFY(withBytes({1, 2}) != withBytes({1, 3}));
@@ -115,7 +115,7 @@ void tst_int160::equalityNeedsTheSameLengthAndBytes()
     QVERIFY(!(kEmpty == int160()));
 }
 
-void tst_int160::orderIsByUnsignedBytesFromTheFirst_data()
+void tst_int160::orderIsByUnsignedBytesFromFirst_data()
 {
     QTest::addColumn<QByteArray>("less");
     QTest::addColumn<QByteArray>("greater");
@@ -127,7 +127,7 @@ void tst_int160::orderIsByUnsignedBytesFromTheFirst_data()
         << int160(QStringLiteral("00000000000000000000000000000000000000ff")).bytes();
 }
 
-void tst_int160::orderIsByUnsignedBytesFromTheFirst()
+void tst_int160::orderIsByUnsignedBytesFromFirst()
 {
     QFETCH(QByteArray, less);
     QFETCH(QByteArray, greater);
@@ -149,21 +149,21 @@ void tst_int160::emptyIsNeitherLessNorGreater()
     QVERIFY(!(kEmpty <= int160()) && !(kEmpty >= int160()));
 }
 
-void tst_int160::distanceIsTheBytewiseXor()
+void tst_int160::distanceIsBytewiseXor()
 {
     QCOMPARE((withBytes({0xF0, 0x55, 0x80}) ^ withBytes({0xFF, 0x55, 0x01})).bytes(),
              withBytes({0x0F, 0x00, 0x81}).bytes());
     QCOMPARE((int160::highest() ^ int160::highest()).bytes(), int160::lowest().bytes());
 }
 
-void tst_int160::distanceToTheEmptyValueKeepsTwentyBytes()
+void tst_int160::distanceToEmptyValueKeepsTwentyBytes()
 {
     QCOMPARE((kEmpty ^ withBytes({3, 4})).bytes(), withBytes({3, 4}).bytes());
     QCOMPARE((withBytes({3, 4}) ^ kEmpty).bytes(), withBytes({3, 4}).bytes());
     QCOMPARE((kEmpty ^ kEmpty).bytes(), QByteArray(20, '\0'));
 }
 
-void tst_int160::bitZeroIsTheTopBitOfTheFirstByte()
+void tst_int160::bitZeroIsTopBitOfFirstByte()
 {
     const int160 top = withBytes({0x80});
     QVERIFY(top.bit(0));
@@ -176,7 +176,7 @@ void tst_int160::bitZeroIsTheTopBitOfTheFirstByte()
     QVERIFY(int160::highest().bit(159));
 }
 
-void tst_int160::bitsOutsideTheIdAreFalse()
+void tst_int160::bitsOutsideIdAreFalse()
 {
     QVERIFY(!int160::highest().bit(160));
     QVERIFY(!int160::highest().bit(1'000'000));
@@ -184,7 +184,7 @@ void tst_int160::bitsOutsideTheIdAreFalse()
     QVERIFY(!kEmpty.bit(0));
 }
 
-void tst_int160::nullByTheByteSum_data()
+void tst_int160::nullByByteSum_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<bool>("null");
@@ -197,14 +197,14 @@ void tst_int160::nullByTheByteSum_data()
     QTest::newRow("all ones, 5100 = 19 * 256 + 236") << int160::highest().bytes() << false;
 }
 
-void tst_int160::nullByTheByteSum()
+void tst_int160::nullByByteSum()
 {
     QFETCH(QByteArray, bytes);
     QTEST(int160(bytes.constData()).isNull(), "null");
     QVERIFY(kEmpty.isNull());
 }
 
-void tst_int160::streamHoldsTheHexadecimalText()
+void tst_int160::streamHoldsHexadecimalText()
 {
     const int160 id = withBytes({0xDE, 0xAD});
     QByteArray wire;
@@ -221,7 +221,7 @@ void tst_int160::streamHoldsTheHexadecimalText()
     QVERIFY(stream.atEnd());
 }
 
-void tst_int160::streamOfAnotherTextGivesTheEmptyValue()
+void tst_int160::streamOfAnotherTextGivesEmptyValue()
 {
     QByteArray wire;
     QDataStream writer(&wire, QIODevice::WriteOnly);
@@ -245,7 +245,7 @@ void tst_int160::randomIdsDiffer()
     QCOMPARE(seen.size(), 1000);
 }
 
-void tst_int160::randomBytesAreTheClockXorNoiseBelow255()
+void tst_int160::randomBytesAreClockXorNoiseBelow255()
 {
     // The top bytes of the clock stand still for years: their noise can be taken out and never is 255.
     const auto clock = [](int i) {
@@ -263,7 +263,7 @@ void tst_int160::randomBytesAreTheClockXorNoiseBelow255()
     QCOMPARE(noises.size(), 255);
 }
 
-void tst_int160::randomIdsTakeNothingFromTheGeneratorThatOthersSee()
+void tst_int160::randomIdsTakeNothingFromGeneratorThatOthersSee()
 {
     QRandomGenerator64 predicted = *QRandomGenerator64::global();
     for (int i = 0; i < 10; ++i) {

@@ -10,12 +10,12 @@ class tst_IPFromDNS : public QObject
     Q_OBJECT
 
 private slots:
-    void aHostsAddressIsFoundAndLogged();
-    void aHostOfSeveralAddressesYieldsTheFirstThatTheNameServerGave();
-    void aHostWithoutIpv4AddressGivesANullAddressAndTheNotFoundText_data();
-    void aHostWithoutIpv4AddressGivesANullAddressAndTheNotFoundText();
-    void aHostThatDoesNotExistGivesANullAddressAndTheFailedText();
-    void lookupReturnsBeforeTheAnswerIsThere();
+    void hostsAddressIsFoundAndLogged();
+    void hostOfSeveralAddressesYieldsFirstOfNameServer();
+    void hostWithoutIpv4AddressGivesNullAddressAndNotFoundText_data();
+    void hostWithoutIpv4AddressGivesNullAddressAndNotFoundText();
+    void unknownHostGivesNullAddressAndFailedText();
+    void lookupReturnsBeforeAnswerIsThere();
     void eachLookupFinishesOnce();
 };
 
@@ -73,7 +73,7 @@ Outcome lookUp(const QString& name)
 
 } // namespace
 
-void tst_IPFromDNS::aHostsAddressIsFoundAndLogged()
+void tst_IPFromDNS::hostsAddressIsFoundAndLogged()
 {
     const Outcome outcome = lookUp(QStringLiteral("one.orvenlink.test"));
     QCOMPARE(outcome.addresses, QVector<QHostAddress>{QHostAddress(QStringLiteral("192.0.2.1"))});
@@ -83,7 +83,7 @@ void tst_IPFromDNS::aHostsAddressIsFoundAndLogged()
              QStringLiteral("DNS lookup one.orvenlink.test QHostAddress(\"192.0.2.1\")"));
 }
 
-void tst_IPFromDNS::aHostOfSeveralAddressesYieldsTheFirstThatTheNameServerGave()
+void tst_IPFromDNS::hostOfSeveralAddressesYieldsFirstOfNameServer()
 {
     QDnsLookup direct(QDnsLookup::A, QStringLiteral("several.orvenlink.test"));
     direct.lookup();
@@ -96,7 +96,7 @@ void tst_IPFromDNS::aHostOfSeveralAddressesYieldsTheFirstThatTheNameServerGave()
     QCOMPARE(outcome.warnings, QStringList());
 }
 
-void tst_IPFromDNS::aHostWithoutIpv4AddressGivesANullAddressAndTheNotFoundText_data()
+void tst_IPFromDNS::hostWithoutIpv4AddressGivesNullAddressAndNotFoundText_data()
 {
     QTest::addColumn<QString>("name");
     QTest::newRow("an IPv6 address alone") << QStringLiteral("six.orvenlink.test");
@@ -104,7 +104,7 @@ void tst_IPFromDNS::aHostWithoutIpv4AddressGivesANullAddressAndTheNotFoundText_d
     QTest::newRow("an alias of such a host") << QStringLiteral("alias.orvenlink.test");
 }
 
-void tst_IPFromDNS::aHostWithoutIpv4AddressGivesANullAddressAndTheNotFoundText()
+void tst_IPFromDNS::hostWithoutIpv4AddressGivesNullAddressAndNotFoundText()
 {
     QFETCH(QString, name);
     const Outcome outcome = lookUp(name);
@@ -113,7 +113,7 @@ void tst_IPFromDNS::aHostWithoutIpv4AddressGivesANullAddressAndTheNotFoundText()
     QCOMPARE(outcome.debugs, QStringList());
 }
 
-void tst_IPFromDNS::aHostThatDoesNotExistGivesANullAddressAndTheFailedText()
+void tst_IPFromDNS::unknownHostGivesNullAddressAndFailedText()
 {
     const Outcome outcome = lookUp(QStringLiteral("none.orvenlink.test"));
     QCOMPARE(outcome.addresses, QVector<QHostAddress>{QHostAddress()});
@@ -122,7 +122,7 @@ void tst_IPFromDNS::aHostThatDoesNotExistGivesANullAddressAndTheFailedText()
     QCOMPARE(outcome.debugs, QStringList());
 }
 
-void tst_IPFromDNS::lookupReturnsBeforeTheAnswerIsThere()
+void tst_IPFromDNS::lookupReturnsBeforeAnswerIsThere()
 {
     const LogCapture log;
     IPFromDNS dns(nullptr);

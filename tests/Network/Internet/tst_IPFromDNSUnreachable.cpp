@@ -10,10 +10,10 @@ class tst_IPFromDNSUnreachable : public QObject
     Q_OBJECT
 
 private slots:
-    void withNoNetworkTheAddressIsNullAndTheTextTheFailedOne();
+    void withoutNetworkAddressIsNullAndTextTellsFailure();
 };
 
-void tst_IPFromDNSUnreachable::withNoNetworkTheAddressIsNullAndTheTextTheFailedOne()
+void tst_IPFromDNSUnreachable::withoutNetworkAddressIsNullAndTextTellsFailure()
 {
     const LogCapture log;
     IPFromDNS dns(nullptr);
