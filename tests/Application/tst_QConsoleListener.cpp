@@ -13,13 +13,13 @@ private slots:
     void init();
     void cleanup();
     void metaObjectListsSignalsAndSlotInOrder();
-    void lineIsDeliveredOnTheMainThreadWithoutItsEnd();
+    void lineIsDeliveredOnMainThreadWithoutItsEnd();
     void emptyLineArrivesAsEmptyString();
     void partialLineWaitsForItsEnd();
     void linesOfOneReadArriveInOrder();
-    void characterCutByTheReadStaysWhole();
+    void characterCutByReadStaysWhole();
     void lineLongerThanOneReadArrivesWhole();
-    void lineWithoutEndIsDeliveredAtTheEndOfInput();
+    void lineWithoutEndIsDeliveredAtEndOfInput();
     void destructionDoesNotWaitForInput();
 
 private:
@@ -92,7 +92,7 @@ void tst_QConsoleListener::metaObjectListsSignalsAndSlotInOrder()
                                             "on_finishedGetLine(QString)"}));
 }
 
-void tst_QConsoleListener::lineIsDeliveredOnTheMainThreadWithoutItsEnd()
+void tst_QConsoleListener::lineIsDeliveredOnMainThreadWithoutItsEnd()
 {
     QConsoleListener listener;
     const Lines lines(listener);
@@ -127,7 +127,7 @@ void tst_QConsoleListener::linesOfOneReadArriveInOrder()
     QTRY_COMPARE(lines.texts, (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}));
 }
 
-void tst_QConsoleListener::characterCutByTheReadStaysWhole()
+void tst_QConsoleListener::characterCutByReadStaysWhole()
 {
     QConsoleListener listener;
     const Lines lines(listener);
@@ -146,7 +146,7 @@ void tst_QConsoleListener::lineLongerThanOneReadArrivesWhole()
     QTRY_COMPARE(lines.texts, QStringList{QString::fromLatin1(text)});
 }
 
-void tst_QConsoleListener::lineWithoutEndIsDeliveredAtTheEndOfInput()
+void tst_QConsoleListener::lineWithoutEndIsDeliveredAtEndOfInput()
 {
     QConsoleListener listener;
     const Lines lines(listener);

@@ -15,7 +15,7 @@ private slots:
     void firstStartStoresFreshIdentity();
     void storedIdentityIsKept();
     void eachReceiverHasItsOwn();
-    void regenerateReplacesTheStoredOne();
+    void regenerateReplacesStoredOne();
     void storedTextThatIsNoIdentityIsReplaced_data();
     void storedTextThatIsNoIdentityIsReplaced();
 };
@@ -68,7 +68,7 @@ void tst_ServerIdentity::eachReceiverHasItsOwn()
     QVERIFY(ServerIdentity::load(kDevice, false) == one);
 }
 
-void tst_ServerIdentity::regenerateReplacesTheStoredOne()
+void tst_ServerIdentity::regenerateReplacesStoredOne()
 {
     const int160 before = ServerIdentity::load(kDevice, false);
     const int160 after = ServerIdentity::load(kDevice, true);

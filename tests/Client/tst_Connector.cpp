@@ -24,7 +24,7 @@ private slots:
     void busyServerIsToldAtOnce();
     void serverThatIsBusyAfterLostCallIsToldAtEnd();
     void serverThatGetsFreeAfterLostCallIsEntered();
-    void closeWhileConnectingLeavesNothingBehind();
+    void closeWhileConnectingLeavesNothingAfter();
 
     void silentServerEndsSessionAndItComesBackAsItWas();
     void refusedWriteIsNotRepeatedInNextSession();
@@ -235,7 +235,7 @@ void tst_Connector::serverThatGetsFreeAfterLostCallIsEntered()
     QVERIFY(m_refusals.isEmpty());
 }
 
-void tst_Connector::closeWhileConnectingLeavesNothingBehind()
+void tst_Connector::closeWhileConnectingLeavesNothingAfter()
 {
     QVERIFY(m_session->open(target()));
     m_session->close();

@@ -27,11 +27,11 @@ private slots:
     void cleanup() { init(); }
     void eachRequestIsToldOnce_data();
     void eachRequestIsToldOnce();
-    void secondRequestOfItsKindEndsTheProcess();
+    void secondRequestOfItsKindEndsProcess();
     void terminalOfServiceMayEndTwice();
     void whatServiceWasStartedToIgnoreStaysIgnored();
     void commandCatchesWhatItWasStartedToIgnore();
-    void requestsEndTheProcessAfterwards();
+    void requestsEndProcessAfterwards();
 };
 
 void tst_Interrupt::init()
@@ -63,7 +63,7 @@ void tst_Interrupt::eachRequestIsToldOnce()
     }
 }
 
-void tst_Interrupt::secondRequestOfItsKindEndsTheProcess()
+void tst_Interrupt::secondRequestOfItsKindEndsProcess()
 {
     const Interrupt interrupt(Interrupt::Program::Command);
     for (const int number : kRequests) {
@@ -102,7 +102,7 @@ void tst_Interrupt::commandCatchesWhatItWasStartedToIgnore()
     QTRY_COMPARE(told.size(), 1);
 }
 
-void tst_Interrupt::requestsEndTheProcessAfterwards()
+void tst_Interrupt::requestsEndProcessAfterwards()
 {
     for (const auto program : {Interrupt::Program::Command, Interrupt::Program::Service}) {
         {

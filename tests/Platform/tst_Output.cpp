@@ -19,14 +19,14 @@ private slots:
     void init();
     void cleanup();
     void slowReaderGetsEveryByte();
-    void fullPipeIsGivenUpAfterThePatience();
+    void fullPipeIsGivenUpAfterPatience();
     void pipeTakesWhatFitsWithoutWaiting();
     void readerWhoGoesIsBrokenPipe();
     void deviceThatIsFullIsTold();
     void terminalTellsItsSize();
-    void whatIsNoTerminalHasTheUsualSize();
-    void coloursFollowTheEnvironment_data();
-    void coloursFollowTheEnvironment();
+    void whatIsNoTerminalHasUsualSize();
+    void coloursFollowEnvironment_data();
+    void coloursFollowEnvironment();
 
 private:
     void fill() const;
@@ -77,7 +77,7 @@ void tst_Output::slowReaderGetsEveryByte()
     QCOMPARE(read, bytes);
 }
 
-void tst_Output::fullPipeIsGivenUpAfterThePatience()
+void tst_Output::fullPipeIsGivenUpAfterPatience()
 {
     fill();
     QElapsedTimer clock;
@@ -132,14 +132,14 @@ void tst_Output::terminalTellsItsSize()
     close(master);
 }
 
-void tst_Output::whatIsNoTerminalHasTheUsualSize()
+void tst_Output::whatIsNoTerminalHasUsualSize()
 {
     QVERIFY(!Output::isTerminal(writer()));
     QCOMPARE(Output::terminalSize(writer()).columns, 80);
     QCOMPARE(Output::terminalSize(writer()).rows, 24);
 }
 
-void tst_Output::coloursFollowTheEnvironment_data()
+void tst_Output::coloursFollowEnvironment_data()
 {
     QTest::addColumn<QByteArray>("terminal");
     QTest::addColumn<QByteArray>("depth");
@@ -158,7 +158,7 @@ void tst_Output::coloursFollowTheEnvironment_data()
     row("no terminal", "", "truecolor", "", Output::Colours::None);
 }
 
-void tst_Output::coloursFollowTheEnvironment()
+void tst_Output::coloursFollowEnvironment()
 {
     QFETCH(QByteArray, terminal);
     QFETCH(QByteArray, depth);

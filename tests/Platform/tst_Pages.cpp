@@ -36,9 +36,9 @@ class tst_Pages : public QObject
 
 private slots:
     void freshPagesAreZero();
-    void pagesMayBeWrittenToTheLastByte();
+    void pagesMayBeWrittenToLastByte();
     void onlyUsedPagesCostMemory();
-    void memoryGoesBackWithTheObject();
+    void memoryGoesBackWithObject();
     void pagesMoveWithTheirContents();
     void moreThanThereIsThrows();
 };
@@ -53,7 +53,7 @@ void tst_Pages::freshPagesAreZero()
     }
 }
 
-void tst_Pages::pagesMayBeWrittenToTheLastByte()
+void tst_Pages::pagesMayBeWrittenToLastByte()
 {
     for (const std::size_t size : {std::size_t{1}, std::size_t{4095}, std::size_t{4097}}) {
         const Pages pages(size);
@@ -71,7 +71,7 @@ void tst_Pages::onlyUsedPagesCostMemory()
     QVERIFY(residentMemory() - before < kLittle);
 }
 
-void tst_Pages::memoryGoesBackWithTheObject()
+void tst_Pages::memoryGoesBackWithObject()
 {
     const qint64 before = residentMemory();
     for (int i = 0; i < 20; ++i) {

@@ -9,24 +9,24 @@ class tst_RendezvousServer : public QObject
     Q_OBJECT
 
 private slots:
-    void theIdIsOneThatDoesNotCountAsNull();
-    void theHostHasAName();
-    void thePortIs29365();
+    void idIsOneThatDoesNotCountAsNull();
+    void hostHasName();
+    void portIs29365();
 };
 
-void tst_RendezvousServer::theIdIsOneThatDoesNotCountAsNull()
+void tst_RendezvousServer::idIsOneThatDoesNotCountAsNull()
 {
     const int160 id{QString::fromLatin1(RendezvousServer::kId)};
     QCOMPARE(id.bytes().size(), 20);
     QVERIFY(!id.isNull());
 }
 
-void tst_RendezvousServer::theHostHasAName()
+void tst_RendezvousServer::hostHasName()
 {
     QVERIFY(*RendezvousServer::kHostName != '\0');
 }
 
-void tst_RendezvousServer::thePortIs29365()
+void tst_RendezvousServer::portIs29365()
 {
     QCOMPARE(RendezvousServer::kPort, quint16(29365));
 }

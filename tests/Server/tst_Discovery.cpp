@@ -23,17 +23,17 @@ class tst_Discovery : public QObject
     Q_OBJECT
 
 private slots:
-    void announcesTheServerInOneCompactObject();
+    void announcesServerInOneCompactObject();
     void saysNothingBeforeItIsTold();
-    void sendsOneDatagramACall();
-    void comesFromAPortOfItsOwn();
+    void sendsOneDatagramCall();
+    void comesFromPortOfItsOwn();
     void versionsAreNumbers();
     void twoServersAnnounceThemselvesEachWithItsOwnValues();
     void emptyTextsAreSentAsEmptyStrings();
     void textsOutsideAsciiAreUtf8();
 };
 
-void tst_Discovery::announcesTheServerInOneCompactObject()
+void tst_Discovery::announcesServerInOneCompactObject()
 {
     DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     QVERIFY(receiver.isBound());
@@ -57,7 +57,7 @@ void tst_Discovery::saysNothingBeforeItIsTold()
     QCOMPARE(receiver.take().size(), 0);
 }
 
-void tst_Discovery::sendsOneDatagramACall()
+void tst_Discovery::sendsOneDatagramCall()
 {
     DatagramReceiver receiver(QHostAddress::AnyIPv4, kPort);
     Discovery discovery(idOf(1), 1, 0, {}, {}, {}, nullptr);
@@ -67,7 +67,7 @@ void tst_Discovery::sendsOneDatagramACall()
     }
 }
 
-void tst_Discovery::comesFromAPortOfItsOwn()
+void tst_Discovery::comesFromPortOfItsOwn()
 {
     QUdpSocket receiver;
     QVERIFY(receiver.bind(QHostAddress::AnyIPv4, kPort));

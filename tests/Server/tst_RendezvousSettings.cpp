@@ -13,11 +13,11 @@ class tst_RendezvousSettings : public QObject
 private slots:
     void initTestCase();
     void init();
-    void withNothingStoredTheBuiltInServerIsMeant();
+    void withNothingStoredBuiltInServerIsMeant();
     void builtInIdIsNotNull();
-    void storedValuesReplaceTheBuiltInOnes();
-    void aStoredValueThatCannotBeMeantIsPassedOver_data();
-    void aStoredValueThatCannotBeMeantIsPassedOver();
+    void storedValuesReplaceBuiltInOnes();
+    void storedValueThatCannotBeMeantIsPassedOver_data();
+    void storedValueThatCannotBeMeantIsPassedOver();
 };
 
 void tst_RendezvousSettings::initTestCase()
@@ -31,7 +31,7 @@ void tst_RendezvousSettings::init()
     Settings::eraseAll();
 }
 
-void tst_RendezvousSettings::withNothingStoredTheBuiltInServerIsMeant()
+void tst_RendezvousSettings::withNothingStoredBuiltInServerIsMeant()
 {
     QCOMPARE(RendezvousSettings::host(), QString::fromLatin1(RendezvousServer::kHostName));
     QCOMPARE(RendezvousSettings::id().toString(), QString::fromLatin1(RendezvousServer::kId));
@@ -43,7 +43,7 @@ void tst_RendezvousSettings::builtInIdIsNotNull()
     QVERIFY(!RendezvousSettings::id().isNull());
 }
 
-void tst_RendezvousSettings::storedValuesReplaceTheBuiltInOnes()
+void tst_RendezvousSettings::storedValuesReplaceBuiltInOnes()
 {
     const QString id = QStringLiteral("0102030405060708090a0b0c0d0e0f1011121314");
     Settings::privateWrite(QStringLiteral("rendezvous_host"), QStringLiteral(" rendezvous.test "));
@@ -54,7 +54,7 @@ void tst_RendezvousSettings::storedValuesReplaceTheBuiltInOnes()
     QCOMPARE(RendezvousSettings::port(), quint16(65535));
 }
 
-void tst_RendezvousSettings::aStoredValueThatCannotBeMeantIsPassedOver_data()
+void tst_RendezvousSettings::storedValueThatCannotBeMeantIsPassedOver_data()
 {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("value");
@@ -66,7 +66,7 @@ void tst_RendezvousSettings::aStoredValueThatCannotBeMeantIsPassedOver_data()
     QTest::newRow("port as a word") << QStringLiteral("rendezvous_port") << QStringLiteral("http");
 }
 
-void tst_RendezvousSettings::aStoredValueThatCannotBeMeantIsPassedOver()
+void tst_RendezvousSettings::storedValueThatCannotBeMeantIsPassedOver()
 {
     QFETCH(QString, key);
     QFETCH(QString, value);

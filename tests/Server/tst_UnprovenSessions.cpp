@@ -17,12 +17,12 @@ class tst_UnprovenSessions : public QObject
 
 private slots:
     void init();
-    void oneSessionAMinuteIsFree();
-    void minuteOfTheFreeOneEndsWithTheMinute();
+    void oneSessionEachMinuteIsFree();
+    void minuteOfFreeOneEndsWithMinute();
     void provenSessionIsChargedNoMore();
-    void provenSessionDoesNotUseUpTheMinute();
+    void provenSessionDoesNotUseUpMinute();
     void anotherPortIsAnotherClient();
-    void addressStaysChargedForAMinuteAndNoLonger();
+    void addressStaysChargedForOneMinuteAndNoLonger();
     void addressThatComesAgainIsChargedOnceAndFreedOnce();
     void freeSessionIsNotChargedForItsPredecessor();
 
@@ -41,7 +41,7 @@ void tst_UnprovenSessions::init()
                                                     [this] { return m_now; });
 }
 
-void tst_UnprovenSessions::oneSessionAMinuteIsFree()
+void tst_UnprovenSessions::oneSessionEachMinuteIsFree()
 {
     begin(1);
     QVERIFY(!isCharged(1));
@@ -52,7 +52,7 @@ void tst_UnprovenSessions::oneSessionAMinuteIsFree()
     QVERIFY(isCharged(3));
 }
 
-void tst_UnprovenSessions::minuteOfTheFreeOneEndsWithTheMinute()
+void tst_UnprovenSessions::minuteOfFreeOneEndsWithMinute()
 {
     begin(1);
     m_now = 59'999;
@@ -76,7 +76,7 @@ void tst_UnprovenSessions::provenSessionIsChargedNoMore()
     QVERIFY(isCharged(3));
 }
 
-void tst_UnprovenSessions::provenSessionDoesNotUseUpTheMinute()
+void tst_UnprovenSessions::provenSessionDoesNotUseUpMinute()
 {
     for (int i = 0; i < 10; ++i) {
         begin(1);
@@ -104,7 +104,7 @@ void tst_UnprovenSessions::anotherPortIsAnotherClient()
     QVERIFY(isCharged(2));
 }
 
-void tst_UnprovenSessions::addressStaysChargedForAMinuteAndNoLonger()
+void tst_UnprovenSessions::addressStaysChargedForOneMinuteAndNoLonger()
 {
     begin(1);
     m_now = 10'000;

@@ -8,10 +8,10 @@ class tst_UdevRules : public QObject
 
 private slots:
     void rulesComeBeforeThoseThatGrantAccess();
-    void receiverIsOpenToItsGroupAndTheSeatedUser_data();
-    void receiverIsOpenToItsGroupAndTheSeatedUser();
-    void everyRuleWithIdsIsOfAKnownReceiver();
-    void modprobeFileNamesTheTelevisionDriver();
+    void receiverIsOpenToItsGroupAndSeatedUser_data();
+    void receiverIsOpenToItsGroupAndSeatedUser();
+    void everyRuleWithIdsIsOfKnownReceiver();
+    void modprobeFileNamesTelevisionDriver();
 
 private:
     static QStringList lines(const QString& fileName);
@@ -41,7 +41,7 @@ void tst_UdevRules::rulesComeBeforeThoseThatGrantAccess()
     QVERIFY(names.constFirst().section(QLatin1Char('-'), 0, 0).toInt() < 73);
 }
 
-void tst_UdevRules::receiverIsOpenToItsGroupAndTheSeatedUser_data()
+void tst_UdevRules::receiverIsOpenToItsGroupAndSeatedUser_data()
 {
     QTest::addColumn<QString>("vendor");
     QTest::addColumn<QString>("product");
@@ -51,7 +51,7 @@ void tst_UdevRules::receiverIsOpenToItsGroupAndTheSeatedUser_data()
     QTest::newRow("Airspy HF+") << QStringLiteral("03eb") << QStringLiteral("800c");
 }
 
-void tst_UdevRules::receiverIsOpenToItsGroupAndTheSeatedUser()
+void tst_UdevRules::receiverIsOpenToItsGroupAndSeatedUser()
 {
     QFETCH(QString, vendor);
     QFETCH(QString, product);
@@ -60,12 +60,12 @@ void tst_UdevRules::receiverIsOpenToItsGroupAndTheSeatedUser()
     QCOMPARE(lines(QStringLiteral("60-orvenlink.rules")).count(rule.arg(vendor, product)), 1);
 }
 
-void tst_UdevRules::everyRuleWithIdsIsOfAKnownReceiver()
+void tst_UdevRules::everyRuleWithIdsIsOfKnownReceiver()
 {
     QCOMPARE(lines(QStringLiteral("60-orvenlink.rules")).filter(QStringLiteral("idProduct")).size(), 4);
 }
 
-void tst_UdevRules::modprobeFileNamesTheTelevisionDriver()
+void tst_UdevRules::modprobeFileNamesTelevisionDriver()
 {
     QCOMPARE(lines(QStringLiteral("orvenlink-no-dvb.conf")),
              QStringList{QStringLiteral("blacklist dvb_usb_rtl28xxu")});

@@ -14,12 +14,12 @@ private slots:
     void init();
 
     void ownTreePasses();
-    void sourcesOfThePlatformMayHaveAnything();
+    void sourcesOfPlatformMayHaveAnything();
     void whatIsNoSystemsPasses_data();
     void whatIsNoSystemsPasses();
     void whatIsSystemsIsRefused_data();
     void whatIsSystemsIsRefused();
-    void headersOfThePlatformAreHeldToo();
+    void headersOfPlatformAreHeldToo();
     void everyViolationIsTold();
 
 private:
@@ -70,7 +70,7 @@ void tst_CheckPlatform::ownTreePasses()
     QCOMPARE(result.exitCode, 0);
 }
 
-void tst_CheckPlatform::sourcesOfThePlatformMayHaveAnything()
+void tst_CheckPlatform::sourcesOfPlatformMayHaveAnything()
 {
     const Result result = run({m_root->path()});
     QCOMPARE(result.text, QString());
@@ -128,7 +128,7 @@ void tst_CheckPlatform::whatIsSystemsIsRefused()
     QVERIFY(result.exitCode > 0);
 }
 
-void tst_CheckPlatform::headersOfThePlatformAreHeldToo()
+void tst_CheckPlatform::headersOfPlatformAreHeldToo()
 {
     put(QStringLiteral("Platform/Clock.h"), "#include <time.h>\n");
     QVERIFY(run({m_root->path()}).text.startsWith(QLatin1String("src/Platform/Clock.h:3: <time.h>")));

@@ -15,18 +15,18 @@ private slots:
     void initTestCase();
     void init();
 
-    void withoutARecordingTheDemoIsServedAndSaidInOneLine();
-    void recordingOfTheUserIsServedAlone();
+    void withoutRecordingDemoIsServedAndSaidInOneLine();
+    void recordingOfUserIsServedAlone();
     void whatIsNoRecordingDoesNotCount();
-    void documentsFolderIsTheOneTheUserNamed_data();
-    void documentsFolderIsTheOneTheUserNamed();
-    void foldersOfTheUserStayAsTheyWere();
-    void settingsStayInThePlaceOfTheUser_data();
-    void settingsStayInThePlaceOfTheUser();
-    void addressIsTheSameAtTheNextRun();
+    void documentsFolderIsThatWhichUserNamed_data();
+    void documentsFolderIsThatWhichUserNamed();
+    void foldersOfUserStayAsTheyWere();
+    void settingsStayInPlaceOfUser_data();
+    void settingsStayInPlaceOfUser();
+    void addressIsSameAtNextRun();
     void demoIsMadeOnce();
     void pathsMayHoldBlanks();
-    void serverTakesTheScriptsProcessAndExitCode();
+    void serverTakesScriptsProcessAndExitCode();
     void serverRunsWithoutStandardInput();
 
 private:
@@ -120,7 +120,7 @@ QStringList tst_WithRecording::homeEntries() const
     return entries;
 }
 
-void tst_WithRecording::withoutARecordingTheDemoIsServedAndSaidInOneLine()
+void tst_WithRecording::withoutRecordingDemoIsServedAndSaidInOneLine()
 {
     QVERIFY(QDir(m_build.filePath(QStringLiteral("demo"))).removeRecursively());
     const Result result = list();
@@ -134,7 +134,7 @@ void tst_WithRecording::withoutARecordingTheDemoIsServedAndSaidInOneLine()
     QCOMPARE(QFileInfo(demo()).size(), qint64(44 + 60 * 192'000));
 }
 
-void tst_WithRecording::recordingOfTheUserIsServedAlone()
+void tst_WithRecording::recordingOfUserIsServedAlone()
 {
     QVERIFY(QFile::remove(demo()));
     put(QStringLiteral("Documents/Air Band.WAV"));
@@ -156,7 +156,7 @@ void tst_WithRecording::whatIsNoRecordingDoesNotCount()
     QVERIFY(list().text.contains(demo()));
 }
 
-void tst_WithRecording::documentsFolderIsTheOneTheUserNamed_data()
+void tst_WithRecording::documentsFolderIsThatWhichUserNamed_data()
 {
     QTest::addColumn<QByteArray>("userDirs");
     QTest::addColumn<QString>("folder");
@@ -176,7 +176,7 @@ void tst_WithRecording::documentsFolderIsTheOneTheUserNamed_data()
     QTest::newRow("not told") << QByteArray("XDG_MUSIC_DIR=\"$HOME/m\"\n") << QStringLiteral("Documents");
 }
 
-void tst_WithRecording::documentsFolderIsTheOneTheUserNamed()
+void tst_WithRecording::documentsFolderIsThatWhichUserNamed()
 {
     QFETCH(QByteArray, userDirs);
     QFETCH(QString, folder);
@@ -188,7 +188,7 @@ void tst_WithRecording::documentsFolderIsTheOneTheUserNamed()
     QVERIFY(!result.text.contains(demo()));
 }
 
-void tst_WithRecording::foldersOfTheUserStayAsTheyWere()
+void tst_WithRecording::foldersOfUserStayAsTheyWere()
 {
     put(QStringLiteral(".config/user-dirs.dirs"), "XDG_DOCUMENTS_DIR=\"$HOME/Documents\"\n");
     QStringList before = homeEntries();
@@ -202,14 +202,14 @@ void tst_WithRecording::foldersOfTheUserStayAsTheyWere()
     QCOMPARE(userDirs.readAll(), QByteArray("XDG_DOCUMENTS_DIR=\"$HOME/Documents\"\n"));
 }
 
-void tst_WithRecording::settingsStayInThePlaceOfTheUser_data()
+void tst_WithRecording::settingsStayInPlaceOfUser_data()
 {
     QTest::addColumn<QString>("configHome");
     QTest::newRow("by default") << QString();
     QTest::newRow("named by the user") << QStringLiteral("my config");
 }
 
-void tst_WithRecording::settingsStayInThePlaceOfTheUser()
+void tst_WithRecording::settingsStayInPlaceOfUser()
 {
     QFETCH(QString, configHome);
     if (!configHome.isEmpty()) {
@@ -224,7 +224,7 @@ void tst_WithRecording::settingsStayInThePlaceOfTheUser()
     QVERIFY(!QFileInfo(settings.fileName()).isSymLink());
 }
 
-void tst_WithRecording::addressIsTheSameAtTheNextRun()
+void tst_WithRecording::addressIsSameAtNextRun()
 {
     const auto address = [this] {
         const QString text = run({QStringLiteral(ORVENLINK_SERVER)}, "q\n").text;
@@ -253,7 +253,7 @@ void tst_WithRecording::pathsMayHoldBlanks()
     QCOMPARE(result.output, QStringLiteral("a b||c|"));
 }
 
-void tst_WithRecording::serverTakesTheScriptsProcessAndExitCode()
+void tst_WithRecording::serverTakesScriptsProcessAndExitCode()
 {
     QProcess process;
     process.setProcessEnvironment(m_environment);

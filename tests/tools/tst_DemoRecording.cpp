@@ -100,14 +100,14 @@ private slots:
     void initTestCase();
 
     void headerIsThatOf60SecondsOf16BitStereo();
-    void lengthIsAWholeNumberOfThePlayersBlocks();
-    void everySampleStaysWithinThePlayersScale();
+    void lengthIsWholeNumberOfPlayersBlocks();
+    void everySampleStaysWithinPlayersScale();
     void carrierStandsAbove5kHzAndNotBelow();
     void loopHasNoSeam();
-    void amStationCarriesTheMelody();
+    void amStationCarriesMelody();
     void beaconSpellsItsTextInMorse();
     void fmStationCarriesTwoTonesInTurn();
-    void noiseLiesFarBelowTheStations();
+    void noiseLiesFarBelowStations();
     void sameBytesOnEveryRun();
     void fileAppearsOnlyWhole();
     void toolSaysWhatItCannotDo();
@@ -163,12 +163,12 @@ void tst_DemoRecording::headerIsThatOf60SecondsOf16BitStereo()
     QCOMPARE(m_bytes.size(), 44 + 60 * kRate * 4);
 }
 
-void tst_DemoRecording::lengthIsAWholeNumberOfThePlayersBlocks()
+void tst_DemoRecording::lengthIsWholeNumberOfPlayersBlocks()
 {
     QCOMPARE((m_bytes.size() - 44) % 4800, 0);
 }
 
-void tst_DemoRecording::everySampleStaysWithinThePlayersScale()
+void tst_DemoRecording::everySampleStaysWithinPlayersScale()
 {
     double peak = 0.0;
     for (const Complex& sample : m_samples) {
@@ -199,7 +199,7 @@ void tst_DemoRecording::loopHasNoSeam()
     }
 }
 
-void tst_DemoRecording::amStationCarriesTheMelody()
+void tst_DemoRecording::amStationCarriesMelody()
 {
     QVERIFY(std::abs(level(m_samples, -12'000.0, 0, 12 * kRate) - 700.0) < 20.0);
     // E E F G of 0.375 s each; the melody comes five times.
@@ -250,7 +250,7 @@ void tst_DemoRecording::fmStationCarriesTwoTonesInTurn()
     }
 }
 
-void tst_DemoRecording::noiseLiesFarBelowTheStations()
+void tst_DemoRecording::noiseLiesFarBelowStations()
 {
     double sum = 0.0;
     int count = 0;

@@ -12,11 +12,11 @@ class tst_DefRadioDevice : public QObject
 private slots:
     void typeKeepsItsNumberAndName_data();
     void typeKeepsItsNumberAndName();
-    void numberWithoutATypeHasNoName_data();
-    void numberWithoutATypeHasNoName();
-    void nameCanBeAskedForThroughTheMetaObject();
+    void numberWithoutTypeHasNoName_data();
+    void numberWithoutTypeHasNoName();
+    void nameCanBeAskedForThroughMetaObject();
     void plainRecordIsUnknownAndFree();
-    void recordAnswersWithTheTypeItWasMadeFor();
+    void recordAnswersWithTypeItWasMadeFor();
     void playersRecordAnswersWithItsOwnType();
 };
 
@@ -41,20 +41,20 @@ void tst_DefRadioDevice::typeKeepsItsNumberAndName()
     QCOMPARE(types.keyCount(), 11);
 }
 
-void tst_DefRadioDevice::numberWithoutATypeHasNoName_data()
+void tst_DefRadioDevice::numberWithoutTypeHasNoName_data()
 {
     QTest::addColumn<int>("number");
     QTest::newRow("below all") << -2;
     QTest::newRow("above all") << 10;
 }
 
-void tst_DefRadioDevice::numberWithoutATypeHasNoName()
+void tst_DefRadioDevice::numberWithoutTypeHasNoName()
 {
     QFETCH(int, number);
     QCOMPARE(DefRadioDevice::toString(static_cast<DefRadioDevice::Type>(number)), QString());
 }
 
-void tst_DefRadioDevice::nameCanBeAskedForThroughTheMetaObject()
+void tst_DefRadioDevice::nameCanBeAskedForThroughMetaObject()
 {
     DefRadioDevice object;
     QString name;
@@ -71,7 +71,7 @@ void tst_DefRadioDevice::plainRecordIsUnknownAndFree()
     QVERIFY(info.title.isEmpty() && info.description.isEmpty() && info.identificator.isEmpty());
 }
 
-void tst_DefRadioDevice::recordAnswersWithTheTypeItWasMadeFor()
+void tst_DefRadioDevice::recordAnswersWithTypeItWasMadeFor()
 {
     QCOMPARE(InfoRadioDevice(DefRadioDevice::RtlTcp).type(), 2);
 }

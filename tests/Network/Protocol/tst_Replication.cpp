@@ -7,11 +7,11 @@ class tst_Replication : public QObject
     Q_OBJECT
 
 private slots:
-    void checksumIsTheCrcOfIso3309_data();
-    void checksumIsTheCrcOfIso3309();
+    void checksumIsCrcOfIso3309_data();
+    void checksumIsCrcOfIso3309();
 };
 
-void tst_Replication::checksumIsTheCrcOfIso3309_data()
+void tst_Replication::checksumIsCrcOfIso3309_data()
 {
     QTest::addColumn<QByteArray>("names");
     QTest::addColumn<quint16>("checksum");
@@ -19,7 +19,7 @@ void tst_Replication::checksumIsTheCrcOfIso3309_data()
     QTest::newRow("check value") << QByteArray("123456789") << quint16(0x906E);
 }
 
-void tst_Replication::checksumIsTheCrcOfIso3309()
+void tst_Replication::checksumIsCrcOfIso3309()
 {
     QFETCH(QByteArray, names);
     QTEST(Replication::checksum(names), "checksum");

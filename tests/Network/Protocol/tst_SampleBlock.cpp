@@ -17,24 +17,24 @@ private slots:
     void countAndSamplesAreBigEndian_data();
     void countAndSamplesAreBigEndian();
     void everySampleValueSurvives();
-    void blockIsWhatTheStreamOperatorsOfAVectorReadAndWrite();
-    void bytesBehindTheSamplesAreIgnored();
+    void blockIsWhatStreamOperatorsOfVectorReadAndWrite();
+    void bytesAfterSamplesAreIgnored();
     void shortOrDamagedBlockGivesNothing_data();
     void shortOrDamagedBlockGivesNothing();
 
     void floatsAreThirtyTwoBitsBigEndian();
-    void floatRunsAreWhatTheStreamOperatorsOfAVectorReadAndWrite();
+    void floatRunsAreWhatStreamOperatorsOfVectorReadAndWrite();
     void shortRunOfFloatsIsEmptyWithWhatFollows_data();
     void shortRunOfFloatsIsEmptyWithWhatFollows();
 
-    void compressedBlockIsItsLengthAndAZlibStreamOfLevelNine();
+    void compressedBlockIsItsLengthAndZlibStreamOfLevelNine();
     void compressedBlockIsReadBack_data();
     void compressedBlockIsReadBack();
     void damagedCompressedBlockGivesNothingAndNoLogLine_data();
     void damagedCompressedBlockGivesNothingAndNoLogLine();
     void streamLongerThanItsStatedLengthIsNotInflated();
-    void statedLengthBeyondWhatTheBytesCanMeanGivesNothing_data();
-    void statedLengthBeyondWhatTheBytesCanMeanGivesNothing();
+    void statedLengthBeyondWhatBytesCanMeanGivesNothing_data();
+    void statedLengthBeyondWhatBytesCanMeanGivesNothing();
     void anythingAtAllDecodesWithoutAFault();
 };
 
@@ -103,7 +103,7 @@ void tst_SampleBlock::everySampleValueSurvives()
     QCOMPARE(SampleBlock::decode(SampleBlock::encode(samples)).value(), samples);
 }
 
-void tst_SampleBlock::blockIsWhatTheStreamOperatorsOfAVectorReadAndWrite()
+void tst_SampleBlock::blockIsWhatStreamOperatorsOfVectorReadAndWrite()
 {
     const QVector<qint16> samples = noise(300);
     QByteArray written;
@@ -119,7 +119,7 @@ void tst_SampleBlock::blockIsWhatTheStreamOperatorsOfAVectorReadAndWrite()
     QCOMPARE(read, samples);
 }
 
-void tst_SampleBlock::bytesBehindTheSamplesAreIgnored()
+void tst_SampleBlock::bytesAfterSamplesAreIgnored()
 {
     QCOMPARE(SampleBlock::decode(hex("00000001"
                                      "0007"
@@ -177,7 +177,7 @@ void tst_SampleBlock::floatsAreThirtyTwoBitsBigEndian()
     QCOMPARE(SampleBlock::encode(QVector<float>(), {}), hex("0000000000000000"));
 }
 
-void tst_SampleBlock::floatRunsAreWhatTheStreamOperatorsOfAVectorReadAndWrite()
+void tst_SampleBlock::floatRunsAreWhatStreamOperatorsOfVectorReadAndWrite()
 {
     const QVector<float> first{0.1F, -0.0F, 1e-40F, std::numeric_limits<float>::infinity()};
     const QVector<float> second{3.25F};
@@ -232,7 +232,7 @@ void tst_SampleBlock::shortRunOfFloatsIsEmptyWithWhatFollows()
     QTEST(decoded.second, "second");
 }
 
-void tst_SampleBlock::compressedBlockIsItsLengthAndAZlibStreamOfLevelNine()
+void tst_SampleBlock::compressedBlockIsItsLengthAndZlibStreamOfLevelNine()
 {
     const QVector<qint16> samples(256, 7);
     QByteArray compressed;
@@ -299,7 +299,7 @@ void tst_SampleBlock::streamLongerThanItsStatedLengthIsNotInflated()
     QVERIFY(SampleBlock::uncompress(bomb).has_value());
 }
 
-void tst_SampleBlock::statedLengthBeyondWhatTheBytesCanMeanGivesNothing_data()
+void tst_SampleBlock::statedLengthBeyondWhatBytesCanMeanGivesNothing_data()
 {
     QTest::addColumn<QByteArray>("data");
     const QByteArray small = qCompress(SampleBlock::encode(QVector<qint16>{1, 2, 3}));
@@ -315,7 +315,7 @@ void tst_SampleBlock::statedLengthBeyondWhatTheBytesCanMeanGivesNothing_data()
     QTest::newRow("one above 16 MiB") << withLength(16 * 1024 * 1024 + 1, padded);
 }
 
-void tst_SampleBlock::statedLengthBeyondWhatTheBytesCanMeanGivesNothing()
+void tst_SampleBlock::statedLengthBeyondWhatBytesCanMeanGivesNothing()
 {
     QFETCH(QByteArray, data);
     const LogCapture log;

@@ -9,15 +9,15 @@ class tst_SpectrumPackets : public QObject
     Q_OBJECT
 
 private slots:
-    void headerHoldsTheLowBitsOfTheCount_data();
-    void headerHoldsTheLowBitsOfTheCount();
-    void headerWrittenAgainTakesNothingFromTheHeap();
+    void headerHoldsLowBitsOfCount_data();
+    void headerHoldsLowBitsOfCount();
+    void headerWrittenAgainTakesNothingFromHeap();
     void whatIsNoHeaderIsNone_data();
     void whatIsNoHeaderIsNone();
-    void packetHolds252PointsOrTheRest();
+    void packetHolds252PointsOrRest();
 };
 
-void tst_SpectrumPackets::headerHoldsTheLowBitsOfTheCount_data()
+void tst_SpectrumPackets::headerHoldsLowBitsOfCount_data()
 {
     QTest::addColumn<int>("points");
     QTest::addColumn<qint16>("written");
@@ -29,7 +29,7 @@ void tst_SpectrumPackets::headerHoldsTheLowBitsOfTheCount_data()
     QTest::newRow("one bit too many") << 65536 << qint16(0) << 0;
 }
 
-void tst_SpectrumPackets::headerHoldsTheLowBitsOfTheCount()
+void tst_SpectrumPackets::headerHoldsLowBitsOfCount()
 {
     QFETCH(int, points);
     QFETCH(qint16, written);
@@ -39,7 +39,7 @@ void tst_SpectrumPackets::headerHoldsTheLowBitsOfTheCount()
     QTEST(SpectrumPackets::readHeader(header).value_or(-1), "read");
 }
 
-void tst_SpectrumPackets::headerWrittenAgainTakesNothingFromTheHeap()
+void tst_SpectrumPackets::headerWrittenAgainTakesNothingFromHeap()
 {
     QVector<qint16> header;
     SpectrumPackets::writeHeader(1, header);
@@ -64,7 +64,7 @@ void tst_SpectrumPackets::whatIsNoHeaderIsNone()
     QVERIFY(!SpectrumPackets::readHeader(block));
 }
 
-void tst_SpectrumPackets::packetHolds252PointsOrTheRest()
+void tst_SpectrumPackets::packetHolds252PointsOrRest()
 {
     QCOMPARE(SpectrumPackets::packetSize(1), 1);
     QCOMPARE(SpectrumPackets::packetSize(252), 252);

@@ -107,7 +107,7 @@ void FamilyEnumeratorTests::twoReceiversOfOneSerialAreOne()
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
-void FamilyEnumeratorTests::listResultFromZeroOnIsACount_data()
+void FamilyEnumeratorTests::listResultFromZeroOnIsCount_data()
 {
     QTest::addColumn<int>("result");
     for (const int result : {0, 1, 2, 64, 1000}) {
@@ -115,7 +115,7 @@ void FamilyEnumeratorTests::listResultFromZeroOnIsACount_data()
     }
 }
 
-void FamilyEnumeratorTests::listResultFromZeroOnIsACount()
+void FamilyEnumeratorTests::listResultFromZeroOnIsCount()
 {
     QFETCH(int, result);
     m_vendor.set(name("_list_devices"), result);
@@ -148,7 +148,7 @@ void FamilyEnumeratorTests::listThatFailsAddsNothing()
     QVERIFY(log.texts(QtWarningMsg).value(0).endsWith(QStringLiteral(" =>\t ") + m_family.listFailure));
 }
 
-void FamilyEnumeratorTests::stepThatFailsEndsTheRefresh_data()
+void FamilyEnumeratorTests::stepThatFailsEndsRefresh_data()
 {
     QTest::addColumn<QString>("call");
     QTest::addColumn<QString>("text");
@@ -158,7 +158,7 @@ void FamilyEnumeratorTests::stepThatFailsEndsTheRefresh_data()
     QTest::newRow("close") << name("_close") << QStringLiteral(" =>\t Error close airspy hf device!");
 }
 
-void FamilyEnumeratorTests::stepThatFailsEndsTheRefresh()
+void FamilyEnumeratorTests::stepThatFailsEndsRefresh()
 {
     QFETCH(QString, call);
     QFETCH(QString, text);
@@ -176,7 +176,7 @@ void FamilyEnumeratorTests::stepThatFailsEndsTheRefresh()
     QCOMPARE(m_vendor.calls(name("_close(dev2")).size(), opened ? 1 : 0);
 }
 
-void FamilyEnumeratorTests::versionWithoutAnEndIsCut()
+void FamilyEnumeratorTests::versionWithoutEndIsCut()
 {
     m_vendor.set(name(".version.full"), 1);
     refresh();

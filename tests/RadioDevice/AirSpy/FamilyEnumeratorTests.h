@@ -45,12 +45,12 @@ private slots:
     void zeroSerialBetweenTwoOthersIsSkipped();
     void sixtyFourReceiversAreListed();
     void twoReceiversOfOneSerialAreOne();
-    void listResultFromZeroOnIsACount_data();
-    void listResultFromZeroOnIsACount();
+    void listResultFromZeroOnIsCount_data();
+    void listResultFromZeroOnIsCount();
     void listThatFailsAddsNothing_data();
     void listThatFailsAddsNothing();
-    void stepThatFailsEndsTheRefresh_data();
-    void stepThatFailsEndsTheRefresh();
-    void versionWithoutAnEndIsCut();
+    void stepThatFailsEndsRefresh_data();
+    void stepThatFailsEndsRefresh();
+    void versionWithoutEndIsCut();
     void versionThatIsNotUtf8IsListed();
 };

@@ -19,7 +19,7 @@ void FamilySamplesTests::cleanupTestCase()
     vendor().set(QStringLiteral("unplug"), 1);
 }
 
-void FamilySamplesTests::numberOfTheFirstTransferMovesTheBlockSize()
+void FamilySamplesTests::numberOfFirstTransferMovesBlockSize()
 {
     vendor().set(QStringLiteral("buffer"), 4096);
     const auto receiver = make();
@@ -72,7 +72,7 @@ void FamilySamplesTests::transferThatIsNoBlockIsDropped()
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
 }
 
-void FamilySamplesTests::transferOfAMillionSamplesLeavesTheLastOfThem()
+void FamilySamplesTests::transferOfOneMillionSamplesLeavesLastOfThem()
 {
     const auto receiver = make();
     std::vector<float> samples(2'000'000);
@@ -108,7 +108,7 @@ void FamilySamplesTests::nothingIsNoBlock()
     QCOMPARE(receiver->blockSize(), 2048);
 }
 
-void FamilySamplesTests::deliveryTakesNothingFromTheHeap()
+void FamilySamplesTests::deliveryTakesNothingFromHeap()
 {
     const auto receiver = make();
     const std::vector<float> samples(2 * 65'536, 0.5F);

@@ -17,13 +17,13 @@ private slots:
     void init();
     void cleanupTestCase();
 
-    void numberOfTheFirstTransferMovesTheBlockSize();
+    void numberOfFirstTransferMovesBlockSize();
     void blockSizeFollowsEveryTransfer();
     void transferThatIsNoBlockIsDropped_data();
     void transferThatIsNoBlockIsDropped();
-    void transferOfAMillionSamplesLeavesTheLastOfThem();
+    void transferOfOneMillionSamplesLeavesLastOfThem();
     void transferOfMoreThanIsBelievedIsDropped();
     void nothingIsNoBlock();
-    void deliveryTakesNothingFromTheHeap();
+    void deliveryTakesNothingFromHeap();
     void stalledReceiverCanBeStopped();
 };

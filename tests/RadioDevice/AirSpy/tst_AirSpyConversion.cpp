@@ -17,16 +17,16 @@ class tst_AirSpyConversion : public QObject
 private slots:
     void samplesAreWidenedBitForBit_data();
     void samplesAreWidenedBitForBit();
-    void conversionTakesNothingFromTheHeap();
-    void hertzAreTruncatedToWhatTheLibraryTakes_data();
-    void hertzAreTruncatedToWhatTheLibraryTakes();
+    void conversionTakesNothingFromHeap();
+    void hertzAreTruncatedToWhatLibraryTakes_data();
+    void hertzAreTruncatedToWhatLibraryTakes();
     void ratesAreDecimalTextsAndLogged();
-    void ratesBeyondTheMostAreNotRead();
-    void rateOfZeroIsATextLikeTheOthers();
+    void ratesBeyondMostAreNotRead();
+    void rateOfZeroIsTextLikeOthers();
     void descriptionHoldsVersionAndSerial_data();
     void descriptionHoldsVersionAndSerial();
-    void versionWithoutAnEndIsCutAtItsSize();
-    void versionThatIsNotUtf8IsStillAText();
+    void versionWithoutEndIsCutAtItsSize();
+    void versionThatIsNotUtf8IsStillText();
 };
 
 void tst_AirSpyConversion::samplesAreWidenedBitForBit_data()
@@ -73,7 +73,7 @@ void tst_AirSpyConversion::samplesAreWidenedBitForBit()
     QCOMPARE(block.back().im, -9.0);
 }
 
-void tst_AirSpyConversion::conversionTakesNothingFromTheHeap()
+void tst_AirSpyConversion::conversionTakesNothingFromHeap()
 {
     const std::vector<float> samples(8192, 0.5F);
     std::vector<DoubleComplex> block(4096);
@@ -83,7 +83,7 @@ void tst_AirSpyConversion::conversionTakesNothingFromTheHeap()
     QCOMPARE(allocations.count(), 0);
 }
 
-void tst_AirSpyConversion::hertzAreTruncatedToWhatTheLibraryTakes_data()
+void tst_AirSpyConversion::hertzAreTruncatedToWhatLibraryTakes_data()
 {
     QTest::addColumn<double>("value");
     QTest::addColumn<qint64>("hertz"); // -1 for nothing
@@ -99,7 +99,7 @@ void tst_AirSpyConversion::hertzAreTruncatedToWhatTheLibraryTakes_data()
     QTest::newRow("no number") << qQNaN() << qint64(-1);
 }
 
-void tst_AirSpyConversion::hertzAreTruncatedToWhatTheLibraryTakes()
+void tst_AirSpyConversion::hertzAreTruncatedToWhatLibraryTakes()
 {
     QFETCH(double, value);
     QFETCH(qint64, hertz);
@@ -118,7 +118,7 @@ void tst_AirSpyConversion::ratesAreDecimalTextsAndLogged()
                                                  QStringLiteral("AirSpy sampleRate: 768000")}));
 }
 
-void tst_AirSpyConversion::ratesBeyondTheMostAreNotRead()
+void tst_AirSpyConversion::ratesBeyondMostAreNotRead()
 {
     Rates rates{};
     rates.fill(1);
@@ -127,7 +127,7 @@ void tst_AirSpyConversion::ratesBeyondTheMostAreNotRead()
     QCOMPARE(rateTexts(rates, 0xFFFFFFFFU).size(), 32);
 }
 
-void tst_AirSpyConversion::rateOfZeroIsATextLikeTheOthers()
+void tst_AirSpyConversion::rateOfZeroIsTextLikeOthers()
 {
     const Rates rates{0, 768'000};
     const LogCapture log;
@@ -150,14 +150,14 @@ void tst_AirSpyConversion::descriptionHoldsVersionAndSerial()
     QCOMPARE(description(Version{'v', '1'}, serial), text);
 }
 
-void tst_AirSpyConversion::versionWithoutAnEndIsCutAtItsSize()
+void tst_AirSpyConversion::versionWithoutEndIsCutAtItsSize()
 {
     Version version{};
     version.fill('x');
     QCOMPARE(description(version, 1), QString(20, QLatin1Char('x')) + QStringLiteral(" S/N: 1"));
 }
 
-void tst_AirSpyConversion::versionThatIsNotUtf8IsStillAText()
+void tst_AirSpyConversion::versionThatIsNotUtf8IsStillText()
 {
     const Version version{'\xff', 'v', '\xc3'};
     const QString text = description(version, 1);

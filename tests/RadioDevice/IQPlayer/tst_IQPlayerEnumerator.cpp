@@ -13,8 +13,8 @@ class tst_IQPlayerEnumerator : public QObject
 
 private slots:
     void init();
-    void typeIsThePlayers();
-    void fileInTheDocumentsFolderBecomesARecord();
+    void typeIsPlayers();
+    void fileInDocumentsFolderBecomesRecord();
     void nothingButFilesOfThatNameCounts();
     void folderIsReadAnewAtEachRefresh();
     void emptyOrMissingFolderGivesNoRecord();
@@ -53,13 +53,13 @@ QStringList tst_IQPlayerEnumerator::found()
     return names;
 }
 
-void tst_IQPlayerEnumerator::typeIsThePlayers()
+void tst_IQPlayerEnumerator::typeIsPlayers()
 {
     const IQPlayerEnumerator enumerator(&m_registry);
     QCOMPARE(enumerator.type(), DefRadioDevice::IQFilePlayer);
 }
 
-void tst_IQPlayerEnumerator::fileInTheDocumentsFolderBecomesARecord()
+void tst_IQPlayerEnumerator::fileInDocumentsFolderBecomesRecord()
 {
     put(QStringLiteral("air band.wav"));
     m_registry.refresh({});

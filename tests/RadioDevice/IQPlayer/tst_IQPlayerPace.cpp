@@ -19,10 +19,10 @@ private slots:
     void whatIsDueIsPlayed_data();
     void whatIsDueIsPlayed();
     void whatIsDueIsPlayedOnce();
-    void lateTicksAddUpToWhatTheClockSays();
-    void beyondAQuarterOfASecondIsLostAndCounted();
-    void aRestartOwesNothing();
-    void theClockThatRunsByItselfIsKeptPaceWith();
+    void lateTicksAddUpToWhatClockSays();
+    void beyondQuarterOfSecondIsLostAndCounted();
+    void restartOwesNothing();
+    void clockThatRunsByItselfIsKeptPaceWith();
 
 private:
     // Lets the player's timer come, as late as the test's clock says that it is.
@@ -102,7 +102,7 @@ void tst_IQPlayerPace::whatIsDueIsPlayedOnce()
     QCOMPARE(played(), quint64{4});
 }
 
-void tst_IQPlayerPace::lateTicksAddUpToWhatTheClockSays()
+void tst_IQPlayerPace::lateTicksAddUpToWhatClockSays()
 {
     // Each tick is late by a third of itself.
     for (int i = 1; i <= 12; ++i) {
@@ -113,7 +113,7 @@ void tst_IQPlayerPace::lateTicksAddUpToWhatTheClockSays()
     QCOMPARE(lost(), 0);
 }
 
-void tst_IQPlayerPace::beyondAQuarterOfASecondIsLostAndCounted()
+void tst_IQPlayerPace::beyondQuarterOfSecondIsLostAndCounted()
 {
     m_now += 1000ms;
     turn();
@@ -125,7 +125,7 @@ void tst_IQPlayerPace::beyondAQuarterOfASecondIsLostAndCounted()
     QCOMPARE(lost(), 30 * kBlock);
 }
 
-void tst_IQPlayerPace::aRestartOwesNothing()
+void tst_IQPlayerPace::restartOwesNothing()
 {
     m_player->stop();
     m_now += 60s;
@@ -136,7 +136,7 @@ void tst_IQPlayerPace::aRestartOwesNothing()
     QCOMPARE(lost(), 0);
 }
 
-void tst_IQPlayerPace::theClockThatRunsByItselfIsKeptPaceWith()
+void tst_IQPlayerPace::clockThatRunsByItselfIsKeptPaceWith()
 {
     m_player->stop();
     const auto player = PlayerRig::make(m_rig.path(QStringLiteral("a.wav")));

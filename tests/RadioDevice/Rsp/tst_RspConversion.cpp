@@ -16,7 +16,7 @@ private slots:
     void knownValuesComeOutAsWrittenHere();
     void anyLengthIsConvertedAndNoMore_data();
     void anyLengthIsConvertedAndNoMore();
-    void nothingIsTakenFromTheHeap();
+    void nothingIsTakenFromHeap();
 };
 
 namespace
@@ -92,7 +92,7 @@ void tst_RspConversion::anyLengthIsConvertedAndNoMore()
     QCOMPARE(block[size].im, 7.0);
 }
 
-void tst_RspConversion::nothingIsTakenFromTheHeap()
+void tst_RspConversion::nothingIsTakenFromHeap()
 {
     const std::vector<short> values(1'344, 5);
     std::vector<DoubleComplex> block(values.size());

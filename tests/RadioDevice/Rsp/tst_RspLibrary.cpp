@@ -16,11 +16,11 @@ class tst_RspLibrary : public QObject
 private slots:
     void initTestCase();
     void absentLibraryFailsEveryOperation();
-    void absentLibraryIsAHindranceAndListsNothing();
-    void absentLibraryRefusesAStart();
-    void absentLibraryRefusesARetuneAndAnAntenna();
+    void absentLibraryIsHindranceAndListsNothing();
+    void absentLibraryRefusesStart();
+    void absentLibraryRefusesRetuneAndAntenna();
     void libraryWithEveryOperationIsFound();
-    void libraryThatLacksAnOperationIsPassedOver();
+    void libraryThatLacksOperationIsPassedOver();
 };
 
 namespace
@@ -71,7 +71,7 @@ void tst_RspLibrary::absentLibraryFailsEveryOperation()
     }
 }
 
-void tst_RspLibrary::absentLibraryIsAHindranceAndListsNothing()
+void tst_RspLibrary::absentLibraryIsHindranceAndListsNothing()
 {
     const LogCapture log;
     EnumeratorRadioDevice registry(
@@ -86,7 +86,7 @@ void tst_RspLibrary::absentLibraryIsAHindranceAndListsNothing()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_RspLibrary::absentLibraryRefusesAStart()
+void tst_RspLibrary::absentLibraryRefusesStart()
 {
     const auto rsp = device();
     QVERIFY(!rsp->libraryLoaded());
@@ -98,7 +98,7 @@ void tst_RspLibrary::absentLibraryRefusesAStart()
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
-void tst_RspLibrary::absentLibraryRefusesARetuneAndAnAntenna()
+void tst_RspLibrary::absentLibraryRefusesRetuneAndAntenna()
 {
     const auto rsp = device();
     QSignalSpy errorHappen(rsp.get(), &Worker::errorHappen);
@@ -120,7 +120,7 @@ void tst_RspLibrary::libraryWithEveryOperationIsFound()
     QCOMPARE(version, 2.1F);
 }
 
-void tst_RspLibrary::libraryThatLacksAnOperationIsPassedOver()
+void tst_RspLibrary::libraryThatLacksOperationIsPassedOver()
 {
     const QString incomplete = QStringLiteral(ORVENLINK_FAKE_RSP_INCOMPLETE);
     QVERIFY(!RspLibrary::load({incomplete}).isLoaded);

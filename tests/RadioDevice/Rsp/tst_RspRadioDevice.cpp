@@ -14,28 +14,28 @@ private slots:
     void initTestCase();
     void init();
     void newDeviceHasItsTablesAndDefaults();
-    void newDeviceCallsNothingButTheLoader();
-    void antennaIsTheOnePropertyMore();
+    void newDeviceCallsNothingButLoader();
+    void antennaIsOnePropertyMore();
     void recordIsOfItsType();
 
     void startMakesItsCallsInOrder();
-    void startSelectsTheReceiverByItsIdentificator();
-    void startPassesTheRateOfTheProperty();
-    void startPassesTheFrequencyWithoutTheCorrection();
-    void startPassesOnTheLibrarysPacketLength();
+    void startSelectsReceiverByItsIdentificator();
+    void startPassesRateOfProperty();
+    void startPassesFrequencyWithoutCorrection();
+    void startPassesOnLibrarysPacketLength();
     void startAppliesNoAntenna();
-    void startGoesOnWhereTheResultIsIgnored_data();
-    void startGoesOnWhereTheResultIsIgnored();
-    void streamThatFailsEndsTheStart_data();
-    void streamThatFailsEndsTheStart();
-    void startAfterAFailedOneSucceeds();
-    void deviceIsStartedBehindTheHardware();
+    void startGoesOnWhereResultIsIgnored_data();
+    void startGoesOnWhereResultIsIgnored();
+    void streamThatFailsEndsStart_data();
+    void streamThatFailsEndsStart();
+    void startAfterFailedOneSucceeds();
+    void deviceIsStartedAfterHardware();
 
-    void stopMakesItsCallsBeforeTheDeviceIsStopped();
-    void stopOfAStoppedDeviceCallsNothing();
+    void stopMakesItsCallsBeforeDeviceIsStopped();
+    void stopOfStoppedDeviceCallsNothing();
     void stopHasNoTestOfState();
-    void stopGoesOnWhereTheResultIsIgnored_data();
-    void stopGoesOnWhereTheResultIsIgnored();
+    void stopGoesOnWhereResultIsIgnored_data();
+    void stopGoesOnWhereResultIsIgnored();
     void stopThatHangsIsWaitedForNoLongerThanItsDeadline_data();
     void stopThatHangsIsWaitedForNoLongerThanItsDeadline();
     void runningDeviceEndsItsStreamWhenItIsDestroyed();
@@ -87,13 +87,13 @@ void tst_RspRadioDevice::newDeviceHasItsTablesAndDefaults()
     QCOMPARE(device.state(), Worker::STOPPED);
 }
 
-void tst_RspRadioDevice::newDeviceCallsNothingButTheLoader()
+void tst_RspRadioDevice::newDeviceCallsNothingButLoader()
 {
     const RspRadioDevice device(QSharedPointer<RspRadioDevice::DeviceInfo>::create(), nullptr);
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void tst_RspRadioDevice::antennaIsTheOnePropertyMore()
+void tst_RspRadioDevice::antennaIsOnePropertyMore()
 {
     const QMetaObject& meta = RspRadioDevice::staticMetaObject;
     QCOMPARE(meta.propertyCount() - meta.propertyOffset(), 1);
@@ -127,7 +127,7 @@ void tst_RspRadioDevice::startMakesItsCallsInOrder()
     QCOMPARE(rig.errors, QStringList());
 }
 
-void tst_RspRadioDevice::startSelectsTheReceiverByItsIdentificator()
+void tst_RspRadioDevice::startSelectsReceiverByItsIdentificator()
 {
     RspRig rig(m_vendor, {}, IQSource::kWatchdogInterval, QStringLiteral("3"));
     rig.device->start(false);
@@ -136,7 +136,7 @@ void tst_RspRadioDevice::startSelectsTheReceiverByItsIdentificator()
     QCOMPARE(m_vendor.calls().constLast(), QStringLiteral("mir_sdr_ReleaseDeviceIdx(3) = 0"));
 }
 
-void tst_RspRadioDevice::startPassesTheRateOfTheProperty()
+void tst_RspRadioDevice::startPassesRateOfProperty()
 {
     RspRig rig(m_vendor);
     rig.device->setSampleRate(8'000'000.0);
@@ -145,7 +145,7 @@ void tst_RspRadioDevice::startPassesTheRateOfTheProperty()
              QStringList{QStringLiteral("mir_sdr_StreamInit(40, 8, 1000.5, 1536, 0, 0, 40, 2) = 0")});
 }
 
-void tst_RspRadioDevice::startPassesTheFrequencyWithoutTheCorrection()
+void tst_RspRadioDevice::startPassesFrequencyWithoutCorrection()
 {
     RspRig rig(m_vendor);
     rig.device->setPpmCorrection(100);
@@ -155,7 +155,7 @@ void tst_RspRadioDevice::startPassesTheFrequencyWithoutTheCorrection()
              QStringList{QStringLiteral("mir_sdr_StreamInit(40, 2.048, 100, 1536, 0, 0, 40, 2) = 0")});
 }
 
-void tst_RspRadioDevice::startPassesOnTheLibrarysPacketLength()
+void tst_RspRadioDevice::startPassesOnLibrarysPacketLength()
 {
     m_vendor.set(QStringLiteral("rsp.packet"), 336);
     RspRig rig(m_vendor);
@@ -173,7 +173,7 @@ void tst_RspRadioDevice::startAppliesNoAntenna()
     QCOMPARE(rig.device->ant(), 6);
 }
 
-void tst_RspRadioDevice::startGoesOnWhereTheResultIsIgnored_data()
+void tst_RspRadioDevice::startGoesOnWhereResultIsIgnored_data()
 {
     QTest::addColumn<QString>("call");
     for (const char* call :
@@ -183,7 +183,7 @@ void tst_RspRadioDevice::startGoesOnWhereTheResultIsIgnored_data()
     }
 }
 
-void tst_RspRadioDevice::startGoesOnWhereTheResultIsIgnored()
+void tst_RspRadioDevice::startGoesOnWhereResultIsIgnored()
 {
     QFETCH(QString, call);
     m_vendor.set(call, 5);
@@ -195,7 +195,7 @@ void tst_RspRadioDevice::startGoesOnWhereTheResultIsIgnored()
     QCOMPARE(rig.errors, QStringList());
 }
 
-void tst_RspRadioDevice::streamThatFailsEndsTheStart_data()
+void tst_RspRadioDevice::streamThatFailsEndsStart_data()
 {
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
@@ -204,7 +204,7 @@ void tst_RspRadioDevice::streamThatFailsEndsTheStart_data()
     QTest::newRow("-3") << -3 << QStringLiteral("Error start RSP device ...-3");
 }
 
-void tst_RspRadioDevice::streamThatFailsEndsTheStart()
+void tst_RspRadioDevice::streamThatFailsEndsStart()
 {
     QFETCH(int, code);
     QFETCH(QString, text);
@@ -224,7 +224,7 @@ void tst_RspRadioDevice::streamThatFailsEndsTheStart()
     QCOMPARE(calls.mid(4), kStopCalls);
 }
 
-void tst_RspRadioDevice::startAfterAFailedOneSucceeds()
+void tst_RspRadioDevice::startAfterFailedOneSucceeds()
 {
     m_vendor.set(QStringLiteral("mir_sdr_StreamInit.1"), 1);
     RspRig rig(m_vendor);
@@ -234,7 +234,7 @@ void tst_RspRadioDevice::startAfterAFailedOneSucceeds()
     QVERIFY(rig.device->running());
 }
 
-void tst_RspRadioDevice::deviceIsStartedBehindTheHardware()
+void tst_RspRadioDevice::deviceIsStartedAfterHardware()
 {
     RspRig rig(m_vendor);
     QStringList callsWhenStarted;
@@ -243,7 +243,7 @@ void tst_RspRadioDevice::deviceIsStartedBehindTheHardware()
     QCOMPARE(callsWhenStarted.size(), 6);
 }
 
-void tst_RspRadioDevice::stopMakesItsCallsBeforeTheDeviceIsStopped()
+void tst_RspRadioDevice::stopMakesItsCallsBeforeDeviceIsStopped()
 {
     RspRig rig(m_vendor);
     rig.open();
@@ -256,7 +256,7 @@ void tst_RspRadioDevice::stopMakesItsCallsBeforeTheDeviceIsStopped()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RspRadioDevice::stopOfAStoppedDeviceCallsNothing()
+void tst_RspRadioDevice::stopOfStoppedDeviceCallsNothing()
 {
     RspRig rig(m_vendor);
     rig.device->stop();
@@ -274,7 +274,7 @@ void tst_RspRadioDevice::stopHasNoTestOfState()
     QCOMPARE(m_vendor.calls(), kStopCalls);
 }
 
-void tst_RspRadioDevice::stopGoesOnWhereTheResultIsIgnored_data()
+void tst_RspRadioDevice::stopGoesOnWhereResultIsIgnored_data()
 {
     QTest::addColumn<QString>("call");
     for (const char* call : {"mir_sdr_StreamUninit", "mir_sdr_ReleaseDeviceIdx"}) {
@@ -282,7 +282,7 @@ void tst_RspRadioDevice::stopGoesOnWhereTheResultIsIgnored_data()
     }
 }
 
-void tst_RspRadioDevice::stopGoesOnWhereTheResultIsIgnored()
+void tst_RspRadioDevice::stopGoesOnWhereResultIsIgnored()
 {
     QFETCH(QString, call);
     m_vendor.set(call, 5);
@@ -297,7 +297,7 @@ void tst_RspRadioDevice::stopGoesOnWhereTheResultIsIgnored()
 
 void tst_RspRadioDevice::stopThatHangsIsWaitedForNoLongerThanItsDeadline_data()
 {
-    stopGoesOnWhereTheResultIsIgnored_data();
+    stopGoesOnWhereResultIsIgnored_data();
 }
 
 void tst_RspRadioDevice::stopThatHangsIsWaitedForNoLongerThanItsDeadline()

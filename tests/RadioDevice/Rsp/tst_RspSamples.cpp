@@ -16,20 +16,20 @@ private slots:
     void init();
     void samplesArriveBitForBit_data();
     void samplesArriveBitForBit();
-    void toneAboveTheMiddleTurnsTheWayOfIAndQExchanged();
-    void blockSizeFollowsThePackets_data();
-    void blockSizeFollowsThePackets();
+    void toneAboveMiddleTurnsAsIfIAndQWereExchanged();
+    void blockSizeFollowsPackets_data();
+    void blockSizeFollowsPackets();
     void packetsMayChangeTheirLengthInMidStream();
     void packetThatCanBeNoBlockIsDropped_data();
     void packetThatCanBeNoBlockIsDropped();
-    void packetOfTheRingsWholeLengthIsTaken();
-    void samplesGoOnAfterARestart();
+    void packetOfRingsWholeLengthIsTaken();
+    void samplesGoOnAfterRestart();
     void deviceStoppedWhileItStartsTakesNoSamples();
     void lateCallbackFindsNoDevice();
-    void lateCallbackDoesNotReachTheNextDevice();
-    void unpluggedReceiverIsNoticedByTheWatchdog_data();
-    void unpluggedReceiverIsNoticedByTheWatchdog();
-    void deliveryTakesNothingFromTheHeap();
+    void lateCallbackDoesNotReachNextDevice();
+    void unpluggedReceiverIsNoticedByWatchdog_data();
+    void unpluggedReceiverIsNoticedByWatchdog();
+    void deliveryTakesNothingFromHeap();
 
 private:
     void go();
@@ -96,7 +96,7 @@ void tst_RspSamples::samplesArriveBitForBit()
     }
 }
 
-void tst_RspSamples::toneAboveTheMiddleTurnsTheWayOfIAndQExchanged()
+void tst_RspSamples::toneAboveMiddleTurnsAsIfIAndQWereExchanged()
 {
     m_vendor.set(QStringLiteral("source"), QStringLiteral("tone"));
     m_vendor.set(QStringLiteral("tone.hz"), 256'000); // an eighth of the rate
@@ -114,7 +114,7 @@ void tst_RspSamples::toneAboveTheMiddleTurnsTheWayOfIAndQExchanged()
     }
 }
 
-void tst_RspSamples::blockSizeFollowsThePackets_data()
+void tst_RspSamples::blockSizeFollowsPackets_data()
 {
     QTest::addColumn<int>("packet");
     for (const int packet : {1, 336, 1'343, 1'344, 1'345, 4'096}) {
@@ -122,7 +122,7 @@ void tst_RspSamples::blockSizeFollowsThePackets_data()
     }
 }
 
-void tst_RspSamples::blockSizeFollowsThePackets()
+void tst_RspSamples::blockSizeFollowsPackets()
 {
     QFETCH(int, packet);
     m_vendor.set(QStringLiteral("rsp.packet"), packet);
@@ -186,7 +186,7 @@ void tst_RspSamples::packetThatCanBeNoBlockIsDropped()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RspSamples::packetOfTheRingsWholeLengthIsTaken()
+void tst_RspSamples::packetOfRingsWholeLengthIsTaken()
 {
     RspRig rig(m_vendor);
     rig.open();
@@ -197,7 +197,7 @@ void tst_RspSamples::packetOfTheRingsWholeLengthIsTaken()
     QCOMPARE(rig.samples(1).front().re, 0.01);
 }
 
-void tst_RspSamples::samplesGoOnAfterARestart()
+void tst_RspSamples::samplesGoOnAfterRestart()
 {
     RspRig rig(m_vendor);
     go();
@@ -250,7 +250,7 @@ void tst_RspSamples::lateCallbackFindsNoDevice()
     next.device->stop();
 }
 
-void tst_RspSamples::lateCallbackDoesNotReachTheNextDevice()
+void tst_RspSamples::lateCallbackDoesNotReachNextDevice()
 {
     m_vendor.set(QStringLiteral("rsp.late"), 1);
     {
@@ -270,14 +270,14 @@ void tst_RspSamples::lateCallbackDoesNotReachTheNextDevice()
     QCOMPARE(next.written(), 1344);
 }
 
-void tst_RspSamples::unpluggedReceiverIsNoticedByTheWatchdog_data()
+void tst_RspSamples::unpluggedReceiverIsNoticedByWatchdog_data()
 {
     QTest::addColumn<QString>("fault");
     QTest::newRow("unplug") << QStringLiteral("unplug");
     QTest::newRow("stall") << QStringLiteral("stall");
 }
 
-void tst_RspSamples::unpluggedReceiverIsNoticedByTheWatchdog()
+void tst_RspSamples::unpluggedReceiverIsNoticedByWatchdog()
 {
     QFETCH(QString, fault);
     go();
@@ -295,7 +295,7 @@ void tst_RspSamples::unpluggedReceiverIsNoticedByTheWatchdog()
                                             QStringLiteral("mir_sdr_ReleaseDeviceIdx(0) = 0")}));
 }
 
-void tst_RspSamples::deliveryTakesNothingFromTheHeap()
+void tst_RspSamples::deliveryTakesNothingFromHeap()
 {
     RspRig rig(m_vendor);
     rig.open();

@@ -15,9 +15,9 @@ private slots:
     void init();
 
     void threadReadsFromItsConstructionOn();
-    void threadFinishesWhenTheReadReturns();
-    void callbackWithoutAContextWarns();
-    void callbackAtAShutGateDoesNothing();
+    void threadFinishesWhenReadReturns();
+    void callbackWithoutContextWarns();
+    void callbackAtShutGateDoesNothing();
 
 private:
     FakeVendor m_vendor;
@@ -44,7 +44,7 @@ void tst_CRTL_SDR_Thread::threadReadsFromItsConstructionOn()
     rtlsdr_close(dev);
 }
 
-void tst_CRTL_SDR_Thread::threadFinishesWhenTheReadReturns()
+void tst_CRTL_SDR_Thread::threadFinishesWhenReadReturns()
 {
     m_vendor.set(QStringLiteral("rtlsdr_read_async"), -1);
     rtlsdr_dev_t* dev = nullptr;
@@ -55,7 +55,7 @@ void tst_CRTL_SDR_Thread::threadFinishesWhenTheReadReturns()
     QVERIFY(thread.isFinished());
 }
 
-void tst_CRTL_SDR_Thread::callbackWithoutAContextWarns()
+void tst_CRTL_SDR_Thread::callbackWithoutContextWarns()
 {
     const LogCapture log;
     unsigned char bytes[2] = {};
@@ -67,7 +67,7 @@ void tst_CRTL_SDR_Thread::callbackWithoutAContextWarns()
     QVERIFY2(text.endsWith(QLatin1String(" =>\t Error rtlsdr_read_async function!")), qPrintable(text));
 }
 
-void tst_CRTL_SDR_Thread::callbackAtAShutGateDoesNothing()
+void tst_CRTL_SDR_Thread::callbackAtShutGateDoesNothing()
 {
     CRTL_SDR_Thread::Gate gate;
     const LogCapture log;

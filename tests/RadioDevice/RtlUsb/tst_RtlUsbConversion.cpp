@@ -9,24 +9,24 @@ class tst_RtlUsbConversion : public QObject
     Q_OBJECT
 
 private slots:
-    void everyByteIsATwosComplementByTheScale_data();
-    void everyByteIsATwosComplementByTheScale();
+    void everyByteIsTwosComplementByScale_data();
+    void everyByteIsTwosComplementByScale();
     void everyByteOfOffsetBinaryIsTakenFromItsMiddle_data();
     void everyByteOfOffsetBinaryIsTakenFromItsMiddle();
-    void fullScaleIsAboutAnEightieth();
+    void fullScaleIsAboutEightieth();
     void secondByteIsReUnlessSwapped();
     void everyLengthIsConvertedAndNoMore_data();
     void everyLengthIsConvertedAndNoMore();
 };
 
-void tst_RtlUsbConversion::everyByteIsATwosComplementByTheScale_data()
+void tst_RtlUsbConversion::everyByteIsTwosComplementByScale_data()
 {
     QTest::addColumn<bool>("swapIQ");
     QTest::newRow("as it comes") << false;
     QTest::newRow("swapped") << true;
 }
 
-void tst_RtlUsbConversion::everyByteIsATwosComplementByTheScale()
+void tst_RtlUsbConversion::everyByteIsTwosComplementByScale()
 {
     QFETCH(bool, swapIQ);
     for (int value = 0; value < 256; ++value) {
@@ -42,7 +42,7 @@ void tst_RtlUsbConversion::everyByteIsATwosComplementByTheScale()
 
 void tst_RtlUsbConversion::everyByteOfOffsetBinaryIsTakenFromItsMiddle_data()
 {
-    everyByteIsATwosComplementByTheScale_data();
+    everyByteIsTwosComplementByScale_data();
 }
 
 void tst_RtlUsbConversion::everyByteOfOffsetBinaryIsTakenFromItsMiddle()
@@ -58,7 +58,7 @@ void tst_RtlUsbConversion::everyByteOfOffsetBinaryIsTakenFromItsMiddle()
     }
 }
 
-void tst_RtlUsbConversion::fullScaleIsAboutAnEightieth()
+void tst_RtlUsbConversion::fullScaleIsAboutEightieth()
 {
     const unsigned char bytes[] = {0x7F, 0x80};
     DoubleComplex out{};

@@ -30,14 +30,14 @@ class tst_DeliveryGate : public QObject
 
 private slots:
     void newGateIsShut();
-    void openGateGivesTheDevice();
+    void openGateGivesDevice();
     void closedGateGivesNothing();
     void gateThatIsGoneGivesNothing();
-    void numberOfAnEarlierStartGivesNothing();
+    void numberOfEarlierStartGivesNothing();
     void gatesOfTwoDevicesGiveEachItsOwn();
     void numberOfNoStartGivesNothing();
     void closeWaitsForWhoeverIsInside();
-    void noVisitReachesADeviceThatIsGone();
+    void noVisitReachesDeviceThatIsGone();
 };
 
 void tst_DeliveryGate::newGateIsShut()
@@ -49,7 +49,7 @@ void tst_DeliveryGate::newGateIsShut()
     deliver(context);
 }
 
-void tst_DeliveryGate::openGateGivesTheDevice()
+void tst_DeliveryGate::openGateGivesDevice()
 {
     Device device;
     Gate gate;
@@ -84,7 +84,7 @@ void tst_DeliveryGate::gateThatIsGoneGivesNothing()
     QCOMPARE(device.delivered.load(), 0);
 }
 
-void tst_DeliveryGate::numberOfAnEarlierStartGivesNothing()
+void tst_DeliveryGate::numberOfEarlierStartGivesNothing()
 {
     Device device;
     Gate gate;
@@ -156,7 +156,7 @@ void tst_DeliveryGate::closeWaitsForWhoeverIsInside()
     QVERIFY(leftBeforeClosed);
 }
 
-void tst_DeliveryGate::noVisitReachesADeviceThatIsGone()
+void tst_DeliveryGate::noVisitReachesDeviceThatIsGone()
 {
     // Under the sanitizers a visit that came too late would be an error.
     for (int round = 0; round < 200; ++round) {

@@ -21,19 +21,19 @@ private slots:
     void init();
 
     void callThatReturnsGivesItsResultAndIsQuiet();
-    void callsAreMadeOnOneThreadOfTheLibrarysName();
-    void whatTheCallOwnsIsGoneWhenItIsBack();
+    void callsAreMadeOnOneThreadOfLibrarysName();
+    void whatCallOwnsIsGoneWhenItIsBack();
     void callThatHangsIsOutWithOneWarning();
-    void callerIsHeldNoLongerThanTheDeadline();
+    void callerIsHeldNoLongerThanDeadline();
     void callThatIsOutKeepsWhatItOwnsUntilItReturns();
-    void nothingNewIsAskedWhileACallIsOut();
-    void whatEndsASessionIsDoneInOrderAfterTheCallThatWasOut();
+    void nothingNewIsAskedWhileCallIsOut();
+    void whatEndsSessionIsDoneInOrderAfterCallThatWasOut();
     void callThatIsBackLateIsForgotten();
     void deadlineIsThatOfOneCall();
-    void newCallWaitsForTheEndOfTheSessionBefore();
-    void newCallIsNotMadeOnceTheEndBeforeItIsOut();
+    void newCallWaitsForEndOfSessionBefore();
+    void newCallIsNotMadeOnceEndBeforeItIsOut();
     void librariesDoNotWaitForEachOther();
-    void threadThatTheSystemDeniesMakesNoCall();
+    void threadThatSystemDeniesMakesNoCall();
 
 private:
     using Outcome = LibraryThread::Outcome;
@@ -90,7 +90,7 @@ void tst_LibraryThread::callThatReturnsGivesItsResultAndIsQuiet()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_LibraryThread::callsAreMadeOnOneThreadOfTheLibrarysName()
+void tst_LibraryThread::callsAreMadeOnOneThreadOfLibrarysName()
 {
     const auto threads = std::make_shared<std::vector<QThread*>>();
     const auto note = [threads] {
@@ -105,7 +105,7 @@ void tst_LibraryThread::callsAreMadeOnOneThreadOfTheLibrarysName()
     QCOMPARE(threads->at(0)->objectName(), m_name);
 }
 
-void tst_LibraryThread::whatTheCallOwnsIsGoneWhenItIsBack()
+void tst_LibraryThread::whatCallOwnsIsGoneWhenItIsBack()
 {
     auto owned = std::make_shared<int>(1);
     const std::weak_ptr<int> seen = owned;
@@ -131,7 +131,7 @@ void tst_LibraryThread::callThatHangsIsOutWithOneWarning()
     hang.letGo();
 }
 
-void tst_LibraryThread::callerIsHeldNoLongerThanTheDeadline()
+void tst_LibraryThread::callerIsHeldNoLongerThanDeadline()
 {
     Hang hang;
     const LogCapture log;
@@ -163,7 +163,7 @@ void tst_LibraryThread::callThatIsOutKeepsWhatItOwnsUntilItReturns()
     QTRY_VERIFY(seen.expired());
 }
 
-void tst_LibraryThread::nothingNewIsAskedWhileACallIsOut()
+void tst_LibraryThread::nothingNewIsAskedWhileCallIsOut()
 {
     Hang hang;
     const LogCapture log;
@@ -184,7 +184,7 @@ void tst_LibraryThread::nothingNewIsAskedWhileACallIsOut()
     QCOMPARE(made->load(), 0);
 }
 
-void tst_LibraryThread::whatEndsASessionIsDoneInOrderAfterTheCallThatWasOut()
+void tst_LibraryThread::whatEndsSessionIsDoneInOrderAfterCallThatWasOut()
 {
     Hang hang;
     const LogCapture log;
@@ -229,7 +229,7 @@ void tst_LibraryThread::deadlineIsThatOfOneCall()
     }
 }
 
-void tst_LibraryThread::newCallWaitsForTheEndOfTheSessionBefore()
+void tst_LibraryThread::newCallWaitsForEndOfSessionBefore()
 {
     Hang hang;
     Hang end;
@@ -255,7 +255,7 @@ void tst_LibraryThread::newCallWaitsForTheEndOfTheSessionBefore()
     letGo.join();
 }
 
-void tst_LibraryThread::newCallIsNotMadeOnceTheEndBeforeItIsOut()
+void tst_LibraryThread::newCallIsNotMadeOnceEndBeforeItIsOut()
 {
     Hang hang;
     Hang end;
@@ -287,7 +287,7 @@ void tst_LibraryThread::librariesDoNotWaitForEachOther()
     hang.letGo();
 }
 
-void tst_LibraryThread::threadThatTheSystemDeniesMakesNoCall()
+void tst_LibraryThread::threadThatSystemDeniesMakesNoCall()
 {
     const auto made = std::make_shared<std::atomic<int>>(0);
     const auto count = [made] { return ++*made; };

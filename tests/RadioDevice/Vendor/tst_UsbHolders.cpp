@@ -11,7 +11,7 @@ class tst_UsbHolders : public QObject
 private slots:
     void init();
 
-    void processThatHoldsADeviceIsNamed();
+    void processThatHoldsDeviceIsNamed();
     void processesThatHoldOtherFilesAreNot();
     void thisProcessIsNot();
     void nobodyCanBeSeenWhereThereAreNoDevices();
@@ -45,7 +45,7 @@ void tst_UsbHolders::hold(QProcess& process, const QString& file) const
     QVERIFY(process.waitForReadyRead());
 }
 
-void tst_UsbHolders::processThatHoldsADeviceIsNamed()
+void tst_UsbHolders::processThatHoldsDeviceIsNamed()
 {
     QProcess process;
     hold(process, device("usb/001/002"));
