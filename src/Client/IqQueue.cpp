@@ -11,26 +11,18 @@ IqQueue::IqQueue(qint64 capacity, QObject* parent)
 
 void IqQueue::push(const IqBlock& block)
 {
-    bool wasEmpty = false;
-    {
-        const QMutexLocker lock(&m_mutex);
-        if (m_closed) {
-            return;
-        }
-        wasEmpty = m_blocks.isEmpty();
-        while (!m_blocks.isEmpty() && m_size + block.samples.size() > m_capacity) {
-            const int count = m_blocks.dequeue().samples.size();
-            m_size -= count;
-            m_dropped += count;
-            m_droppedSince += count;
-        }
-        m_blocks.enqueue(block);
-        m_size += block.samples.size();
-        m_filled.wakeOne();
+    const QMutexLocker lock(&m_mutex);
+    if (m_closed) {
+        return;
     }
-    if (wasEmpty) {
-        emit available();
+    while (!m_blocks.isEmpty() && m_size + block.samples.size() > m_capacity) {
+        const int count = m_blocks.dequeue().samples.size();
+        m_size -= count;
+        m_dropped += count;
     }
+    m_blocks.enqueue(block);
+    m_size += block.samples.size();
+    m_filled.wakeOne();
 }
 
 std::optional<IqQueue::Taken> IqQueue::take(int timeoutMs)
@@ -42,16 +34,10 @@ std::optional<IqQueue::Taken> IqQueue::take(int timeoutMs)
             return std::nullopt;
         }
     }
-    Taken taken{m_blocks.dequeue(), m_droppedSince};
+    Taken taken{m_blocks.dequeue(), m_dropped};
     m_size -= taken.block.samples.size();
-    m_droppedSince = 0;
+    m_dropped = 0;
     return taken;
-}
-
-qint64 IqQueue::droppedSamples() const
-{
-    const QMutexLocker lock(&m_mutex);
-    return m_dropped;
 }
 
 void IqQueue::close()

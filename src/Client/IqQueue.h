@@ -29,8 +29,6 @@ public:
     /// The oldest block; waits for one up to `timeoutMs`, 0 for not at all. Nothing after the wait, or once
     /// closed and empty.
     [[nodiscard]] std::optional<Taken> take(int timeoutMs);
-    /// Samples dropped in all.
-    [[nodiscard]] qint64 droppedSamples() const;
 
     /// No more blocks are let in; who waits, wakes.
     void close();
@@ -39,17 +37,12 @@ public:
 public slots:
     void push(const IqBlock& block);
 
-signals:
-    /// The queue was empty and no longer is; emitted by the thread that pushes.
-    void available();
-
 private:
     mutable QMutex m_mutex;
     QWaitCondition m_filled;
     QQueue<IqBlock> m_blocks;
-    qint64 m_capacity;         // samples
-    qint64 m_size = 0;         // samples
-    qint64 m_dropped = 0;      // samples, in all
-    qint64 m_droppedSince = 0; // samples, since the last block was taken
+    qint64 m_capacity;    // samples
+    qint64 m_size = 0;    // samples
+    qint64 m_dropped = 0; // samples, since the last block was taken
     bool m_closed = false;
 };

@@ -1,6 +1,5 @@
 #include "Client/IqQueue.h"
 
-#include <QSignalSpy>
 #include <QtTest>
 #include <thread>
 
@@ -16,7 +15,6 @@ private slots:
     void whoWaitsIsWokenByBlock();
     void whoWaitsIsWokenByEnd();
     void whatIsLeftAtEndIsStillTaken();
-    void availableIsToldOnceUntilItIsEmptyAgain();
     void slowListenerOnAnotherThreadAccountsForEverySample();
 };
 
@@ -42,7 +40,6 @@ void tst_IqQueue::blocksComeOutInTheirOrder()
     const auto second = queue.take(0);
     QCOMPARE(second->block.position, 128);
     QCOMPARE(second->dropped, 0);
-    QCOMPARE(queue.droppedSamples(), 0);
 }
 
 void tst_IqQueue::oldestGoWhenItIsFullAndListenerKnowsHowMuch()
@@ -51,12 +48,10 @@ void tst_IqQueue::oldestGoWhenItIsFullAndListenerKnowsHowMuch()
     for (int i = 0; i < 5; ++i) {
         queue.push(block(i * 128));
     }
-    QCOMPARE(queue.droppedSamples(), 3 * 128);
     const auto first = queue.take(0);
     QCOMPARE(first->block.position, 3 * 128);
     QCOMPARE(first->dropped, 3 * 128);
     QCOMPARE(queue.take(0)->dropped, 0);
-    QCOMPARE(queue.droppedSamples(), 3 * 128);
 }
 
 void tst_IqQueue::blockAboveCapacityIsKeptAlone()
@@ -101,18 +96,6 @@ void tst_IqQueue::whatIsLeftAtEndIsStillTaken()
     queue.push(block(128));
     QVERIFY(queue.take(0));
     QVERIFY(!queue.take(0));
-}
-
-void tst_IqQueue::availableIsToldOnceUntilItIsEmptyAgain()
-{
-    IqQueue queue(1000);
-    const QSignalSpy available(&queue, &IqQueue::available);
-    queue.push(block(0));
-    queue.push(block(128));
-    QCOMPARE(available.size(), 1);
-    QVERIFY(queue.take(0) && queue.take(0));
-    queue.push(block(256));
-    QCOMPARE(available.size(), 2);
 }
 
 void tst_IqQueue::slowListenerOnAnotherThreadAccountsForEverySample()

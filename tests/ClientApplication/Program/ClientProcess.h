@@ -7,6 +7,11 @@
 #include <QStringList>
 #include <csignal>
 
+inline QStringList words(const char* text)
+{
+    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
 /// The real client in a process of its own; killed with the object if still running.
 class ClientProcess
 {

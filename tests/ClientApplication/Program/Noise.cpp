@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <random>
 
-// Noise, which is nowhere like itself: where a piece of it belongs is beyond doubt.
 Noise::Samples Noise::samples()
 {
     std::mt19937 engine(7);
@@ -20,7 +19,6 @@ Noise::Samples Noise::samples()
     return samples;
 }
 
-// As a server's player reads it: Q left, I right.
 QByteArray Noise::toRecording(const Samples& samples)
 {
     std::vector<qint16> values;
@@ -51,8 +49,6 @@ Noise::Samples Noise::toSamples(const QByteArray& bytes)
     return toSamples(values);
 }
 
-// The greatest difference of a part between what was received and `wanted`, which goes round, where they fit
-// best. Huge if there is nothing to compare.
 double Noise::difference(const Samples& received, const std::vector<std::complex<double>>& wanted)
 {
     if (received.size() < 1'000 || wanted.empty()) {
@@ -83,7 +79,6 @@ std::vector<std::complex<double>> Noise::scaled(const Samples& file, double fact
     return samples;
 }
 
-// What the server makes of the file at its full rate: each count becomes 7.6.
 std::vector<std::complex<double>> Noise::atFullRate(const Samples& file)
 {
     return scaled(file, PlayerSink::kCountsPerCount);

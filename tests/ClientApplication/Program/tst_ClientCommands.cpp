@@ -17,11 +17,6 @@ const QString kGet = QStringLiteral("get");
 const QString kSet = QStringLiteral("set");
 const QString kJson = QStringLiteral("--json");
 
-QStringList words(const char* text)
-{
-    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
 } // namespace
 
 class tst_ClientCommands : public QObject

@@ -15,11 +15,6 @@ namespace
 const QString kSpectrum = QStringLiteral("spectrum");
 const QString kSeconds = QStringLiteral("--seconds");
 
-QStringList words(const char* text)
-{
-    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
 } // namespace
 
 /// The command `spectrum` in its four forms.

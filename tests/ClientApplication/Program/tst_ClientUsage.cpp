@@ -11,11 +11,6 @@ namespace
 const QString kSpectrum = QStringLiteral("spectrum");
 const QString kSeconds = QStringLiteral("--seconds");
 
-QStringList words(const char* text)
-{
-    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
 } // namespace
 
 /// Help, wrong usage, and outputs that take nothing.
