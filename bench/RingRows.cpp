@@ -1,6 +1,6 @@
 #include "Core/Worker/RingBuffer.h"
 #include "InstructionSets.h"
-#include "RadioDevice/AirSpy/AirSpyConversion.h"
+#include "RadioDevice/AirSpyFamily/AirSpyConversion.h"
 #include "RadioDevice/Rsp/RspConversion.h"
 #include "RadioDevice/RtlUsb/RtlUsbConversion.h"
 #include "Rounds.h"

@@ -2,23 +2,13 @@
 
 #include <QDir>
 #include <QtTest>
-#include <algorithm>
-#include <iterator>
 
-void HangRig::reset()
+void HangRig::addDrivers()
 {
-    vendor.reset();
-    // The first of an open receiver's rates is the one that a reset sets.
-    vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("768000 912000"));
-}
-
-QVector<Driver> HangRig::vendorDrivers() const
-{
-    const QVector<Driver> all = drivers(folder.path());
-    QVector<Driver> result;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(result),
-                 [](const Driver& driver) { return !driver.openCall.isEmpty(); });
-    return result;
+    QTest::addColumn<Driver>("driver");
+    for (const Driver& driver : vendorDrivers()) {
+        QTest::newRow(qPrintable(driver.name)) << driver;
+    }
 }
 
 int HangRig::opened(const Driver& driver) const

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "RadioDevice/Drivers.h"
+#include "RadioDevice/Driver.h"
 
 #include "support/FakeVendor.h"
 #include "support/LogCapture.h"
-
-#include <QTemporaryDir>
 
 /// Drivers whose libraries don't come back, on the fakes.
 struct HangRig
@@ -18,10 +16,8 @@ struct HangRig
     /// What takes less waits for nothing.
     static constexpr qint64 kAtOnceMs = 200;
 
-    void reset();
-
-    /// Those that have a library.
-    [[nodiscard]] QVector<Driver> vendorDrivers() const;
+    /// A column and a row for each driver that has a library.
+    static void addDrivers();
 
     /// How many times a receiver was opened.
     [[nodiscard]] int opened(const Driver& driver) const;
@@ -38,5 +34,4 @@ struct HangRig
     static void writeAll(AbstractRadioDevice& device, const Driver& driver);
 
     FakeVendor vendor;
-    QTemporaryDir folder;
 };

@@ -1,13 +1,11 @@
 #include "Core/Losses/Losses.h"
-#include "RadioDevice/Drivers.h"
+#include "RadioDevice/Driver.h"
 #include "RadioDevice/Watchdog.h"
 
-#include "support/FakeVendor.h"
 #include "support/LogCapture.h"
 
 #include <QMetaProperty>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QtTest>
 
 /// What holds for the device of every driver: each test runs for each of them.
@@ -47,7 +45,6 @@ private slots:
 
 private:
     FakeVendor m_vendor;
-    QTemporaryDir m_folder;
 };
 
 namespace
@@ -80,7 +77,7 @@ Driver driver()
 void tst_DriverContract::initTestCase_data()
 {
     QTest::addColumn<Driver>("driver");
-    for (const Driver& each : drivers(m_folder.path())) {
+    for (const Driver& each : drivers()) {
         QTest::newRow(qPrintable(each.name)) << each;
     }
 }
@@ -93,10 +90,8 @@ void tst_DriverContract::initTestCase()
 
 void tst_DriverContract::init()
 {
-    m_vendor.reset();
+    resetFakes(m_vendor);
     m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
-    // The first of an open receiver's rates is the one that a reset sets.
-    m_vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("768000 912000"));
 }
 
 void tst_DriverContract::startedDeviceDeliversSamplesToBothRings()
@@ -321,16 +316,10 @@ void tst_DriverContract::watchdogTakesEveryBlockForASignOfLife_data()
 void tst_DriverContract::watchdogTakesEveryBlockForASignOfLife()
 {
     QFETCH(double, samples);
-    // What the fake tells as the length of its blocks, and how many of that a sample has.
-    const QMap<QString, QPair<QString, int>> lengths{
-        {QStringLiteral("RTL2832U"), {QStringLiteral("rtlsdr.length"), 2}},
-        {QStringLiteral("Airspy HF+"), {QStringLiteral("airspyhf.count"), 1}},
-        {QStringLiteral("Airspy R2/mini"), {QStringLiteral("airspy.count"), 1}},
-        {QStringLiteral("RSP"), {QStringLiteral("rsp.count"), 1}}};
-    if (!lengths.contains(driver().name)) {
+    if (!driver().hasLibrary()) {
         QSKIP("Delivers by itself");
     }
-    const auto [key, unit] = lengths.value(driver().name);
+    const auto [key, unit] = driver().blockLength;
     m_vendor.set(key, unit * samples);
     const qint64 lost = Losses::process().total(Losses::Cause::LargeBlocks);
     const Watchdog watchdog;

@@ -1,10 +1,8 @@
-#include "RadioDevice/Drivers.h"
+#include "RadioDevice/Driver.h"
 
-#include "support/FakeVendor.h"
 #include "support/LogCapture.h"
 
 #include <QDir>
-#include <QTemporaryDir>
 #include <QtTest>
 #include <malloc.h>
 #include <random>
@@ -23,7 +21,6 @@ private slots:
 
 private:
     FakeVendor m_vendor;
-    QTemporaryDir m_folder;
     int m_threads = 0; // without a device
 };
 
@@ -145,7 +142,7 @@ private:
 void tst_DriverEndurance::initTestCase_data()
 {
     QTest::addColumn<Driver>("driver");
-    for (const Driver& each : drivers(m_folder.path())) {
+    for (const Driver& each : drivers()) {
         QTest::newRow(qPrintable(each.name)) << each;
     }
 }
@@ -158,7 +155,7 @@ void tst_DriverEndurance::initTestCase()
 
 void tst_DriverEndurance::init()
 {
-    m_vendor.reset();
+    resetFakes(m_vendor);
     // A buffer a millisecond, of a length that wakes the signal path with each few of them.
     m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
     m_vendor.set(QStringLiteral("buffer"), 8'192);

@@ -1,13 +1,6 @@
-#include "RadioDevice/Drivers.h"
-#include "RadioDevice/Vendor/LibraryThread.h"
+#include "RadioDevice/Driver.h"
 
-#include "support/FakeVendor.h"
-
-#include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QtTest>
-#include <algorithm>
-#include <iterator>
 #include <random>
 
 /// Libraries that hang, take their time and fail, while sessions begin and end and devices go, at random:
@@ -22,7 +15,6 @@ private slots:
 
 private:
     FakeVendor m_vendor;
-    QTemporaryDir m_folder;
 };
 
 namespace
@@ -32,64 +24,14 @@ constexpr const char* kRounds = "ROUNDS"; // how many, in the environment
 constexpr const char* kSeed = "SEED";     // of the rounds, in the environment
 constexpr LibraryDeadlines kDeadlines{std::chrono::milliseconds(60), std::chrono::milliseconds(40)};
 
-struct Library
-{
-    QString thread;
-    QStringList calls;   ///< That may hang and take their time.
-    QStringList mayFail; ///< As well; without the rate of an RTL2832U, which stays open when that is refused.
-    QString begin;       ///< What owes an end.
-    QString end;
-};
-
-const QMap<QString, Library>& libraries()
-{
-    static const auto prefixed = [](const char* prefix, std::initializer_list<const char*> names) {
-        QStringList result;
-        for (const char* name : names) {
-            result.append(QLatin1String(prefix) + QLatin1String(name));
-        }
-        return result;
-    };
-    static const QMap<QString, Library> all{
-        {QStringLiteral("RTL2832U"),
-         {QStringLiteral("librtlsdr"),
-          prefixed("rtlsdr_", {"open", "close", "set_sample_rate", "get_tuner_type", "set_direct_sampling",
-                               "set_center_freq", "set_agc_mode", "set_tuner_gain_mode", "set_tuner_gain",
-                               "reset_buffer", "read_async", "cancel_async"}),
-          prefixed("rtlsdr_", {"open", "get_tuner_type", "set_direct_sampling", "set_center_freq",
-                               "set_agc_mode", "reset_buffer", "read_async"}),
-          QStringLiteral("rtlsdr_open("), QStringLiteral("rtlsdr_close(")}},
-        {QStringLiteral("Airspy HF+"),
-         {QStringLiteral("libairspyhf"),
-          prefixed("airspyhf_", {"open_sn", "close", "get_samplerates", "set_samplerate", "start", "stop",
-                                 "set_freq", "set_hf_agc", "set_hf_lna", "set_hf_att"}),
-          prefixed("airspyhf_", {"open_sn", "close", "get_samplerates", "set_samplerate", "start", "stop",
-                                 "set_freq", "set_hf_agc", "set_hf_lna"}),
-          QStringLiteral("airspyhf_open_sn("), QStringLiteral("airspyhf_close(")}},
-        {QStringLiteral("Airspy R2/mini"),
-         {QStringLiteral("libairspy"),
-          prefixed("airspy_", {"open_sn", "close", "get_samplerates", "set_samplerate", "set_sample_type",
-                               "start_rx", "stop_rx", "set_freq", "set_lna_agc", "set_linearity_gain"}),
-          prefixed("airspy_", {"open_sn", "close", "get_samplerates", "set_samplerate", "set_sample_type",
-                               "start_rx", "stop_rx", "set_freq", "set_lna_agc"}),
-          QStringLiteral("airspy_open_sn("), QStringLiteral("airspy_close(")}},
-        {QStringLiteral("RSP"),
-         {QStringLiteral("libmirsdrapi-rsp"),
-          prefixed("mir_sdr_", {"SetDeviceIdx", "DebugEnable", "StreamInit", "SetSyncUpdatePeriod", "SetRf",
-                                "Reinit", "StreamUninit", "ReleaseDeviceIdx"}),
-          prefixed("mir_sdr_", {"SetDeviceIdx", "StreamInit", "SetRf", "Reinit", "StreamUninit"}),
-          QStringLiteral("mir_sdr_SetDeviceIdx("), QStringLiteral("mir_sdr_ReleaseDeviceIdx(")}},
-    };
-    return all;
-}
-
 /// One driver's round.
 class Round
 {
 public:
     Round(const Driver& driver, FakeVendor& vendor, std::mt19937& generator)
         : m_driver(driver)
-        , m_library(libraries().value(driver.name))
+        , m_begin(driver.claimCall.isEmpty() ? driver.openCall : driver.claimCall)
+        , m_end(driver.releaseCall.isEmpty() ? driver.closeCall : driver.releaseCall)
         , m_vendor(vendor)
         , m_generator(generator)
     {
@@ -118,7 +60,7 @@ public:
     [[nodiscard]] bool isDone() const
     {
         const auto nothing = [] { return 0; };
-        return LibraryThread::of(m_library.thread).ask("nothing", nothing, std::chrono::seconds(5)).outcome ==
+        return LibraryThread::of(m_driver.library).ask("nothing", nothing, std::chrono::seconds(5)).outcome ==
                LibraryThread::Outcome::Back;
     }
 
@@ -129,17 +71,17 @@ public:
         if (!after.isEmpty()) {
             return QStringLiteral("asked of what was closed: ") + after.join(QLatin1String(", "));
         }
-        return m_driver.name == QLatin1String("RSP") ? complaintOfSessions() : complaintOfHandles();
+        return m_driver.claimCall.isEmpty() ? complaintOfHandles() : complaintOfSessions();
     }
 
     /// How many sessions the library saw begin.
-    [[nodiscard]] int begun() const { return m_vendor.calls(m_library.begin).size(); }
+    [[nodiscard]] int begun() const { return m_vendor.calls(m_begin).size(); }
 
 private:
     [[nodiscard]] QString complaintOfHandles() const
     {
-        const QStringList opened = m_vendor.calls(m_library.begin).filter(QStringLiteral(" = 0"));
-        const QStringList closed = m_vendor.calls(m_library.end);
+        const QStringList opened = m_vendor.calls(m_begin).filter(QStringLiteral(" = 0"));
+        const QStringList closed = m_vendor.calls(m_end);
         if (opened.size() != closed.size()) {
             return QStringLiteral("opened %1, closed %2").arg(opened.size()).arg(closed.size());
         }
@@ -150,12 +92,12 @@ private:
         return handles.removeDuplicates() == 0 ? QString() : QStringLiteral("closed twice");
     }
 
-    // That library has no handle: what begins a session and what ends it take turns.
+    // A library that is claimed has no handle: what begins a session and what ends it take turns.
     [[nodiscard]] QString complaintOfSessions() const
     {
         int open = 0;
         for (const QString& call : m_vendor.calls()) {
-            open += call.startsWith(m_library.begin) ? 1 : call.startsWith(m_library.end) ? -1 : 0;
+            open += call.startsWith(m_begin) ? 1 : call.startsWith(m_end) ? -1 : 0;
             if (open < 0 || open > 1) {
                 return QStringLiteral("one session within another: ") + call;
             }
@@ -165,14 +107,14 @@ private:
 
     void addFault()
     {
-        const QString name = m_library.calls.at(pick(m_library.calls.size()));
+        const QString name = m_driver.faultCalls.at(pick(m_driver.faultCalls.size()));
         const QString numbered = name + QLatin1Char('.') + QString::number(1 + pick(3));
         switch (pick(4)) {
         case 0:
             m_vendor.set(QStringLiteral("delay.") + name, pick(60));
             break;
         case 1:
-            m_vendor.set(m_library.mayFail.at(pick(m_library.mayFail.size())), -1);
+            m_vendor.set(m_driver.failingCalls.at(pick(m_driver.failingCalls.size())), -1);
             break;
         default:
             m_hangs.append(QStringLiteral("hang.") + (pick(2) == 0 ? name : numbered));
@@ -227,7 +169,8 @@ private:
     int pick(int count) { return std::uniform_int_distribution<int>(0, count - 1)(m_generator); }
 
     Driver m_driver;
-    Library m_library;
+    QString m_begin; // a session, for the library
+    QString m_end;   // what that is owed
     FakeVendor& m_vendor;
     std::mt19937& m_generator;
     QStringList m_hangs; // keys of the script
@@ -250,8 +193,7 @@ void tst_DriverFaults::initTestCase()
 
 void tst_DriverFaults::everyHandleIsClosedOnceWhateverHappens()
 {
-    QVector<Driver> served = drivers(m_folder.path());
-    served.removeFirst(); // which has no library
+    const QVector<Driver> served = vendorDrivers();
     const int rounds = fromEnvironment(kRounds, 80);
     const int seed = fromEnvironment(kSeed, 2026);
     std::mt19937 generator(static_cast<unsigned>(seed));

@@ -11,7 +11,7 @@ class tst_StartHangs : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { m_rig.reset(); }
+    void init() { resetFakes(m_rig.vendor); }
 
     void callOfAStartThatHangsFailsIt_data();
     void callOfAStartThatHangsFailsIt();
@@ -32,58 +32,6 @@ private:
 
 namespace
 {
-
-struct StartCall
-{
-    const char* name;
-    const char* error; ///< Of the start that it hangs.
-};
-
-/// The calls of a start with the defaults, which are those that it can hang in; a later one of a name with
-/// its number.
-const QMap<QString, QVector<StartCall>>& startCalls()
-{
-    static const QMap<QString, QVector<StartCall>> calls{
-        {QStringLiteral("RTL2832U"),
-         {{"rtlsdr_open.1", "Error open device #0"},
-          {"rtlsdr_set_sample_rate.1", "Error set sampleRate! 2.048e+06"},
-          {"rtlsdr_get_tuner_type.1", "Error open device #0"},
-          {"rtlsdr_set_direct_sampling.1", "Error set sampling mpde = 0!"},
-          {"rtlsdr_set_center_freq.1", "Error set RTLSDR LO 1e+08"},
-          {"rtlsdr_set_agc_mode.1", "Error RTLUSB set agc rtl2832!"},
-          {"rtlsdr_set_tuner_gain_mode.1", "Error RTLUSB set agc tuner!"},
-          {"rtlsdr_reset_buffer.1", "Error open device #0"}}},
-        {QStringLiteral("Airspy HF+"),
-         {{"airspyhf_open_sn.1", "Error open device!-1"},
-          {"airspyhf_get_samplerates.1", "Error get sample rates count!-1"},
-          {"airspyhf_get_samplerates.2", "Error get sample rates!-1"},
-          {"airspyhf_set_samplerate.1", "Error set sample rate!-1"},
-          {"airspyhf_start.1", "Error start rx!-1"},
-          {"airspyhf_set_freq.1", "Error set lo freq!-1"},
-          {"airspyhf_set_hf_agc.1", "Error set hf agc!"},
-          {"airspyhf_set_hf_lna.1", "Error set hf lna!"},
-          {"airspyhf_set_hf_att.1", "Error set hf att!"}}},
-        {QStringLiteral("Airspy R2/mini"),
-         {{"airspy_open_sn.1", "Error open device!-9999"},
-          {"airspy_get_samplerates.1", "Error get sample rates count!-9999"},
-          {"airspy_get_samplerates.2", "Error get sample rates!-9999"},
-          {"airspy_set_samplerate.1", "Error set sample rate!-9999"},
-          {"airspy_set_sample_type.1", "Error set sample type!-9999"},
-          {"airspy_start_rx.1", "Error start rx!-9999"},
-          {"airspy_set_freq.1", "Error set lo freq!-9999"},
-          {"airspy_set_lna_agc.1", "Error start rx!-9999"},
-          {"airspy_set_mixer_agc.1", "Error start rx!-9999"},
-          {"airspy_set_linearity_gain.1", "Error start rx!-9999"}}},
-        {QStringLiteral("RSP"),
-         {{"mir_sdr_SetDeviceIdx.1", "Error start RSP device ...-1"},
-          {"mir_sdr_DebugEnable.1", "Error start RSP device ...-1"},
-          {"mir_sdr_DCoffsetIQimbalanceControl.1", "Error start RSP device ...-1"},
-          {"mir_sdr_StreamInit.1", "Error start RSP device ...-1"},
-          {"mir_sdr_SetSyncUpdatePeriod.1", "Error start RSP device ...-1"},
-          {"mir_sdr_SetSyncUpdateSampleNum.1", "Error start RSP device ...-1"}}},
-    };
-    return calls;
-}
 
 QString hangOf(const QString& call)
 {
@@ -112,8 +60,8 @@ void tst_StartHangs::callOfAStartThatHangsFailsIt_data()
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<QString>("call");
     QTest::addColumn<QString>("error");
-    for (const Driver& driver : m_rig.vendorDrivers()) {
-        for (const StartCall& call : startCalls().value(driver.name)) {
+    for (const Driver& driver : vendorDrivers()) {
+        for (const Driver::Call& call : driver.startCalls) {
             QTest::newRow(call.name) << driver << QString::fromLatin1(call.name)
                                      << QString::fromLatin1(call.error);
         }
@@ -156,10 +104,7 @@ void tst_StartHangs::callOfAStartThatHangsFailsIt()
 
 void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce_data()
 {
-    QTest::addColumn<Driver>("driver");
-    for (const Driver& driver : m_rig.vendorDrivers()) {
-        QTest::newRow(qPrintable(driver.name)) << driver;
-    }
+    HangRig::addDrivers();
 }
 
 void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce()
@@ -170,7 +115,7 @@ void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce()
     auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
     m_rig.vendor.set(hang, 1);
     QVERIFY(device->start(false));
-    const QString error = QString::fromLatin1(startCalls().value(driver.name).first().error);
+    const QString error = QString::fromLatin1(driver.startCalls.first().error);
     device.reset();
     const int threads = HangRig::threads();
     for (int i = 0; i < 8; ++i) {
@@ -206,7 +151,7 @@ void tst_StartHangs::slowCallsOfAStartMayAddUp()
 {
     QFETCH(Driver, driver);
     const auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
-    for (const StartCall& call : startCalls().value(driver.name)) {
+    for (const Driver::Call& call : driver.startCalls) {
         m_rig.vendor.set(QStringLiteral("delay.") + function(QString::fromLatin1(call.name)), 100);
     }
     const LogCapture log;
@@ -245,15 +190,8 @@ void tst_StartHangs::nothingOfASessionFollowsTheNextOne_data()
 {
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<QString>("call");
-    const QMap<QString, QStringList> stopCalls{
-        {QStringLiteral("RTL2832U"), {QStringLiteral("rtlsdr_cancel_async"), QStringLiteral("rtlsdr_close")}},
-        {QStringLiteral("Airspy HF+"), {QStringLiteral("airspyhf_stop"), QStringLiteral("airspyhf_close")}},
-        {QStringLiteral("Airspy R2/mini"),
-         {QStringLiteral("airspy_stop_rx"), QStringLiteral("airspy_close")}},
-        {QStringLiteral("RSP"),
-         {QStringLiteral("mir_sdr_StreamUninit"), QStringLiteral("mir_sdr_ReleaseDeviceIdx")}}};
-    for (const Driver& driver : m_rig.vendorDrivers()) {
-        for (const QString& call : stopCalls.value(driver.name)) {
+    for (const Driver& driver : vendorDrivers()) {
+        for (const QString& call : driver.stopCalls) {
             QTest::newRow(qPrintable(call)) << driver << call;
         }
     }
@@ -278,24 +216,18 @@ void tst_StartHangs::nothingOfASessionFollowsTheNextOne()
     m_rig.vendor.remove(hangOf(call + QStringLiteral(".1")));
     // The call is on its way back; once it isn't out any more the start waits its turn.
     QVERIFY(QTest::qWaitFor([&second] { return second->start(false) && second->running(); }));
+    QStringList expected{driver.claimCall,   driver.openCall,  driver.closeCall,
+                         driver.releaseCall, driver.claimCall, driver.openCall};
+    expected.removeAll({});
     QStringList order;
     for (const QString& made : m_rig.vendor.calls()) {
-        for (const QString& of :
-             {driver.openCall, driver.closeCall, QStringLiteral("mir_sdr_ReleaseDeviceIdx("),
-              QStringLiteral("mir_sdr_SetDeviceIdx(")}) {
-            if (made.startsWith(of)) {
-                order.append(of);
-            }
+        const QString function = made.left(made.indexOf(QLatin1Char('(')) + 1);
+        if (expected.contains(function)) {
+            order.append(function);
         }
     }
     second->stop();
-    if (driver.name == QLatin1String("RSP")) {
-        QCOMPARE(order, (QStringList{QStringLiteral("mir_sdr_SetDeviceIdx("), driver.openCall,
-                                     driver.closeCall, QStringLiteral("mir_sdr_ReleaseDeviceIdx("),
-                                     QStringLiteral("mir_sdr_SetDeviceIdx("), driver.openCall}));
-    } else {
-        QCOMPARE(order, (QStringList{driver.openCall, driver.closeCall, driver.openCall}));
-    }
+    QCOMPARE(order, expected);
 }
 
 void tst_StartHangs::deviceThatIsStoppedAsItStartsStaysStopped_data()

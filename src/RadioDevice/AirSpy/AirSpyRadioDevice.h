@@ -1,7 +1,7 @@
 #pragma once
 
-#include "RadioDevice/AirSpy/AirSpyFamilyDevice.h"
 #include "RadioDevice/AirSpy/AirSpyGains.h"
+#include "RadioDevice/AirSpyFamily/AirSpyFamilyDevice.h"
 
 struct airspy_device;
 

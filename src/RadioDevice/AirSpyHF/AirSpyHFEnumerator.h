@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RadioDevice/AirSpy/AirSpyFamilyEnumerator.h"
+#include "RadioDevice/AirSpyFamily/AirSpyFamilyEnumerator.h"
 
 struct airspyhf_device;
 

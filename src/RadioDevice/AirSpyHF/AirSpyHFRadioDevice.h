@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RadioDevice/AirSpy/AirSpyFamilyDevice.h"
+#include "RadioDevice/AirSpyFamily/AirSpyFamilyDevice.h"
 
 struct airspyhf_device;
 

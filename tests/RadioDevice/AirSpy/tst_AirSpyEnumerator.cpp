@@ -1,6 +1,6 @@
 #include "RadioDevice/AirSpy/AirSpyEnumerator.h"
 
-#include "RadioDevice/AirSpy/FamilyEnumeratorTests.h"
+#include "RadioDevice/AirSpyFamily/FamilyEnumeratorTests.h"
 
 class tst_AirSpyEnumerator : public FamilyEnumeratorTests
 {

@@ -1,51 +1,31 @@
 #include "RadioDevice/AirSpy/AirSpyRadioDevice.h"
 
-#include "RadioDevice/AirSpy/ReceiverRig.h"
+#include "RadioDevice/AirSpy/AirSpyR2Family.h"
+#include "RadioDevice/AirSpyFamily/FamilySettingsTests.h"
 #include "support/LogCapture.h"
 
 #include <QSignalSpy>
 #include <limits>
 
 /// What the client sets: rate, frequency, gains and bias tee, with the receiver open and closed.
-class tst_AirSpySettings : public QObject
+class tst_AirSpySettings : public OfFamily<FamilySettingsTests, AirSpyRadioDevice>
 {
     Q_OBJECT
 
-private slots:
-    void init();
+public:
+    tst_AirSpySettings()
+        : OfFamily(airSpyR2Family())
+    {
+    }
 
+private slots:
     void setterStoresAndTellsWhatItStored_data();
-    void setterStoresAndTellsWhatItStored();
-    void setterTellsEvenWhatDidNotChange_data();
-    void setterTellsEvenWhatDidNotChange();
     void signalComesBeforeTheCall();
     void setterReachesTheOpenReceiver_data();
     void setterReachesTheOpenReceiver();
     void goingFromManualToLinearityTurnsBothAgcsOff();
     void gainCallsThatFailSayNothing();
-
-    void frequencyIsPassedOnUncorrectedAndTruncated();
-    void frequencyBelowTheRangeIsPassedOn();
-    void frequencyThatFailsIsLoggedAndStored();
-    void frequencyTheLibraryCannotTakeFails_data();
-    void frequencyTheLibraryCannotTakeFails();
-    void frequencyThatIsNoNumberIsRefused();
-    void rateIsPassedOnTruncated();
-    void rateThatFailsIsLoggedAndStored();
-    void rateTheLibraryCannotTakeFails();
-
-private:
-    using Receiver = AirSpyRadioDevice;
-
-    ReceiverRig<Receiver> m_rig;
-    FakeVendor& m_vendor = m_rig.vendor;
 };
-
-void tst_AirSpySettings::init()
-{
-    m_vendor.reset();
-    m_vendor.set(QStringLiteral("stall"), 1);
-}
 
 void tst_AirSpySettings::setterStoresAndTellsWhatItStored_data()
 {
@@ -83,55 +63,13 @@ void tst_AirSpySettings::setterStoresAndTellsWhatItStored_data()
     row("vgaGain", 1000, 1000);
 }
 
-void tst_AirSpySettings::setterStoresAndTellsWhatItStored()
-{
-    QFETCH(QString, name);
-    QFETCH(int, value);
-    QFETCH(int, stored);
-    for (const bool open : {false, true}) {
-        const auto receiver = open ? m_rig.started() : m_rig.make();
-        const QByteArray property = name.toLatin1();
-        const int index = receiver->metaObject()->indexOfProperty(property);
-        const QSignalSpy changed(receiver.get(), receiver->metaObject()->property(index).notifySignal());
-        QVERIFY(receiver->QObject::setProperty(property, value));
-        QCOMPARE(receiver->property(property).toInt(), stored);
-        QCOMPARE(changed.size(), 1);
-        QCOMPARE(changed.constFirst().constFirst().toInt(), stored);
-        if (!open) {
-            QCOMPARE(m_vendor.calls(), QStringList());
-        }
-    }
-}
-
-void tst_AirSpySettings::setterTellsEvenWhatDidNotChange_data()
-{
-    QTest::addColumn<QString>("name");
-    for (const char* name :
-         {"biasTee", "gainMode", "gain", "lnaAgc", "lnaGain", "mixerAgc", "mixerGain", "vgaGain"}) {
-        QTest::newRow(name) << QString::fromLatin1(name);
-    }
-}
-
-void tst_AirSpySettings::setterTellsEvenWhatDidNotChange()
-{
-    QFETCH(QString, name);
-    const auto receiver = m_rig.make();
-    const QByteArray property = name.toLatin1();
-    const int index = receiver->metaObject()->indexOfProperty(property);
-    const QSignalSpy changed(receiver.get(), receiver->metaObject()->property(index).notifySignal());
-    const QVariant value = receiver->property(property);
-    QVERIFY(receiver->QObject::setProperty(property, value));
-    QVERIFY(receiver->QObject::setProperty(property, value));
-    QCOMPARE(changed.size(), 2);
-}
-
 void tst_AirSpySettings::signalComesBeforeTheCall()
 {
     const auto receiver = m_rig.started();
     QList<int> callsAtTheSignal;
     const auto count = [this, &callsAtTheSignal] { callsAtTheSignal.append(m_vendor.calls().size()); };
-    connect(receiver.get(), &Receiver::biasTeeChanged, this, count);
-    connect(receiver.get(), &Receiver::gainModeChanged, this, count);
+    connect(receiver.get(), &AirSpyRadioDevice::biasTeeChanged, this, count);
+    connect(receiver.get(), &AirSpyRadioDevice::gainModeChanged, this, count);
     receiver->setBiasTee(true);
     QCOMPARE(m_vendor.calls().size(), 1);
     receiver->setGainMode(0);
@@ -239,113 +177,6 @@ void tst_AirSpySettings::gainCallsThatFailSayNothing()
     QVERIFY(receiver->running());
     QVERIFY(errorHappen.isEmpty());
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
-}
-
-void tst_AirSpySettings::frequencyIsPassedOnUncorrectedAndTruncated()
-{
-    const auto receiver = m_rig.started();
-    receiver->setPpmCorrection(100);
-    QSignalSpy frequencyChanged(receiver.get(), &AbstractRadioDevice::frequencyChanged);
-    receiver->setFrequency(100'000'000.75);
-    QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspy_set_freq(dev1, 100000000) = 0")});
-    QCOMPARE(frequencyChanged.size(), 1);
-    QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 100'000'000.75 / (1.0 - 1e-4));
-}
-
-void tst_AirSpySettings::frequencyBelowTheRangeIsPassedOn()
-{
-    const auto receiver = m_rig.started();
-    receiver->setFrequency(5'000'000.0);
-    QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspy_set_freq(dev1, 5000000) = 0")});
-    QCOMPARE(receiver->frequency(), 5'000'000.0);
-}
-
-void tst_AirSpySettings::frequencyThatFailsIsLoggedAndStored()
-{
-    const auto receiver = m_rig.started();
-    m_vendor.set(QStringLiteral("airspy_set_freq"), -1000);
-    const QSignalSpy errorHappen(receiver.get(), &Worker::errorHappen);
-    const LogCapture log;
-    receiver->setFrequency(88'000'000.0);
-    QCOMPARE(receiver->frequency(), 88'000'000.0);
-    QVERIFY(receiver->running());
-    QVERIFY(errorHappen.isEmpty());
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set frequency! -1000")));
-}
-
-void tst_AirSpySettings::frequencyTheLibraryCannotTakeFails_data()
-{
-    QTest::addColumn<double>("frequency");
-    QTest::newRow("negative") << -1.0;
-    QTest::newRow("beyond 32 bits") << 4'294'967'296.0;
-    QTest::newRow("near 64 bits") << 9e18;
-}
-
-void tst_AirSpySettings::frequencyTheLibraryCannotTakeFails()
-{
-    QFETCH(double, frequency);
-    const auto receiver = m_rig.started();
-    const LogCapture log;
-    receiver->setFrequency(frequency);
-    QCOMPARE(m_vendor.calls(), QStringList());
-    QCOMPARE(receiver->frequency(), frequency);
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set frequency! -2")));
-}
-
-void tst_AirSpySettings::frequencyThatIsNoNumberIsRefused()
-{
-    const auto receiver = m_rig.started();
-    for (const double value : {qQNaN(), qInf(), 1e300}) {
-        const LogCapture log;
-        receiver->setFrequency(value);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-        receiver->setSampleRate(value);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 2);
-    }
-    QCOMPARE(m_vendor.calls(), QStringList());
-    QCOMPARE(receiver->frequency(), 100'000'000.0);
-    QCOMPARE(receiver->sampleRate(), 6'000'000.0);
-}
-
-void tst_AirSpySettings::rateIsPassedOnTruncated()
-{
-    const auto receiver = m_rig.started();
-    QSignalSpy sampleRateChanged(receiver.get(), &AbstractRadioDevice::sampleRateChanged);
-    const LogCapture log;
-    receiver->setSampleRate(3'000'000.5);
-    QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspy_set_samplerate(dev1, 3000000) = 0")});
-    QCOMPARE(receiver->sampleRate(), 3'000'000.5);
-    QCOMPARE(sampleRateChanged.size(), 1);
-    QCOMPARE(log.texts(QtDebugMsg).constFirst(), QStringLiteral("set samplerate 3e+06"));
-}
-
-void tst_AirSpySettings::rateThatFailsIsLoggedAndStored()
-{
-    const auto receiver = m_rig.started();
-    m_vendor.set(QStringLiteral("airspy_set_samplerate"), -2);
-    const QSignalSpy errorHappen(receiver.get(), &Worker::errorHappen);
-    const LogCapture log;
-    receiver->setSampleRate(3'000'000.0);
-    QCOMPARE(receiver->sampleRate(), 3'000'000.0);
-    QVERIFY(receiver->running());
-    QVERIFY(errorHappen.isEmpty());
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set sample rate! -2")));
-}
-
-void tst_AirSpySettings::rateTheLibraryCannotTakeFails()
-{
-    auto receiver = m_rig.started();
-    const LogCapture log;
-    receiver->setSampleRate(-5.0);
-    QCOMPARE(m_vendor.calls(), QStringList());
-    // The signal path refuses it as well, on its own thread.
-    receiver.reset();
-    const QStringList warnings = log.texts(QtWarningMsg).filter(QStringLiteral("set sample rate"));
-    QCOMPARE(warnings.size(), 1);
-    QVERIFY(warnings.constFirst().endsWith(QLatin1String(" =>\t Error set sample rate! -2")));
 }
 
 QTEST_GUILESS_MAIN(tst_AirSpySettings)

@@ -1,6 +1,6 @@
 #include "RadioDevice/AirSpyHF/AirSpyHFEnumerator.h"
 
-#include "RadioDevice/AirSpy/FamilyEnumeratorTests.h"
+#include "RadioDevice/AirSpyFamily/FamilyEnumeratorTests.h"
 #include "support/LogCapture.h"
 
 class tst_AirSpyHFEnumerator : public FamilyEnumeratorTests

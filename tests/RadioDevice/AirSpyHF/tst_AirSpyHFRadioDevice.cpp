@@ -1,6 +1,7 @@
 #include "RadioDevice/AirSpyHF/AirSpyHFRadioDevice.h"
 
-#include "RadioDevice/AirSpy/FamilyReceiverTests.h"
+#include "RadioDevice/AirSpyFamily/FamilyReceiverTests.h"
+#include "RadioDevice/AirSpyHF/AirSpyHFFamily.h"
 #include "support/LogCapture.h"
 
 #include <QMetaProperty>
@@ -9,68 +10,37 @@
 using namespace std::chrono_literals;
 
 /// The receiver's tables, its start and its stop.
-class tst_AirSpyHFRadioDevice : public FamilyReceiverTests
+class tst_AirSpyHFRadioDevice : public OfFamily<FamilyReceiverTests, AirSpyHFRadioDevice>
 {
     Q_OBJECT
 
 public:
     tst_AirSpyHFRadioDevice()
-        // 1 is no success here.
-        : FamilyReceiverTests({QStringLiteral("airspyhf"), QStringLiteral("airspyhf_stop"), {-1, 1}, "lna"})
+        : OfFamily(airSpyHFFamily())
     {
     }
 
 private slots:
-    void init();
 
     void newReceiverHasItsFixedTables();
     void bandsHaveAGap_data();
     void bandsHaveAGap();
-    void propertiesComeInOrder();
     void resetGivesTheDefaults();
-    void closedReceiverMakesNoCall();
 
     void startMakesItsCallsInOrder();
     void startAppliesWhatIsStored();
-    void stepThatFailsEndsTheStart_data();
     void settingThatFailsIsOnlyLogged_data();
     void settingThatFailsIsOnlyLogged();
-    void startThatFailedGivesItsHandleUp();
-    void receiverThatFailedStartsOnceItCan();
 
-    void rateOfTheListSurvivesTheStart();
     void rateThatIsNotInTheListBecomesTheFirst();
-    void rateOfAMillionBecomesTheFirst();
     void startWithoutAResetTakesTheFirstRate();
-    void noRatesLeaveThePresentOne();
-    void rateOfZeroIsListedLikeTheOthers();
 
-    void stopMakesItsCallsInOrder();
     void stopThatFailsLeavesTheReceiverOpen_data();
     void stopThatFailsLeavesTheReceiverOpen();
     void receiverLeftOpenIsClosedByTheNextStart();
     void receiverLeftOpenIsClosedWhenItGoes();
-    void closeThatFailsIsLogged();
     void closeThatNeverReturnsAfterAnUnplugHoldsNobody();
-
-private:
-    FakeVendor& vendor() override { return m_rig.vendor; }
-    std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
-                                              const LibraryDeadlines& deadlines) const override
-    {
-        return m_rig.make(identificator, deadlines);
-    }
-
-    using Receiver = AirSpyHFRadioDevice;
-
-    ReceiverRig<Receiver> m_rig;
-    FakeVendor& m_vendor = m_rig.vendor;
 };
-
-void tst_AirSpyHFRadioDevice::init()
-{
-    m_vendor.reset();
-}
 
 void tst_AirSpyHFRadioDevice::newReceiverHasItsFixedTables()
 {
@@ -109,22 +79,6 @@ void tst_AirSpyHFRadioDevice::bandsHaveAGap()
     QCOMPARE(m_rig.fresh()->isFrequencySupported(frequency), supported);
 }
 
-void tst_AirSpyHFRadioDevice::propertiesComeInOrder()
-{
-    const QMetaObject& meta = Receiver::staticMetaObject;
-    QStringList properties;
-    for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i) {
-        const QMetaProperty property = meta.property(i);
-        QVERIFY2(property.isReadable() && property.isWritable() && property.isResettable(), property.name());
-        properties.append(QStringLiteral("%1 %2 %3")
-                              .arg(QLatin1String(property.typeName()), QLatin1String(property.name()),
-                                   QString::fromLatin1(property.notifySignal().methodSignature())));
-    }
-    QCOMPARE(properties, (QStringList{QStringLiteral("bool lna lnaChanged(bool)"),
-                                      QStringLiteral("bool agc agcChanged(bool)"),
-                                      QStringLiteral("int att attChanged(int)")}));
-}
-
 void tst_AirSpyHFRadioDevice::resetGivesTheDefaults()
 {
     const auto receiver = m_rig.fresh();
@@ -138,14 +92,6 @@ void tst_AirSpyHFRadioDevice::resetGivesTheDefaults()
     QCOMPARE(receiver->sampleRate(), 768'000.0);
     // The middle of shortwave.
     QCOMPARE(receiver->frequency(), 15'750'000.0);
-}
-
-void tst_AirSpyHFRadioDevice::closedReceiverMakesNoCall()
-{
-    const auto receiver = m_rig.make();
-    receiver->setFrequency(5'000'000.0);
-    receiver->setSampleRate(384'000.0);
-    QCOMPARE(m_vendor.calls(), QStringList());
 }
 
 void tst_AirSpyHFRadioDevice::startMakesItsCallsInOrder()
@@ -176,27 +122,10 @@ void tst_AirSpyHFRadioDevice::startAppliesWhatIsStored()
                                                    QStringLiteral("airspyhf_set_hf_att(dev1, 8) = 0")}));
 }
 
-void tst_AirSpyHFRadioDevice::stepThatFailsEndsTheStart_data()
-{
-    QTest::addColumn<QString>("call"); // that fails
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("calls"); // up to the failure
-    const auto row = [](const char* call, const char* text, int calls) {
-        QTest::newRow(call) << QString::fromLatin1(call) << QString::fromLatin1(text) << calls;
-    };
-    row("airspyhf_open_sn", "Error open device!", 1);
-    row("airspyhf_get_samplerates.1", "Error get sample rates count!", 2);
-    row("airspyhf_get_samplerates.2", "Error get sample rates!", 3);
-    row("airspyhf_set_samplerate", "Error set sample rate!", 4);
-    row("airspyhf_start", "Error start rx!", 5);
-}
-
 void tst_AirSpyHFRadioDevice::settingThatFailsIsOnlyLogged_data()
 {
     QTest::addColumn<QString>("call");
     QTest::addColumn<QString>("text");
-    QTest::newRow("frequency") << QStringLiteral("airspyhf_set_freq")
-                               << QStringLiteral(" =>\t Error set lo freq!");
     QTest::newRow("agc") << QStringLiteral("airspyhf_set_hf_agc")
                          << QStringLiteral(" =>\t Error set hf agc!");
     QTest::newRow("lna") << QStringLiteral("airspyhf_set_hf_lna")
@@ -221,51 +150,6 @@ void tst_AirSpyHFRadioDevice::settingThatFailsIsOnlyLogged()
     QCOMPARE(m_vendor.calls().size(), 9);
 }
 
-void tst_AirSpyHFRadioDevice::startThatFailedGivesItsHandleUp()
-{
-    m_vendor.set(QStringLiteral("airspyhf_start"), -1);
-    auto receiver = m_rig.make();
-    {
-        const LogCapture log;
-        QVERIFY(receiver->start(false));
-    }
-    m_vendor.clearCalls();
-    // The library has freed what a client's next write would reach.
-    receiver->setLna(true);
-    receiver->setAgc(true);
-    receiver->setAtt(1);
-    receiver->setFrequency(1e7);
-    receiver->stop();
-    receiver.reset();
-    QCOMPARE(m_vendor.calls(), QStringList());
-}
-
-void tst_AirSpyHFRadioDevice::receiverThatFailedStartsOnceItCan()
-{
-    m_vendor.set(QStringLiteral("airspyhf_start.1"), -1);
-    const auto receiver = m_rig.make();
-    {
-        const LogCapture log;
-        QVERIFY(receiver->start(false));
-        QVERIFY(!receiver->running());
-    }
-    QVERIFY(receiver->start(false));
-    QVERIFY(receiver->running());
-    QTRY_VERIFY(m_rig.written(*receiver) > 0);
-}
-
-void tst_AirSpyHFRadioDevice::rateOfTheListSurvivesTheStart()
-{
-    const auto receiver = m_rig.make();
-    receiver->setSampleRate(384'000.0);
-    QVERIFY(receiver->start(false));
-    QCOMPARE(receiver->sampleRate(), 384'000.0);
-    QCOMPARE(receiver->supportSampleRates(),
-             (QStringList{QStringLiteral("912000"), QStringLiteral("768000"), QStringLiteral("384000")}));
-    QCOMPARE(m_vendor.calls(QStringLiteral("airspyhf_set_samplerate")),
-             QStringList{QStringLiteral("airspyhf_set_samplerate(dev1, 384000) = 0")});
-}
-
 void tst_AirSpyHFRadioDevice::rateThatIsNotInTheListBecomesTheFirst()
 {
     m_vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("650000 228000"));
@@ -278,15 +162,6 @@ void tst_AirSpyHFRadioDevice::rateThatIsNotInTheListBecomesTheFirst()
              QStringList{QStringLiteral("airspyhf_set_samplerate(dev1, 650000) = 0")});
 }
 
-void tst_AirSpyHFRadioDevice::rateOfAMillionBecomesTheFirst()
-{
-    m_vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("192000 1536000"));
-    const auto receiver = m_rig.make();
-    receiver->setSampleRate(1'536'000.0);
-    QVERIFY(receiver->start(false));
-    QCOMPARE(receiver->sampleRate(), 192'000.0);
-}
-
 void tst_AirSpyHFRadioDevice::startWithoutAResetTakesTheFirstRate()
 {
     const auto receiver = m_rig.fresh();
@@ -294,40 +169,6 @@ void tst_AirSpyHFRadioDevice::startWithoutAResetTakesTheFirstRate()
     QCOMPARE(receiver->sampleRate(), 912'000.0);
     QCOMPARE(m_vendor.calls(QStringLiteral("airspyhf_set_freq")),
              QStringList{QStringLiteral("airspyhf_set_freq(dev1, 0) = 0")});
-}
-
-void tst_AirSpyHFRadioDevice::noRatesLeaveThePresentOne()
-{
-    m_vendor.set(QStringLiteral("airspyhf.rates.count"), 0);
-    const auto receiver = m_rig.make();
-    QVERIFY(receiver->start(false));
-    QVERIFY(receiver->running());
-    QCOMPARE(receiver->supportSampleRates(), QStringList());
-    QCOMPARE(receiver->sampleRate(), 768'000.0);
-}
-
-void tst_AirSpyHFRadioDevice::rateOfZeroIsListedLikeTheOthers()
-{
-    m_vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("0 192000"));
-    const LogCapture log; // the signal path has no use for it
-    const auto receiver = m_rig.make();
-    QVERIFY(receiver->start(false));
-    QCOMPARE(receiver->supportSampleRates(), (QStringList{QStringLiteral("0"), QStringLiteral("192000")}));
-    QCOMPARE(receiver->sampleRate(), 0.0);
-}
-
-void tst_AirSpyHFRadioDevice::stopMakesItsCallsInOrder()
-{
-    const auto receiver = m_rig.started();
-    QSignalSpy stopped(receiver.get(), &Worker::stopped);
-    receiver->stop();
-    QCOMPARE(m_vendor.calls(), (QStringList{QStringLiteral("airspyhf_stop(dev1) = 0"),
-                                            QStringLiteral("airspyhf_close(dev1) = 0")}));
-    QCOMPARE(receiver->state(), Worker::STOPPED);
-    QCOMPARE(stopped.size(), 1);
-    m_vendor.clearCalls();
-    receiver->setLna(true);
-    QCOMPARE(m_vendor.calls(), QStringList());
 }
 
 void tst_AirSpyHFRadioDevice::stopThatFailsLeavesTheReceiverOpen_data()
@@ -386,23 +227,10 @@ void tst_AirSpyHFRadioDevice::receiverLeftOpenIsClosedWhenItGoes()
     QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspyhf_close(dev1) = 0")});
 }
 
-void tst_AirSpyHFRadioDevice::closeThatFailsIsLogged()
-{
-    const auto receiver = m_rig.started();
-    m_vendor.set(QStringLiteral("airspyhf_close.1"), 1);
-    const LogCapture log;
-    receiver->stop();
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t airspy_close failed: 1")));
-    m_vendor.clearCalls();
-    receiver->setLna(true);
-    QCOMPARE(m_vendor.calls(), QStringList());
-}
-
 void tst_AirSpyHFRadioDevice::closeThatNeverReturnsAfterAnUnplugHoldsNobody()
 {
     auto receiver = m_rig.started({300ms, 300ms});
-    QTRY_VERIFY(m_rig.written(*receiver) > 0);
+    QTRY_VERIFY(written(*receiver) > 0);
     m_vendor.set(QStringLiteral("hang.airspyhf_close"), 1);
     m_vendor.set(QStringLiteral("unplug"), 1);
     {
@@ -419,7 +247,7 @@ void tst_AirSpyHFRadioDevice::closeThatNeverReturnsAfterAnUnplugHoldsNobody()
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("airspyhf_close(dev1")).size(), 1);
     const auto next = m_rig.make();
     QVERIFY(next->start(false));
-    QTRY_VERIFY(m_rig.written(*next) > 0);
+    QTRY_VERIFY(written(*next) > 0);
 }
 
 QTEST_GUILESS_MAIN(tst_AirSpyHFRadioDevice)

@@ -1,90 +1,18 @@
 #include "RadioDevice/AirSpyHF/AirSpyHFRadioDevice.h"
 
-#include "RadioDevice/AirSpy/FamilySamplesTests.h"
-#include "support/LogCapture.h"
+#include "RadioDevice/AirSpyFamily/FamilySamplesTests.h"
+#include "RadioDevice/AirSpyHF/AirSpyHFFamily.h"
 
-/// The samples' way from the library's callback to the ring.
-class tst_AirSpyHFSamples : public FamilySamplesTests
+class tst_AirSpyHFSamples : public OfFamily<FamilySamplesTests, AirSpyHFRadioDevice>
 {
     Q_OBJECT
 
 public:
     tst_AirSpyHFSamples()
-        : FamilySamplesTests(QStringLiteral("airspyhf"))
+        : OfFamily(airSpyHFFamily())
     {
     }
-
-private slots:
-    void samplesReachTheRingBitForBit_data();
-    void samplesReachTheRingBitForBit();
-    void samplesThatComeBehindAStopAreDropped();
-    void samplesThatComeBehindTheReceiverReachNobody();
-
-private:
-    FakeVendor& vendor() override { return m_rig.vendor; }
-    std::unique_ptr<AbstractRadioDevice> make(const QString& identificator,
-                                              const LibraryDeadlines& deadlines) const override
-    {
-        return m_rig.make(identificator, deadlines);
-    }
-    void deliver(AbstractRadioDevice& receiver, const float* samples, int count) const override
-    {
-        dynamic_cast<Receiver&>(receiver).deliver(samples, count);
-    }
-
-    using Receiver = AirSpyHFRadioDevice;
-
-    ReceiverRig<Receiver> m_rig;
-    FakeVendor& m_vendor = m_rig.vendor;
 };
-
-void tst_AirSpyHFSamples::samplesReachTheRingBitForBit_data()
-{
-    QTest::addColumn<bool>("swapIQ");
-    QTest::newRow("off") << false;
-    QTest::newRow("on, which changes nothing") << true;
-}
-
-void tst_AirSpyHFSamples::samplesReachTheRingBitForBit()
-{
-    QFETCH(bool, swapIQ);
-    const auto receiver = m_rig.make();
-    receiver->setSwapIQ(swapIQ);
-    QVERIFY(receiver->start(false));
-    QTRY_VERIFY(m_rig.written(*receiver) >= 256);
-    const auto samples = m_rig.last(*receiver, 256);
-    QCOMPARE(m_rig.countingSamples(samples, &DoubleComplex::im, &DoubleComplex::re), 256);
-}
-
-void tst_AirSpyHFSamples::samplesThatComeBehindAStopAreDropped()
-{
-    const auto receiver = m_rig.started();
-    QTRY_VERIFY(m_rig.written(*receiver) > 0);
-    // The library stops nothing and goes on delivering to a gate that is shut.
-    m_vendor.set(QStringLiteral("airspyhf_stop.1"), -1);
-    const LogCapture log;
-    receiver->stop();
-    const int before = m_rig.written(*receiver);
-    m_vendor.set(QStringLiteral("airspyhf.trace"), 1);
-    QTRY_VERIFY(m_vendor.calls(QStringLiteral("airspyhf transfer dev1")).size() >= 3);
-    QCOMPARE(m_rig.written(*receiver), before);
-    // Started again meanwhile, it is served by the new handle alone.
-    QVERIFY(receiver->start(false));
-    QTRY_VERIFY(m_rig.written(*receiver) != before);
-}
-
-void tst_AirSpyHFSamples::samplesThatComeBehindTheReceiverReachNobody()
-{
-    auto receiver = m_rig.started();
-    QTRY_VERIFY(m_rig.written(*receiver) > 0);
-    m_vendor.set(QStringLiteral("airspyhf_stop.1"), -1);
-    m_vendor.set(QStringLiteral("airspyhf_close.1"), -1);
-    const LogCapture log;
-    receiver.reset();
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    m_vendor.set(QStringLiteral("airspyhf.trace"), 1);
-    QTRY_VERIFY(m_vendor.calls(QStringLiteral("airspyhf transfer dev1")).size() >= 3);
-}
 
 QTEST_GUILESS_MAIN(tst_AirSpyHFSamples)
 #include "tst_AirSpyHFSamples.moc"

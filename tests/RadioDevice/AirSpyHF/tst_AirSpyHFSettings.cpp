@@ -1,6 +1,7 @@
 #include "RadioDevice/AirSpyHF/AirSpyHFRadioDevice.h"
 
-#include "RadioDevice/AirSpy/ReceiverRig.h"
+#include "RadioDevice/AirSpyFamily/FamilySettingsTests.h"
+#include "RadioDevice/AirSpyHF/AirSpyHFFamily.h"
 #include "support/LogCapture.h"
 
 #include <QMetaProperty>
@@ -8,44 +9,26 @@
 #include <limits>
 
 /// What the client sets: rate, frequency, preamplifier, gain control and attenuator, open and closed.
-class tst_AirSpyHFSettings : public QObject
+class tst_AirSpyHFSettings : public OfFamily<FamilySettingsTests, AirSpyHFRadioDevice>
 {
     Q_OBJECT
 
-private slots:
-    void init();
+public:
+    tst_AirSpyHFSettings()
+        : OfFamily(airSpyHFFamily())
+    {
+    }
 
-    void setterStoresTellsAndReachesTheOpenReceiver_data();
-    void setterStoresTellsAndReachesTheOpenReceiver();
-    void setterTellsEvenWhatDidNotChange();
+private slots:
+    void setterStoresAndTellsWhatItStored_data();
+    void setterReachesTheOpenReceiver_data();
+    void setterReachesTheOpenReceiver();
     void signalComesBeforeTheCall();
     void setterThatFailsTellsTheClient_data();
     void setterThatFailsTellsTheClient();
-
-    void frequencyIsPassedOnUncorrectedAndTruncated();
-    void frequencyInTheGapIsPassedOn();
-    void frequencyThatFailsIsLoggedAndStored();
-    void frequencyTheLibraryCannotTakeFails_data();
-    void frequencyTheLibraryCannotTakeFails();
-    void valueThatIsNoNumberIsRefused();
-    void rateIsPassedOnTruncated();
-    void rateThatFailsIsLoggedAndStored();
-    void rateTheLibraryCannotTakeFails();
-
-private:
-    using Receiver = AirSpyHFRadioDevice;
-
-    ReceiverRig<Receiver> m_rig;
-    FakeVendor& m_vendor = m_rig.vendor;
 };
 
-void tst_AirSpyHFSettings::init()
-{
-    m_vendor.reset();
-    m_vendor.set(QStringLiteral("stall"), 1);
-}
-
-void tst_AirSpyHFSettings::setterStoresTellsAndReachesTheOpenReceiver_data()
+void tst_AirSpyHFSettings::setterStoresAndTellsWhatItStored_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<int>("value"); // 0 and 1 of a bool
@@ -65,40 +48,20 @@ void tst_AirSpyHFSettings::setterStoresTellsAndReachesTheOpenReceiver_data()
     }
 }
 
-void tst_AirSpyHFSettings::setterStoresTellsAndReachesTheOpenReceiver()
+void tst_AirSpyHFSettings::setterReachesTheOpenReceiver_data()
+{
+    setterStoresAndTellsWhatItStored_data();
+}
+
+void tst_AirSpyHFSettings::setterReachesTheOpenReceiver()
 {
     QFETCH(QString, name);
     QFETCH(int, value);
     QFETCH(int, stored);
-    for (const bool open : {false, true}) {
-        const auto receiver = open ? m_rig.started() : m_rig.make();
-        const QByteArray property = name.toLatin1();
-        // From another value, so that it is seen to be stored.
-        receiver->QObject::setProperty(property, stored == 0 ? 1 : 0);
-        m_vendor.clearCalls();
-        const int index = receiver->metaObject()->indexOfProperty(property);
-        const QSignalSpy changed(receiver.get(), receiver->metaObject()->property(index).notifySignal());
-        QVERIFY(receiver->QObject::setProperty(property, value));
-        QCOMPARE(receiver->property(property).toInt(), stored);
-        QCOMPARE(changed.size(), 1);
-        QCOMPARE(changed.constFirst().constFirst().toInt(), stored);
-        const QStringList calls{QStringLiteral("airspyhf_set_hf_%1(dev1, %2) = 0").arg(name).arg(stored)};
-        QCOMPARE(m_vendor.calls(), open ? calls : QStringList());
-    }
-}
-
-void tst_AirSpyHFSettings::setterTellsEvenWhatDidNotChange()
-{
-    const auto receiver = m_rig.make();
-    const QSignalSpy lnaChanged(receiver.get(), &Receiver::lnaChanged);
-    const QSignalSpy agcChanged(receiver.get(), &Receiver::agcChanged);
-    const QSignalSpy attChanged(receiver.get(), &Receiver::attChanged);
-    receiver->setLna(false);
-    receiver->setAgc(false);
-    receiver->setAtt(0);
-    QCOMPARE(lnaChanged.size(), 1);
-    QCOMPARE(agcChanged.size(), 1);
-    QCOMPARE(attChanged.size(), 1);
+    const auto receiver = m_rig.started();
+    QVERIFY(receiver->QObject::setProperty(name.toLatin1(), value));
+    QCOMPARE(m_vendor.calls(),
+             QStringList{QStringLiteral("airspyhf_set_hf_%1(dev1, %2) = 0").arg(name).arg(stored)});
 }
 
 void tst_AirSpyHFSettings::signalComesBeforeTheCall()
@@ -106,9 +69,9 @@ void tst_AirSpyHFSettings::signalComesBeforeTheCall()
     const auto receiver = m_rig.started();
     QList<int> callsAtTheSignal;
     const auto count = [this, &callsAtTheSignal] { callsAtTheSignal.append(m_vendor.calls().size()); };
-    connect(receiver.get(), &Receiver::lnaChanged, this, count);
-    connect(receiver.get(), &Receiver::agcChanged, this, count);
-    connect(receiver.get(), &Receiver::attChanged, this, count);
+    connect(receiver.get(), &AirSpyHFRadioDevice::lnaChanged, this, count);
+    connect(receiver.get(), &AirSpyHFRadioDevice::agcChanged, this, count);
+    connect(receiver.get(), &AirSpyHFRadioDevice::attChanged, this, count);
     receiver->setLna(true);
     receiver->setAgc(true);
     receiver->setAtt(1);
@@ -144,111 +107,6 @@ void tst_AirSpyHFSettings::setterThatFailsTellsTheClient()
         QCOMPARE(receiver->property(name.toLatin1()).toInt(), 1);
         QVERIFY(receiver->running());
     }
-}
-
-void tst_AirSpyHFSettings::frequencyIsPassedOnUncorrectedAndTruncated()
-{
-    const auto receiver = m_rig.started();
-    receiver->setPpmCorrection(100);
-    QSignalSpy frequencyChanged(receiver.get(), &AbstractRadioDevice::frequencyChanged);
-    receiver->setFrequency(10'000'000.75);
-    QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspyhf_set_freq(dev1, 10000000) = 0")});
-    QCOMPARE(frequencyChanged.size(), 1);
-    QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 10'000'000.75 / (1.0 - 1e-4));
-}
-
-void tst_AirSpyHFSettings::frequencyInTheGapIsPassedOn()
-{
-    const auto receiver = m_rig.started();
-    receiver->setFrequency(40'000'000.0);
-    QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspyhf_set_freq(dev1, 40000000) = 0")});
-    QCOMPARE(receiver->frequency(), 40'000'000.0);
-}
-
-void tst_AirSpyHFSettings::frequencyThatFailsIsLoggedAndStored()
-{
-    const auto receiver = m_rig.started();
-    m_vendor.set(QStringLiteral("airspyhf_set_freq"), 1);
-    const QSignalSpy errorHappen(receiver.get(), &Worker::errorHappen);
-    const LogCapture log;
-    receiver->setFrequency(7'000'000.0);
-    QCOMPARE(receiver->frequency(), 7'000'000.0);
-    QVERIFY(receiver->running());
-    QVERIFY(errorHappen.isEmpty());
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set frequency! 1")));
-}
-
-void tst_AirSpyHFSettings::frequencyTheLibraryCannotTakeFails_data()
-{
-    QTest::addColumn<double>("frequency");
-    QTest::newRow("negative") << -1.0;
-    QTest::newRow("beyond 32 bits") << 4'294'967'296.0;
-    QTest::newRow("near 64 bits") << 9e18;
-}
-
-void tst_AirSpyHFSettings::frequencyTheLibraryCannotTakeFails()
-{
-    QFETCH(double, frequency);
-    const auto receiver = m_rig.started();
-    const LogCapture log;
-    receiver->setFrequency(frequency);
-    QCOMPARE(m_vendor.calls(), QStringList());
-    QCOMPARE(receiver->frequency(), frequency);
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set frequency! -1")));
-}
-
-void tst_AirSpyHFSettings::valueThatIsNoNumberIsRefused()
-{
-    const auto receiver = m_rig.started();
-    for (const double value : {qQNaN(), qInf(), 1e300}) {
-        const LogCapture log;
-        receiver->setFrequency(value);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-        receiver->setSampleRate(value);
-        QCOMPARE(log.texts(QtWarningMsg).size(), 2);
-    }
-    QCOMPARE(m_vendor.calls(), QStringList());
-    QCOMPARE(receiver->frequency(), 15'750'000.0);
-    QCOMPARE(receiver->sampleRate(), 768'000.0);
-}
-
-void tst_AirSpyHFSettings::rateIsPassedOnTruncated()
-{
-    const auto receiver = m_rig.started();
-    QSignalSpy sampleRateChanged(receiver.get(), &AbstractRadioDevice::sampleRateChanged);
-    const LogCapture log;
-    receiver->setSampleRate(384'000.25);
-    QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspyhf_set_samplerate(dev1, 384000) = 0")});
-    QCOMPARE(receiver->sampleRate(), 384'000.25);
-    QCOMPARE(sampleRateChanged.size(), 1);
-    QCOMPARE(log.texts(QtDebugMsg).constFirst(), QStringLiteral("set samplerate 384000"));
-}
-
-void tst_AirSpyHFSettings::rateThatFailsIsLoggedAndStored()
-{
-    const auto receiver = m_rig.started();
-    m_vendor.set(QStringLiteral("airspyhf_set_samplerate"), -1);
-    const LogCapture log;
-    receiver->setSampleRate(384'000.0);
-    QCOMPARE(receiver->sampleRate(), 384'000.0);
-    QVERIFY(receiver->running());
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set sample rate! -1")));
-}
-
-void tst_AirSpyHFSettings::rateTheLibraryCannotTakeFails()
-{
-    auto receiver = m_rig.started();
-    const LogCapture log;
-    receiver->setSampleRate(-5.0);
-    QCOMPARE(m_vendor.calls(), QStringList());
-    // The signal path refuses it as well, on its own thread.
-    receiver.reset();
-    const QStringList warnings = log.texts(QtWarningMsg).filter(QStringLiteral("set sample rate"));
-    QCOMPARE(warnings.size(), 1);
-    QVERIFY(warnings.constFirst().endsWith(QLatin1String(" =>\t Error set sample rate! -1")));
 }
 
 QTEST_GUILESS_MAIN(tst_AirSpyHFSettings)

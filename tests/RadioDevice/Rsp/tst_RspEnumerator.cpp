@@ -24,7 +24,8 @@ private slots:
     void listThatFailsAddsNothing();
     void moreReceiversThanThereIsRoomForAreCut_data();
     void moreReceiversThanThereIsRoomForAreCut();
-    void everyRefreshAsksAnew();
+    void everyRefreshAsksAgain();
+    void libraryThatTellsItsVersionLateLists();
 
 private:
     struct Listing;
@@ -172,7 +173,7 @@ void tst_RspEnumerator::moreReceiversThanThereIsRoomForAreCut()
     QCOMPARE(listing.refreshed().size(), 4);
 }
 
-void tst_RspEnumerator::everyRefreshAsksAnew()
+void tst_RspEnumerator::everyRefreshAsksAgain()
 {
     Listing listing;
     QCOMPARE(listing.refreshed().size(), 1);
@@ -181,6 +182,22 @@ void tst_RspEnumerator::everyRefreshAsksAnew()
     m_vendor.remove(QStringLiteral("unplug"));
     QCOMPARE(listing.refreshed().size(), 1);
     QCOMPARE(m_vendor.calls(QStringLiteral("mir_sdr_ApiVersion")).size(), 1);
+}
+
+void tst_RspEnumerator::libraryThatTellsItsVersionLateLists()
+{
+    m_vendor.set(QStringLiteral("hang.mir_sdr_ApiVersion"), 1);
+    const LogCapture log;
+    EnumeratorRadioDevice registry(nullptr, {});
+    RspEnumerator enumerator(&registry, {std::chrono::milliseconds(150), std::chrono::milliseconds(150)});
+    const QStringList warnings = log.texts(QtWarningMsg);
+    QCOMPARE(warnings.size(), 2);
+    QVERIFY(warnings.at(0).endsWith(
+        QLatin1String("The receiver's library doesn't come back: mir_sdr_ApiVersion")));
+    QVERIFY(warnings.at(1).endsWith(QLatin1String("Error rsp library api version!")));
+    m_vendor.remove(QStringLiteral("hang.mir_sdr_ApiVersion"));
+    QTRY_COMPARE(m_vendor.calls(QStringLiteral("mir_sdr_ApiVersion(")).size(), 1);
+    QTRY_VERIFY((enumerator.refresh(), registry.devices().size() == 1));
 }
 
 QTEST_GUILESS_MAIN(tst_RspEnumerator)

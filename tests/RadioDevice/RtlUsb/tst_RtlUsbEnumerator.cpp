@@ -23,6 +23,7 @@ private slots:
     void emptyStringsStayEmpty();
     void stringsThatAreNotUtf8AreListed();
     void countThatCannotBeIsNotBelieved();
+    void dongleThatHangsLeavesThoseBeforeItListed();
 
 private:
     static QList<QSharedPointer<InfoRadioDevice>> list();
@@ -141,6 +142,30 @@ void tst_RtlUsbEnumerator::countThatCannotBeIsNotBelieved()
     const LogCapture log;
     QVERIFY(list().isEmpty());
     QCOMPARE(log.texts(QtWarningMsg).size(), 256);
+}
+
+void tst_RtlUsbEnumerator::dongleThatHangsLeavesThoseBeforeItListed()
+{
+    const QString hang = QStringLiteral("hang.rtlsdr_get_device_usb_strings.2");
+    m_vendor.set(QStringLiteral("devices"), 3);
+    m_vendor.set(hang, 1);
+    EnumeratorRadioDevice registry(nullptr, {});
+    RtlUsbEnumerator enumerator(&registry, {std::chrono::milliseconds(150), std::chrono::milliseconds(150)});
+    const LogCapture log;
+    enumerator.refresh();
+    QCOMPARE(registry.devices().size(), 1);
+    QCOMPARE(registry.devices().at(0)->identificator, QStringLiteral("0"));
+    const QStringList warnings = log.texts(QtWarningMsg);
+    const QStringList ends{
+        QStringLiteral("The receiver's library doesn't come back: rtlsdr_get_device_usb_strings"),
+        QStringLiteral("Unable to access rtlusb device # 1 Generic RTL2832U OEM"),
+        QStringLiteral("Unable to access rtlusb device # 2 ")};
+    QCOMPARE(warnings.size(), ends.size());
+    for (int i = 0; i < ends.size(); ++i) {
+        QVERIFY2(warnings.at(i).endsWith(ends.at(i)), qPrintable(warnings.at(i)));
+    }
+    m_vendor.remove(hang);
+    QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_get_device_usb_strings(")).size(), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_RtlUsbEnumerator)

@@ -2,22 +2,11 @@
 
 #include "Core/Log/Log.h"
 #include "Core/RadioDevice/Enumerator/USBEventListener.h"
-#include "RadioDevice/AirSpy/AirSpyEnumerator.h"
-#include "RadioDevice/AirSpyHF/AirSpyHFEnumerator.h"
-#include "RadioDevice/IQPlayer/IQPlayerEnumerator.h"
-#include "RadioDevice/Rsp/RspEnumerator.h"
-#include "RadioDevice/RtlUsb/RtlUsbEnumerator.h"
 
 #include <algorithm>
 
 namespace
 {
-
-template <class Enumerator>
-QSharedPointer<AbstractEnumerator> makeEnumerator(EnumeratorRadioDevice* owner)
-{
-    return QSharedPointer<Enumerator>::create(owner);
-}
 
 QString typeName(const QSharedPointer<InfoRadioDevice>& info)
 {
@@ -25,23 +14,6 @@ QString typeName(const QSharedPointer<InfoRadioDevice>& info)
 }
 
 } // namespace
-
-QList<EnumeratorRadioDevice::Maker> EnumeratorRadioDevice::drivers()
-{
-    return {
-        &makeEnumerator<IQPlayerEnumerator>,
-#ifdef ORVENLINK_RTLSDR
-        &makeEnumerator<RtlUsbEnumerator>,
-#endif
-#ifdef ORVENLINK_AIRSPYHF
-        &makeEnumerator<AirSpyHFEnumerator>,
-#endif
-#ifdef ORVENLINK_AIRSPY
-        &makeEnumerator<AirSpyEnumerator>,
-#endif
-        &makeEnumerator<RspEnumerator>,
-    };
-}
 
 EnumeratorRadioDevice::EnumeratorRadioDevice(QObject* parent, const QList<Maker>& makers)
     : QObject(parent)

@@ -2,6 +2,7 @@
 
 #include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
 #include "Core/RadioDevice/InfoRadioDevice.h"
+#include "Core/RadioDevice/RadioDriver.h"
 
 #include <QList>
 #include <QSharedPointer>
@@ -21,7 +22,14 @@ public:
 
     /// The enumerators of this program's drivers; their order decides which of two records with one
     /// identificator stays.
-    static QList<Maker> drivers();
+    static QList<Maker> drivers()
+    {
+        QList<Maker> makers;
+        for (const RadioDriver& driver : RadioDriver::all()) {
+            makers.append(driver.makeEnumerator);
+        }
+        return makers;
+    }
 
     explicit EnumeratorRadioDevice(QObject* parent = nullptr, const QList<Maker>& makers = drivers());
     ~EnumeratorRadioDevice() override;

@@ -1,4 +1,4 @@
-#include "RadioDevice/AirSpy/AirSpyConversion.h"
+#include "RadioDevice/AirSpyFamily/AirSpyConversion.h"
 
 #include "support/AllocationCounter.h"
 #include "support/LogCapture.h"

@@ -1,4 +1,4 @@
-#include "RadioDevice/AirSpy/AirSpyConversion.h"
+#include "RadioDevice/AirSpyFamily/AirSpyConversion.h"
 
 #include "Core/Log/Log.h"
 #include "Core/Signal/Kernels/FloatIq.h"

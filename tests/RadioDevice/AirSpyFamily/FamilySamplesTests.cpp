@@ -1,4 +1,4 @@
-#include "RadioDevice/AirSpy/FamilySamplesTests.h"
+#include "RadioDevice/AirSpyFamily/FamilySamplesTests.h"
 
 #include "Core/Losses/Losses.h"
 #include "support/AllocationCounter.h"
@@ -8,20 +8,72 @@
 
 void FamilySamplesTests::init()
 {
-    vendor().reset();
-    vendor().set(QStringLiteral("buffer"), 64);
-    vendor().set(QStringLiteral("pace"), QStringLiteral("fast"));
+    m_vendor.reset();
+    m_vendor.set(QStringLiteral("buffer"), 64);
+    m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
 }
 
 void FamilySamplesTests::cleanupTestCase()
 {
     // Ends the deliveries that no stop has ended.
-    vendor().set(QStringLiteral("unplug"), 1);
+    m_vendor.set(QStringLiteral("unplug"), 1);
+}
+
+void FamilySamplesTests::samplesReachTheRingBitForBit_data()
+{
+    QTest::addColumn<bool>("swapIQ");
+    QTest::newRow("as they come: re = Q, im = I") << false;
+    QTest::newRow("swapped, where that has an effect: re = I, im = Q") << true;
+}
+
+void FamilySamplesTests::samplesReachTheRingBitForBit()
+{
+    QFETCH(bool, swapIQ);
+    const auto receiver = make();
+    receiver->setSwapIQ(swapIQ);
+    QVERIFY(receiver->start(false));
+    QTRY_VERIFY(written(*receiver) >= 256);
+    const auto samples = last(*receiver, 256);
+    const bool swapped = swapIQ && m_family.swapsIQ;
+    const auto i = swapped ? &DoubleComplex::re : &DoubleComplex::im;
+    const auto q = swapped ? &DoubleComplex::im : &DoubleComplex::re;
+    QCOMPARE(countingSamples(samples, i, q), 256);
+}
+
+void FamilySamplesTests::samplesThatComeAfterAStopAreDropped()
+{
+    const auto receiver = started();
+    QTRY_VERIFY(written(*receiver) > 0);
+    // The library stops nothing and goes on delivering to a gate that is shut.
+    m_vendor.set(m_family.stop + QStringLiteral(".1"), -1);
+    m_vendor.set(name("_close.1"), -1);
+    const LogCapture log;
+    receiver->stop();
+    const int before = written(*receiver);
+    m_vendor.set(name(".trace"), 1);
+    QTRY_VERIFY(m_vendor.calls(name(" transfer dev1")).size() >= 3);
+    QCOMPARE(written(*receiver), before);
+    // Started again meanwhile, it is served by the new handle alone.
+    QVERIFY(receiver->start(false));
+    QTRY_VERIFY(written(*receiver) != before);
+}
+
+void FamilySamplesTests::samplesThatComeAfterTheReceiverReachNobody()
+{
+    auto receiver = started();
+    QTRY_VERIFY(written(*receiver) > 0);
+    m_vendor.set(m_family.stop + QStringLiteral(".1"), -1);
+    m_vendor.set(name("_close.1"), -1);
+    const LogCapture log;
+    receiver.reset();
+    QCOMPARE(log.texts(QtWarningMsg).size(), m_family.closesAfterFailedStop ? 2 : 1);
+    m_vendor.set(name(".trace"), 1);
+    QTRY_VERIFY(m_vendor.calls(name(" transfer dev1")).size() >= 3);
 }
 
 void FamilySamplesTests::numberOfFirstTransferMovesBlockSize()
 {
-    vendor().set(QStringLiteral("buffer"), 4096);
+    m_vendor.set(QStringLiteral("buffer"), 4096);
     const auto receiver = make();
     QCOMPARE(receiver->blockSize(), 2048);
     QVERIFY(receiver->start(false));
@@ -58,14 +110,14 @@ void FamilySamplesTests::transferThatIsNoBlockIsDropped()
 {
     QFETCH(QString, key);
     QFETCH(QString, value);
-    vendor().set(key, value);
-    vendor().set(name(".trace"), 1);
+    m_vendor.set(key, value);
+    m_vendor.set(name(".trace"), 1);
     const LogCapture log;
     const auto receiver = started();
-    QTRY_VERIFY(vendor().calls(name(" transfer")).size() >= 3);
+    QTRY_VERIFY(m_vendor.calls(name(" transfer")).size() >= 3);
     QCOMPARE(written(*receiver), 0);
     // Good ones are taken again.
-    vendor().remove(key);
+    m_vendor.remove(key);
     QTRY_VERIFY(written(*receiver) > 0);
     receiver->stop();
     QCOMPARE(receiver->blockSize(), 64);
@@ -122,7 +174,7 @@ void FamilySamplesTests::deliveryTakesNothingFromHeap()
 
 void FamilySamplesTests::stalledReceiverCanBeStopped()
 {
-    vendor().set(QStringLiteral("stall"), 1);
+    m_vendor.set(QStringLiteral("stall"), 1);
     const auto receiver = started();
     receiver->stop();
     QCOMPARE(receiver->state(), Worker::STOPPED);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RadioDevice/AirSpy/AirSpyLibrary.h"
+#include "RadioDevice/AirSpyFamily/AirSpyLibrary.h"
 #include "RadioDevice/Vendor/DeliveryGate.h"
 #include "RadioDevice/Vendor/VendorHandle.h"
 #include "RadioDevice/Vendor/VendorRadioDevice.h"

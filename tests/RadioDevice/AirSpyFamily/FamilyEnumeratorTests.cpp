@@ -1,4 +1,4 @@
-#include "RadioDevice/AirSpy/FamilyEnumeratorTests.h"
+#include "RadioDevice/AirSpyFamily/FamilyEnumeratorTests.h"
 
 #include "support/LogCapture.h"
 

@@ -45,12 +45,15 @@ struct SampleRing
     }
 };
 
-/// A receiver of one of the two Airspy families on its fake library, whose script it writes.
+/// Receivers of one of the two Airspy families on its fake library, whose script `vendor` writes.
 template <class Device>
-class ReceiverRig : public SampleRing
+class ReceiverRig
 {
 public:
-    FakeVendor vendor;
+    explicit ReceiverRig(FakeVendor& vendor)
+        : m_vendor(vendor)
+    {
+    }
 
     /// Closed, as the factory leaves it: every property at its default.
     static std::unique_ptr<Device> make(const QString& identificator = QStringLiteral("7"),
@@ -78,7 +81,10 @@ public:
         if (!device->running()) {
             qFatal("No receiver to test");
         }
-        vendor.clearCalls();
+        m_vendor.clearCalls();
         return device;
     }
+
+private:
+    FakeVendor& m_vendor;
 };

@@ -1,4 +1,4 @@
-#include "RadioDevice/AirSpy/AirSpyFamilyEnumerator.h"
+#include "RadioDevice/AirSpyFamily/AirSpyFamilyEnumerator.h"
 
 #include "Core/Log/Log.h"
 #include "Core/RadioDevice/Enumerator/EnumeratorRadioDevice.h"

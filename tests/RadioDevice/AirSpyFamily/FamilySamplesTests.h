@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RadioDevice/AirSpy/FamilyFixture.h"
+#include "RadioDevice/AirSpyFamily/FamilyFixture.h"
 
 /// What holds for the samples of both Airspy families, on their way from the library's callback to the ring;
 /// the test of each adds its own.
@@ -11,12 +11,14 @@ class FamilySamplesTests : public FamilyFixture
 protected:
     using FamilyFixture::FamilyFixture;
 
-    virtual void deliver(AbstractRadioDevice& receiver, const float* samples, int count) const = 0;
-
 private slots:
     void init();
     void cleanupTestCase();
 
+    void samplesReachTheRingBitForBit_data();
+    void samplesReachTheRingBitForBit();
+    void samplesThatComeAfterAStopAreDropped();
+    void samplesThatComeAfterTheReceiverReachNobody();
     void numberOfFirstTransferMovesBlockSize();
     void blockSizeFollowsEveryTransfer();
     void transferThatIsNoBlockIsDropped_data();

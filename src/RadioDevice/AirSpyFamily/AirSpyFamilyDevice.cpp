@@ -1,8 +1,8 @@
-#include "RadioDevice/AirSpy/AirSpyFamilyDevice.h"
+#include "RadioDevice/AirSpyFamily/AirSpyFamilyDevice.h"
 
 #include "Core/Log/Log.h"
 #include "Core/Log/LogLimiter.h"
-#include "RadioDevice/AirSpy/AirSpyConversion.h"
+#include "RadioDevice/AirSpyFamily/AirSpyConversion.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -2,8 +2,8 @@
 
 #include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
 #include "Core/RadioDevice/InfoRadioDevice.h"
-#include "RadioDevice/AirSpy/AirSpyConversion.h"
-#include "RadioDevice/AirSpy/AirSpyLibrary.h"
+#include "RadioDevice/AirSpyFamily/AirSpyConversion.h"
+#include "RadioDevice/AirSpyFamily/AirSpyLibrary.h"
 #include "RadioDevice/Vendor/VendorHandle.h"
 
 /// Offers each receiver of an Airspy family that its library lists, by serial number. Each is opened for a
