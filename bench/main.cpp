@@ -13,12 +13,8 @@ namespace
 {
 
 const std::pair<const char*, void (*)(Table&)> kConcerns[] = {
-    {"fft", &fftRows},         {"chain", &chainRows},       {"stages", &stageRows}, {"ring", &ringRows},
-    {"points", &pointRows},    {"datagram", &datagramRows}, {"loop", &loopRows},
-#ifdef BENCH_SESSION
-    {"session", &sessionRows},
-#endif
-
+    {"fft", &fftRows},      {"chain", &chainRows},       {"stages", &stageRows}, {"ring", &ringRows},
+    {"points", &pointRows}, {"datagram", &datagramRows}, {"loop", &loopRows},    {"session", &sessionRows},
 };
 
 } // namespace

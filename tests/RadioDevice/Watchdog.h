@@ -18,6 +18,7 @@ public:
 
     [[nodiscard]] bool isCaught() const { return !m_timer.isNull(); }
     [[nodiscard]] bool isActive() const { return m_timer->isActive(); }
+    [[nodiscard]] const QTimer* timer() const { return m_timer; }
     void tick() const { QMetaObject::invokeMethod(m_timer, "timeout"); }
 
     bool eventFilter(QObject* object, QEvent* event) override

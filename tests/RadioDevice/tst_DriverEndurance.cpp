@@ -75,7 +75,7 @@ public:
     /// False if the device isn't in the state that it must be in.
     bool act()
     {
-        // Starts and stops above all; what takes long comes seldom.
+        // Starts and stops above all; what takes long comes rarely.
         switch (pick(60)) {
         case 0:
             m_device->save(m_driver.name);
@@ -173,7 +173,7 @@ void tst_DriverEndurance::init()
 
 void tst_DriverEndurance::manyStartsInAnyOrderLeaveNothingBehind()
 {
-    // The five drivers make a thousand of them; the long run tells of more.
+    // The five drivers make a thousand of them; the long run makes more.
     const int starts = qEnvironmentVariableIsSet(kStarts) ? qEnvironmentVariableIntValue(kStarts) : 200;
     // A device's rings alone are 5 MB; the fakes keep their handles, some hundred bytes each.
     const qint64 heapAllowed = 100'000 + 500 * starts;

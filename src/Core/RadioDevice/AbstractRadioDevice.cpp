@@ -139,7 +139,7 @@ bool AbstractRadioDevice::storeFrequency(double hertz)
 
 void AbstractRadioDevice::restored()
 {
-    // The frequency stands before the correction in the list of properties, so it was set without.
+    // The frequency comes before the correction in the list of properties, so it was set without.
     if (m_ppm != 0.0) {
         setFrequency(m_askedFrequency);
     }

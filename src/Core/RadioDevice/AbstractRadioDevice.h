@@ -17,10 +17,9 @@ class ThreadManager;
 /// Thread:    stays on the thread that made it. Its DspH has one of its own for the device's whole life.
 /// Ownership: owns its DspH and that one's thread; shares both rings with the streams.
 /// Units:     hertz, decibels; frequency corrections in parts per million.
-/// Errors:    errorHappen and a warning with the same text. A frequency or rate that no hardware or stage
-/// could
+/// Errors:    errorHappen and a warning with the same text. A frequency or rate that no hardware or stage could
 ///            take (not finite, or beyond 64 bits) is refused by its setter with one warning; the notify
-///            signal then tells the value that stays.
+///            signal then carries the value that stays.
 class AbstractRadioDevice : public Worker, public IQSource
 {
     Q_OBJECT

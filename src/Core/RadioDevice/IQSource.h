@@ -47,7 +47,7 @@ public:
     void write(int count, bool wait);
 
     /// Publishes `count` samples that `make(made, first, n)` converts into the ring itself, without the way
-    /// over the block; else as `write`. What is made is told at RingBuffer::writeMade. The ring's mutex is
+    /// over the block; otherwise as `write`. For what is made see RingBuffer::writeMade. The ring's mutex is
     /// held meanwhile, for no longer than a copy takes.
     template <class Make>
     void writeMade(int count, Make make)

@@ -7,6 +7,7 @@
 
 /// What the drivers of the Airspy receivers have in common: a library that opens by serial number, names its
 /// rates, and delivers floats on a thread of its own, through a gate. `Handle` is that of the library.
+/// Thread: the device's, but for `deliver`.
 /// Errors: those of a start end it, those of retuning are logged.
 template <class Handle>
 class AirSpyFamilyDevice : public VendorRadioDevice
@@ -16,12 +17,12 @@ public:
 
     ~AirSpyFamilyDevice() override;
 
-    /// No range is kept to, and the hardware gets the frequency as it is, without the correction.
+    /// In hertz. The ranges don't limit it, and the hardware gets it as it is, without the correction.
     void setFrequency(double hertz) override;
     void setSampleRate(double rate) override;
 
-    /// Publishes `count` pairs of floats, I first. On the library's thread, while the gate is open. What can
-    /// be no block (null, fewer than none or absurdly many) is dropped.
+    /// Publishes `count` pairs of floats, I first. On the library's thread, while the gate is open. What
+    /// can't be a block (null, a negative count or an absurd one) is dropped.
     void deliver(const float* samples, int count);
 
     /// What a library's callback does with the gate that it was started with.

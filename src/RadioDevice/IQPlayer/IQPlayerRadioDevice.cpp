@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr double kSampleRate = 48'000.0; // Hz, until a header tells another
+constexpr double kSampleRate = 48'000.0; // Hz, until a header says otherwise
 constexpr double kMinFrequency = 14'000'000.0;
 constexpr double kMaxFrequency = 14'500'000.0;
 

@@ -9,16 +9,17 @@
 
 class RotatingOscillator;
 
-/// Stands in for a receiver: loops a WAV recording of IQ samples, paced by a timer. The client tunes within
-/// 500 kHz around 14.25 MHz; tuning mixes the recording with an oscillator.
+/// Takes the place of a receiver: loops a WAV recording of IQ samples, paced by a timer. The client tunes
+/// within 500 kHz around 14.25 MHz; tuning mixes the recording with an oscillator.
 ///
 /// Reads pairs of signed 16-bit values, first re then im, whatever the header says of bits and channels, and
 /// 48,000 of them a second, whatever it says of the rate; the rate is passed on as the header has it.
 /// Full scale of the recording is 8.0.
 ///
 /// Plays what its clock says is due, also if the event loop came late: up to 250 ms at once. What is due
-/// beyond that is not made up for, and counted (Losses). A recording that held samples when it was started
-/// and holds none any more plays nothing: the watchdog tells.
+/// beyond that is not made up for, and counted (Losses). A recording that held samples at the start and holds
+/// none any more plays nothing: the watchdog reports that.
+/// Thread: the device's, whose event loop its timer needs.
 class IQPlayerRadioDevice : public AbstractRadioDevice
 {
     Q_OBJECT
@@ -38,7 +39,7 @@ public:
                         Clock clock = steadyTime);
     ~IQPlayerRadioDevice() override;
 
-    /// Outside the range the present frequency is set again, correction and all.
+    /// In hertz. Outside the range the present frequency is set again, correction included.
     void setFrequency(double hertz) override;
 
 private slots:

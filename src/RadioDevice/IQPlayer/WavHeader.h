@@ -25,9 +25,9 @@ struct WavHeader
 
     static WavHeader decode(const std::array<char, kSize>& bytes);
 
-    /// Bytes of one value, or 0 for a format whose duration is not told.
+    /// Bytes of one value, or 0 for a format whose duration isn't worked out.
     [[nodiscard]] int bytesPerValue() const;
-    /// What the log tells: the values of the whole file at the header's rate, as a time of day that starts
+    /// What the log says: the values of the whole file at the header's rate, as a time of day that starts
     /// over after 24 hours. Zero where the header allows no division.
     [[nodiscard]] QTime duration(qint64 fileSize) const;
     /// The same of the data chunk, in whole seconds.

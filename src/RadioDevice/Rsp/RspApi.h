@@ -1,8 +1,8 @@
 #pragma once
 
 // The C interface of the RSP receivers' library, version 2.1, as far as the driver uses it: the type of each
-// operation by the operation's name. A result of 0 is success. No Qt, so that whatever stands in for the
-// library can be held to the same types.
+// operation by the operation's name. A result of 0 is success. No Qt, so that what takes the
+// library's place can be held to the same types.
 
 namespace RspApi
 {
@@ -43,7 +43,7 @@ using AntennaControl = int(int antenna);
 constexpr int kNotInstalled = -1; ///< No result of the library's own, as the next.
 constexpr int kLost = -1;         ///< Of a call that isn't back in time.
 
-/// Stands where an operation would be if there were a library, and fails.
+/// Takes the place of an operation where there is no library, and fails.
 template <class Function>
 struct Absent;
 template <class... Arguments>

@@ -34,16 +34,16 @@ public:
 
     [[nodiscard]] bool libraryLoaded() const { return m_library.isLoaded; }
 
-    /// No range is kept to, and the hardware gets the frequency as it is, without the correction. Within one
-    /// of the receiver's bands it is retuned on the fly, across their borders its stream is set up anew.
+    /// In hertz. The ranges don't limit it, and the hardware gets it as it is, without the correction. Within
+    /// one of the receiver's bands it is retuned on the fly, across their borders its stream is set up again.
     void setFrequency(double hertz) override;
 
     /// 5 for antenna A, 6 for antenna B; any other value becomes 5.
     [[nodiscard]] int ant() const { return m_ant; }
     void setAnt(int ant);
 
-    /// Publishes `count` samples, I and Q apart. On the library's thread, while the gate is open. What can be
-    /// no block (null, or absurdly many) is dropped.
+    /// Publishes `count` samples, I and Q apart. On the library's thread, while the gate is open. What can't
+    /// be a block (null, or absurdly many) is dropped.
     void deliver(const short* xi, const short* xq, unsigned count);
 
 signals:

@@ -39,8 +39,8 @@ public:
 
     void setSampleRate(double rate) override;
     void resetSampleRate() override;
-    /// Outside the ranges, or where the dongle refuses, the present frequency is set again, correction and
-    /// all.
+    /// Outside the ranges, or where the dongle refuses, the present frequency is set again, correction
+    /// included.
     void setFrequency(double hertz) override;
     void resetFrequency() override;
 
@@ -62,7 +62,7 @@ public:
     void setRtlAgc(bool rtlAgc);
     void resetRtlAgc() { setRtlAgc(true); }
 
-    /// Goes to the library as it stands, which takes 1 for manual gain; while it is set, `tunerGain` is held
+    /// Goes to the library as it is, which takes 1 for manual gain; while it is set, `tunerGain` is held
     /// back. Clients know the flag in this sense.
     [[nodiscard]] bool tunerAgc() const { return m_tunerAgc; }
     void setTunerAgc(bool tunerAgc);

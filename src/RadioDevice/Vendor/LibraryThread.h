@@ -18,9 +18,9 @@ struct LibraryDeadlines
 };
 
 /// The one thread that makes every call of a vendor's library, in the order asked, whichever device asked. A
-/// call may never come back: a stick that is pulled out, or answers to nothing any more, leaves some of them
+/// call may never come back: a stick that is pulled out, or has stopped answering, leaves some of them
 /// waiting for good. Whoever asks waits no longer than the call's own deadline. A call that has missed it is
-/// out; until it comes back nothing new is asked of that library, and what has to follow it waits its turn.
+/// "out"; until it comes back nothing new is asked of that library, and what has to follow it waits its turn.
 /// A call owns by value or by shared pointer all that it touches: it may outlive the device that asked.
 ///
 ///     auto found = std::make_shared<AirSpyConversion::Serials>();

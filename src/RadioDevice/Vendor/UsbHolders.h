@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// Who else uses the USB. A library that finds a receiver busy doesn't tell who has it, nor which of the
-/// devices it is; what can be told is which other processes hold USB devices open.
+/// Who else uses the USB. A library that finds a receiver busy doesn't say who has it, nor which of the
+/// devices it is; what can be found out is which other processes hold USB devices open.
 /// Thread: any.
 namespace UsbHolders
 {

@@ -3,8 +3,9 @@
 #include "Core/RadioDevice/AbstractRadioDevice.h"
 
 /// A receiver behind a vendor's library, whose calls may not come back in time.
-/// Errors: such a call ends the session. In a start it fails that; later the device tells by errorHappen what
-///         it was about, or that no more samples come, and stops by itself.
+/// Thread: the device's.
+/// Errors: such a call ends the session. In a start it makes that fail; later the device says by errorHappen
+///         what failed, or that no more samples come, and stops by itself.
 class VendorRadioDevice : public AbstractRadioDevice
 {
     Q_OBJECT

@@ -1,64 +1,15 @@
-#include "Core/RadioDevice/IQSource.h"
+#include "TestSource.h"
 
 #include "support/LogCapture.h"
 
-#include <QPointer>
 #include <QThread>
 #include <QtTest>
 #include <atomic>
-#include <cmath>
 #include <limits>
 #include <thread>
 
 namespace
 {
-
-constexpr int kCapacity = 4096;
-
-/// A source whose rate and block a test may set, as a driver does.
-class Source : public IQSource
-{
-public:
-    explicit Source(double sampleRate, std::chrono::milliseconds watchdogInterval = kWatchdogInterval)
-        : IQSource(kCapacity, watchdogInterval)
-    {
-        m_sampleRate = sampleRate;
-    }
-
-    void setSampleRate(double sampleRate) { m_sampleRate = sampleRate; }
-    DoubleComplex& operator[](int i) { return m_block[i]; }
-};
-
-/// The only timer of this kind that ticks on this thread: a source's watchdog. It is caught at its first
-/// tick and made to tick by hand from then on.
-class Watchdog : public QObject
-{
-public:
-    explicit Watchdog(Source& source)
-    {
-        QCoreApplication::instance()->installEventFilter(this);
-        source.startWatch();
-        while (timer.isNull()) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        }
-        QCoreApplication::instance()->removeEventFilter(this);
-    }
-
-    void tick() const { QMetaObject::invokeMethod(timer, "timeout"); }
-
-    bool eventFilter(QObject* object, QEvent* event) override
-    {
-        auto* candidate = qobject_cast<QTimer*>(object);
-        if (event->type() == QEvent::Timer && candidate != nullptr &&
-            candidate->timerType() == Qt::VeryCoarseTimer) {
-            timer = candidate;
-            return true;
-        }
-        return false;
-    }
-
-    QPointer<QTimer> timer;
-};
 
 // The rule as it reads: from 2 upward, the first count of blocks that lasts 8 ms.
 int blocksByCounting(int samples, double sampleRate)
@@ -72,10 +23,10 @@ int blocksByCounting(int samples, double sampleRate)
 
 constexpr int kWritten = 16; // samples of each write below
 
-// Where the ring stood when a reader that waits for `blocks` writes was woken. The writes need the mutex, so
+// Where the ring was when a reader that waits for `blocks` writes was woken. The writes need the mutex, so
 // the first comes after the reader has begun to wait; after each a reader that was woken too early gets the
 // chance to show it.
-int indexAtWake(Source& source, int blocks)
+int indexAtWake(TestSource& source, int blocks)
 {
     const QSharedPointer<RingBuffer<DoubleComplex>> ring = source.inBuffer();
     std::atomic<bool> waiting{false};
@@ -121,21 +72,8 @@ private slots:
     void writeThatWrapsTheRingLandsInTwoPieces();
     void writeWithWaitGivesUpAtOnce();
     void readersWakeAtTheBlockThatFillsEightMilliseconds();
-    void setBlockSizeStartsTheCountOfBlocksAnew();
+    void setBlockSizeStartsTheCountOfBlocksAgain();
     void startWatchTakesTheRateOfTheMoment();
-    void watchdogTicksEverySixSecondsUnlessToldOtherwise();
-    void watchdogIsACoarseRepeatingTimerWithoutAParent();
-    void silenceWarnsAndCallsBackAtTheFirstTick();
-    void silenceThatLastsWarnsAtEveryTick();
-    void blockBetweenTwoTicksKeepsTheWatchdogContent();
-    void emptyBlockStillCountsForTheWatchdog();
-    void watchdogWithoutACallbackOnlyWarns();
-    void newCallbackReplacesTheOld();
-    void stoppedWatchIsSilent();
-    void watchForgetsTheBlocksOfTheWatchBefore();
-    void silenceIsFoundByTheRealTimer();
-    void watchdogOutlivesTheSourceWithoutReachingIt();
-    void callbackIsReleasedWithTheSource();
     void ringOutlivesTheSource();
     void swapIQIsKeptAndReset();
 };
@@ -232,7 +170,7 @@ void tst_IQSource::blocksPerWakeComesWithoutASearchAtAnyRate()
 
 void tst_IQSource::setBlockSizeResizesTheBlock()
 {
-    Source source(48'000.0);
+    TestSource source(48'000.0);
     source.setBlockSize(1200);
     QCOMPARE(source.blockSize(), 1200);
     source.setBlockSize(7);
@@ -243,7 +181,7 @@ void tst_IQSource::setBlockSizeResizesTheBlock()
 
 void tst_IQSource::negativeBlockSizeIsRefusedWithAWarning()
 {
-    Source source(48'000.0);
+    TestSource source(48'000.0);
     source.setBlockSize(1200);
     const LogCapture log;
     source.setBlockSize(-1);
@@ -253,7 +191,7 @@ void tst_IQSource::negativeBlockSizeIsRefusedWithAWarning()
 
 void tst_IQSource::writePublishesTheWholeBlockForCountZero()
 {
-    Source source(48'000.0);
+    TestSource source(48'000.0);
     source.setBlockSize(5);
     for (int i = 0; i < 5; ++i) {
         source[i] = {i + 1.0, -i - 1.0};
@@ -273,7 +211,7 @@ void tst_IQSource::writePublishesTheWholeBlockForCountZero()
 
 void tst_IQSource::writePublishesTheFirstSamplesForACount()
 {
-    Source source(48'000.0);
+    TestSource source(48'000.0);
     source.setBlockSize(5);
     source[1] = {2.0, 3.0};
     source[2] = {9.0, 9.0};
@@ -289,7 +227,7 @@ void tst_IQSource::writePublishesTheFirstSamplesForACount()
 
 void tst_IQSource::writeThatWrapsTheRingLandsInTwoPieces()
 {
-    Source source(48'000.0);
+    TestSource source(48'000.0);
     source.setBlockSize(kCapacity - 3);
     source.write(0, false);
     source.setBlockSize(10);
@@ -310,7 +248,7 @@ void tst_IQSource::writeThatWrapsTheRingLandsInTwoPieces()
 
 void tst_IQSource::writeWithWaitGivesUpAtOnce()
 {
-    Source source(48'000.0);
+    TestSource source(48'000.0);
     source.setBlockSize(3);
     source.write(0, true); // nobody frees space
     QCOMPARE(source.inBuffer()->writeIndex, 3);
@@ -318,15 +256,15 @@ void tst_IQSource::writeWithWaitGivesUpAtOnce()
 
 void tst_IQSource::readersWakeAtTheBlockThatFillsEightMilliseconds()
 {
-    Source source(768'000.0);
+    TestSource source(768'000.0);
     source.setBlockSize(256); // 24 of them last 8 ms
     QCOMPARE(indexAtWake(source, 24), 24 * kWritten);
     QCOMPARE(indexAtWake(source, 24), 48 * kWritten);
 }
 
-void tst_IQSource::setBlockSizeStartsTheCountOfBlocksAnew()
+void tst_IQSource::setBlockSizeStartsTheCountOfBlocksAgain()
 {
-    Source source(768'000.0);
+    TestSource source(768'000.0);
     source.setBlockSize(2048);
     source.write(kWritten, false);
     source.write(kWritten, false);
@@ -336,7 +274,7 @@ void tst_IQSource::setBlockSizeStartsTheCountOfBlocksAnew()
 
 void tst_IQSource::startWatchTakesTheRateOfTheMoment()
 {
-    Source source(-1.0);
+    TestSource source(-1.0);
     source.setBlockSize(2048);
     source.setSampleRate(768'000.0);
     source.startWatch();
@@ -344,168 +282,9 @@ void tst_IQSource::startWatchTakesTheRateOfTheMoment()
     QCOMPARE(indexAtWake(source, 3), 3 * kWritten);
 }
 
-void tst_IQSource::watchdogTicksEverySixSecondsUnlessToldOtherwise()
-{
-    QCOMPARE(IQSource::kWatchdogInterval, std::chrono::milliseconds(6000));
-}
-
-void tst_IQSource::watchdogIsACoarseRepeatingTimerWithoutAParent()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    const Watchdog watchdog(source);
-    QCOMPARE(watchdog.timer->timerType(), Qt::VeryCoarseTimer);
-    QVERIFY(!watchdog.timer->isSingleShot());
-    QVERIFY(watchdog.timer->isActive());
-    QCOMPARE(watchdog.timer->parent(), nullptr);
-    QCOMPARE(watchdog.timer->thread(), QThread::currentThread());
-}
-
-void tst_IQSource::silenceWarnsAndCallsBackAtTheFirstTick()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    int calls = 0;
-    source.setNoDataCallback([&calls] { ++calls; });
-    const Watchdog watchdog(source);
-    const LogCapture log;
-    watchdog.tick();
-    QCOMPARE(calls, 1);
-    QCOMPARE(log.texts().size(), 1);
-    QCOMPARE(log.records().constFirst().type, QtWarningMsg);
-    const QString text = log.texts().constFirst();
-    QVERIFY2(text.startsWith(QLatin1String("[ W ][ Core/RadioDevice/IQSource ] reportNoData : ")),
-             qPrintable(text));
-    QVERIFY2(text.endsWith(QLatin1String(" =>\t No IQ data - stop!")), qPrintable(text));
-}
-
-void tst_IQSource::silenceThatLastsWarnsAtEveryTick()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    int calls = 0;
-    source.setNoDataCallback([&calls] { ++calls; });
-    const Watchdog watchdog(source);
-    const LogCapture log;
-    watchdog.tick();
-    watchdog.tick();
-    watchdog.tick();
-    QCOMPARE(calls, 3);
-    QCOMPARE(log.texts(QtWarningMsg).size(), 3);
-    QVERIFY(watchdog.timer->isActive());
-}
-
-void tst_IQSource::blockBetweenTwoTicksKeepsTheWatchdogContent()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    int calls = 0;
-    source.setNoDataCallback([&calls] { ++calls; });
-    source.setBlockSize(16);
-    const Watchdog watchdog(source);
-    const LogCapture log;
-    for (int i = 0; i < 3; ++i) {
-        source.write(0, false);
-        watchdog.tick();
-    }
-    QCOMPARE(calls, 0);
-    QCOMPARE(log.texts(), QStringList());
-    watchdog.tick();
-    QCOMPARE(calls, 1);
-}
-
-void tst_IQSource::emptyBlockStillCountsForTheWatchdog()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    int calls = 0;
-    source.setNoDataCallback([&calls] { ++calls; });
-    const Watchdog watchdog(source);
-    source.write(0, false);
-    watchdog.tick();
-    QCOMPARE(calls, 0);
-    QCOMPARE(source.inBuffer()->writeIndex, 0);
-}
-
-void tst_IQSource::watchdogWithoutACallbackOnlyWarns()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    source.setNoDataCallback({});
-    const Watchdog watchdog(source);
-    const LogCapture log;
-    watchdog.tick();
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-}
-
-void tst_IQSource::newCallbackReplacesTheOld()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    int first = 0;
-    int second = 0;
-    source.setNoDataCallback([&first] { ++first; });
-    source.setNoDataCallback([&second] { ++second; });
-    const Watchdog watchdog(source);
-    const LogCapture log;
-    watchdog.tick();
-    QCOMPARE(first, 0);
-    QCOMPARE(second, 1);
-}
-
-void tst_IQSource::stoppedWatchIsSilent()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    const Watchdog watchdog(source);
-    source.stopWatch();
-    QVERIFY(!watchdog.timer->isActive());
-}
-
-void tst_IQSource::watchForgetsTheBlocksOfTheWatchBefore()
-{
-    Source source(48'000.0, std::chrono::milliseconds(0));
-    int calls = 0;
-    source.setNoDataCallback([&calls] { ++calls; });
-    const Watchdog watchdog(source);
-    source.write(0, false);
-    source.stopWatch();
-    source.startWatch();
-    const LogCapture log;
-    watchdog.tick();
-    QCOMPARE(calls, 1);
-}
-
-void tst_IQSource::silenceIsFoundByTheRealTimer()
-{
-    Source source(48'000.0, std::chrono::seconds(1));
-    int calls = 0;
-    source.setNoDataCallback([&calls] { ++calls; });
-    const LogCapture log;
-    source.startWatch();
-    QTRY_COMPARE(calls, 1);
-}
-
-void tst_IQSource::watchdogOutlivesTheSourceWithoutReachingIt()
-{
-    auto source = std::make_unique<Source>(48'000.0, std::chrono::milliseconds(0));
-    int calls = 0;
-    source->setNoDataCallback([&calls] { ++calls; });
-    const Watchdog watchdog(*source);
-    source.reset();
-    QVERIFY(!watchdog.timer.isNull());
-    QVERIFY(!watchdog.timer->isActive());
-    watchdog.tick();
-    QCOMPARE(calls, 0);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(watchdog.timer.isNull());
-}
-
-void tst_IQSource::callbackIsReleasedWithTheSource()
-{
-    auto source = std::make_unique<Source>(48'000.0);
-    const auto token = std::make_shared<int>(0);
-    source->setNoDataCallback([token] {});
-    QCOMPARE(token.use_count(), 2L);
-    source.reset();
-    QCOMPARE(token.use_count(), 1L);
-}
-
 void tst_IQSource::ringOutlivesTheSource()
 {
-    auto source = std::make_unique<Source>(48'000.0);
+    auto source = std::make_unique<TestSource>(48'000.0);
     const QWeakPointer<RingBuffer<DoubleComplex>> watched = source->inBuffer();
     QSharedPointer<RingBuffer<DoubleComplex>> ring = source->inBuffer();
     source.reset();
@@ -516,7 +295,7 @@ void tst_IQSource::ringOutlivesTheSource()
 
 void tst_IQSource::swapIQIsKeptAndReset()
 {
-    Source source(48'000.0);
+    TestSource source(48'000.0);
     source.setSwapIQ(true);
     QVERIFY(source.swapIQ());
     source.resetSwapIQ();

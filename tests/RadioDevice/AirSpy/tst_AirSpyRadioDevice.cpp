@@ -4,8 +4,6 @@
 #include "RadioDevice/AirSpyFamily/FamilyReceiverTests.h"
 #include "support/LogCapture.h"
 
-#include <QElapsedTimer>
-#include <QMetaProperty>
 #include <QSignalSpy>
 
 using namespace std::chrono_literals;

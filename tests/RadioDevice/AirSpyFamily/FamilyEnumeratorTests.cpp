@@ -166,7 +166,7 @@ void FamilyEnumeratorTests::stepThatFailsEndsRefresh()
     m_vendor.set(call + QStringLiteral(".2"), -5);
     const LogCapture log;
     refresh();
-    // The one before stays, the one behind is not even opened.
+    // The one before stays, the one after it is not even opened.
     QCOMPARE(identificators(), QStringList{QStringLiteral("1")});
     QCOMPARE(m_vendor.calls(name("_open_sn")).size(), 2);
     QCOMPARE(log.texts().size(), 1);

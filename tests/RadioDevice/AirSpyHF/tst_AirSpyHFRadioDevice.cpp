@@ -4,7 +4,6 @@
 #include "RadioDevice/AirSpyHF/AirSpyHFFamily.h"
 #include "support/LogCapture.h"
 
-#include <QMetaProperty>
 #include <QSignalSpy>
 
 using namespace std::chrono_literals;

@@ -18,7 +18,7 @@ public:
 
     [[nodiscard]] QString path(const QString& name) const { return m_folder.filePath(name); }
 
-    /// Writes "a.wav" anew and gives its path.
+    /// Writes "a.wav", over the one before, and gives its path.
     QString put(const QByteArray& bytes) const;
     static std::unique_ptr<IQPlayerRadioDevice> make(const QString& fileName);
     /// A player of these samples that is started; its first block comes with the first tick.

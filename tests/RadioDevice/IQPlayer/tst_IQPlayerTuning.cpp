@@ -16,10 +16,10 @@ private slots:
     void limitsOfTheBandAreTunedTo();
     void tuningUpMovesTheRecordingUpInTheRing();
     void resetFrequencyIsTheMiddleWithoutAnOffset();
-    void frequencyOutsideTheBandKeepsTheOscillatorAndTellsThePresentOne();
+    void frequencyOutsideTheBandIsAnsweredWithThePresentOne();
     void frequencyOutsideTheBandIsCorrectedOnceMoreEachTime();
     void frequencyOutsideTheBandNeverEndsTheProcess();
-    void frequencyThatIsNoNumberIsAnsweredWithThePresentOneAndKeepsTheOscillator();
+    void frequencyThatIsNoNumberIsAnsweredWithThePresentOne();
     void correctionEntersTheOffset();
     void offsetSetBeforeTheStartIsLost();
     void rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer_data();
@@ -77,7 +77,7 @@ void tst_IQPlayerTuning::resetFrequencyIsTheMiddleWithoutAnOffset()
     QVERIFY(std::abs(std::arg(samples.back())) < 1e-9);
 }
 
-void tst_IQPlayerTuning::frequencyOutsideTheBandKeepsTheOscillatorAndTellsThePresentOne()
+void tst_IQPlayerTuning::frequencyOutsideTheBandIsAnsweredWithThePresentOne()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
     player->setFrequency(14'375'100.0);
@@ -90,7 +90,7 @@ void tst_IQPlayerTuning::frequencyOutsideTheBandKeepsTheOscillatorAndTellsThePre
     QCOMPARE(frequencyChanged.size(), 1);
     QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 14'375'100.0);
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
-    // Not even the phase starts anew.
+    // Not even the phase starts over.
     PlayerRig::tick(*player);
     const double turn = std::arg(PlayerRig::lastSamples(*player).front() / lastBefore);
     QVERIFY(std::abs(turn - 2 * M_PI * 0.1251) < 1e-6);
@@ -128,7 +128,7 @@ void tst_IQPlayerTuning::frequencyOutsideTheBandNeverEndsTheProcess()
     QVERIFY(std::isfinite(PlayerRig::lastSamples(*player).back().real()));
 }
 
-void tst_IQPlayerTuning::frequencyThatIsNoNumberIsAnsweredWithThePresentOneAndKeepsTheOscillator()
+void tst_IQPlayerTuning::frequencyThatIsNoNumberIsAnsweredWithThePresentOne()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
     player->setFrequency(14'375'100.0);

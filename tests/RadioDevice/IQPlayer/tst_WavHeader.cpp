@@ -34,7 +34,7 @@ private slots:
     void nothingIsChecked();
     void bytesPerValueFollowsBitsAndCode_data();
     void bytesPerValueFollowsBitsAndCode();
-    void durationCountsTheValuesOfTheFileAndTheSecondsThoseOfTheHeader();
+    void durationIsThatOfTheFileAndSecondsThoseOfTheHeader();
     void durationIsRoundedToMilliseconds();
     void durationIsZeroWhereItCannotBeDivided_data();
     void durationIsZeroWhereItCannotBeDivided();
@@ -89,7 +89,7 @@ void tst_WavHeader::bytesPerValueFollowsBitsAndCode()
     QTEST(h.bytesPerValue(), "expected");
 }
 
-void tst_WavHeader::durationCountsTheValuesOfTheFileAndTheSecondsThoseOfTheHeader()
+void tst_WavHeader::durationIsThatOfTheFileAndSecondsThoseOfTheHeader()
 {
     // 192,000 bytes are 96,000 values of 16 bits, whose channels do not enter.
     const WavHeader h = WavHeader::decode(header("0100", "80bb0000", "1000", "00ee0200"));

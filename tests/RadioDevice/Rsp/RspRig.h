@@ -43,7 +43,7 @@ struct RspRig
         log.clear();
     }
 
-    /// The texts of the warnings behind their tag.
+    /// The texts of the warnings after their tag.
     [[nodiscard]] QStringList warnings() const
     {
         QStringList result;

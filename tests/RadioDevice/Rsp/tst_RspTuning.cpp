@@ -59,30 +59,30 @@ void tst_RspTuning::retuneTakesTheLightPathWithinABand_data()
     const auto light = [](const char* hertz) {
         return QStringLiteral("mir_sdr_SetRf(%1, 1, 0) = 0").arg(QLatin1String(hertz));
     };
-    const auto anew = [](const char* megahertz) {
+    const auto setUp = [](const char* megahertz) {
         return QStringLiteral("mir_sdr_Reinit(40, 2.048, %1, 1536, 0, 0, 0, 2, 4) = 0")
             .arg(QLatin1String(megahertz));
     };
     QTest::newRow("100 to 110 MHz") << 100e6 << 110e6 << light("110000000");
-    QTest::newRow("100 to 130 MHz") << 100e6 << 130e6 << anew("130");
-    QTest::newRow("130 to 100 MHz") << 130e6 << 100e6 << anew("100");
+    QTest::newRow("100 to 130 MHz") << 100e6 << 130e6 << setUp("130");
+    QTest::newRow("130 to 100 MHz") << 130e6 << 100e6 << setUp("100");
     QTest::newRow("first band to its end") << 1e6 << 59'999'999.0 << light("59999999");
     QTest::newRow("first band, a fraction below its end") << 1e6 << 59'999'999.9 << light("59999999.9");
-    QTest::newRow("first band to the second") << 59'999'999.0 << 60e6 << anew("60");
-    QTest::newRow("second band to the first") << 60e6 << 59'999'999.0 << anew("59.999999");
+    QTest::newRow("first band to the second") << 59'999'999.0 << 60e6 << setUp("60");
+    QTest::newRow("second band to the first") << 60e6 << 59'999'999.0 << setUp("59.999999");
     QTest::newRow("within the second") << 60e6 << 119'999'999.0 << light("119999999");
-    QTest::newRow("second to third") << 119'999'999.0 << 120e6 << anew("120");
+    QTest::newRow("second to third") << 119'999'999.0 << 120e6 << setUp("120");
     QTest::newRow("within the third") << 120e6 << 249'999'999.0 << light("249999999");
-    QTest::newRow("third to fourth") << 249'999'999.0 << 250e6 << anew("250");
+    QTest::newRow("third to fourth") << 249'999'999.0 << 250e6 << setUp("250");
     QTest::newRow("within the fourth") << 250e6 << 419'999'999.0 << light("419999999");
-    QTest::newRow("fourth to fifth") << 419'999'999.0 << 420e6 << anew("420");
+    QTest::newRow("fourth to fifth") << 419'999'999.0 << 420e6 << setUp("420");
     QTest::newRow("within the fifth") << 420e6 << 999'999'999.0 << light("999999999");
-    QTest::newRow("fifth to sixth") << 999'999'999.0 << 1e9 << anew("1000");
+    QTest::newRow("fifth to sixth") << 999'999'999.0 << 1e9 << setUp("1000");
     QTest::newRow("within the sixth") << 1e9 << 1'999'999'999.0 << light("1999999999");
-    QTest::newRow("sixth to none") << 1'999'999'999.0 << 2e9 << anew("2000");
+    QTest::newRow("sixth to none") << 1'999'999'999.0 << 2e9 << setUp("2000");
     QTest::newRow("none to none") << 2e9 << 3e9 << light("3000000000");
-    QTest::newRow("none to the sixth") << 2e9 << 1.9e9 << anew("1900");
-    QTest::newRow("first to last") << 1e6 << 1.5e9 << anew("1500");
+    QTest::newRow("none to the sixth") << 2e9 << 1.9e9 << setUp("1900");
+    QTest::newRow("first to last") << 1e6 << 1.5e9 << setUp("1500");
     QTest::newRow("zero is of the first") << 1e6 << 0.0 << light("0");
     QTest::newRow("below zero is of the first") << 1e6 << -70e6 << light("-70000000");
 }

@@ -19,7 +19,7 @@ struct RtlUsbRig
     /// says otherwise.
     void open();
 
-    /// The texts of the warnings behind their tag.
+    /// The texts of the warnings after their tag.
     [[nodiscard]] QStringList warnings() const;
     /// The calls since the last clear, in order and without those of the reading thread, whose place among
     /// the others is chance.

@@ -23,14 +23,14 @@ std::string text(const FakeAirspyHandle* handle);
 /// the library's name for LIBRARY:
 ///   LIBRARY.serial.N       serial number in place N, from 1; 1 for the first, 2 for the second, ... of
 ///                          `devices` without it
-///   LIBRARY.version        version string, in bytes as they stand
+///   LIBRARY.version        version string, in bytes as they are
 ///   LIBRARY.version.hex    the same, two digits a byte
 ///   LIBRARY.version.full   1: all bytes of the version's buffer, without an end
 ///   LIBRARY.rates          the rates, by blanks
 ///   LIBRARY.rates.count    how many it says there are; missing ones are `rateStep` times their place, from 1
-///   LIBRARY.count          what a transfer tells as its number of samples, whatever it holds
+///   LIBRARY.count          what a transfer gives as its number of samples, whatever it holds
 ///   LIBRARY.null           samples: a transfer without samples; transfer: no transfer at all
-///   LIBRARY.trace          1: each transfer is written down behind its callback
+///   LIBRARY.trace          1: each transfer is written down after its callback
 /// A stop that fails goes on delivering, as does a close that fails. Without the receiver what talks to it
 /// fails, and so does a listed one's opening.
 struct FakeAirspyFamily

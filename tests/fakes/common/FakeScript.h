@@ -4,7 +4,7 @@
 
 /// What a fake library is to do, from the file that the environment variable FAKE_SCRIPT names. A test
 /// rewrites the file as it goes (whole, by renaming a new one over it: see support/FakeVendor.h), and each
-/// question reads it anew. Lines are "key = value", a later one wins; blank lines and '#' lines are skipped.
+/// question reads it again. Lines are "key = value", a later one wins; blank lines and '#' lines are skipped.
 /// Without a file every question has its `otherwise` for an answer.
 ///
 /// Keys that all fakes know:

@@ -1,6 +1,5 @@
 #include "AirspyHfReceiver.h"
 
-#include <algorithm>
 #include <cmath>
 #include <libairspyhf/airspyhf_commands.h>
 
@@ -22,11 +21,7 @@ int AirspyHfReceiver::control(const Request& request)
     case AIRSPYHF_GET_SERIALNO_BOARDID:
         return answer(request, kSerialAndBoard.data(), sizeof kSerialAndBoard);
     case AIRSPYHF_GET_SAMPLERATES:
-        if (request.index == 0) {
-            const std::uint32_t count = kRates.size();
-            return answer(request, &count, sizeof count);
-        }
-        return answer(request, kRates.data(), sizeof kRates);
+        return answerRates(request, kRates);
     case AIRSPYHF_GET_SAMPLERATE_ARCHITECTURES:
     case AIRSPYHF_GET_FILTER_GAIN:
         // The library asks for four times what it has room for.
@@ -46,10 +41,7 @@ int AirspyHfReceiver::control(const Request& request)
     default:
         break;
     }
-    if (request.isRead()) {
-        std::fill_n(request.data, request.length, static_cast<unsigned char>(0));
-    }
-    return request.length;
+    return accept(request);
 }
 
 void AirspyHfReceiver::fill(unsigned char* data, std::size_t length)

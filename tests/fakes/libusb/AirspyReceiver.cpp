@@ -19,11 +19,7 @@ int AirspyReceiver::control(const Request& request)
     case AIRSPY_VERSION_STRING_READ:
         return answer(request, kVersion, sizeof kVersion);
     case AIRSPY_GET_SAMPLERATES:
-        if (request.index == 0) {
-            const std::uint32_t count = kRates.size();
-            return answer(request, &count, sizeof count);
-        }
-        return answer(request, kRates.data(), sizeof kRates);
+        return answerRates(request, kRates);
     case AIRSPY_SET_SAMPLERATE:
         m_rate = kRates.at(request.index);
         break;
@@ -36,10 +32,7 @@ int AirspyReceiver::control(const Request& request)
     default:
         break;
     }
-    if (request.isRead()) {
-        std::fill_n(request.data, request.length, static_cast<unsigned char>(0));
-    }
-    return request.length;
+    return accept(request);
 }
 
 void AirspyReceiver::fill(unsigned char* data, std::size_t length)

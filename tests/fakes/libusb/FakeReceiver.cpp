@@ -45,3 +45,18 @@ int FakeReceiver::answer(const Request& request, const void* bytes, std::size_t 
     std::memcpy(request.data, bytes, count);
     return static_cast<int>(count);
 }
+
+int FakeReceiver::answerRates(const Request& request, const std::array<std::uint32_t, 2>& rates)
+{
+    const auto count = static_cast<std::uint32_t>(rates.size());
+    return request.index == 0 ? answer(request, &count, sizeof count)
+                              : answer(request, rates.data(), sizeof rates);
+}
+
+int FakeReceiver::accept(const Request& request)
+{
+    if (request.isRead()) {
+        std::fill_n(request.data, request.length, static_cast<unsigned char>(0));
+    }
+    return request.length;
+}

@@ -12,7 +12,7 @@
 class FakeReceiver
 {
 public:
-    /// A control request as it stands on the bus.
+    /// A control request as it is on the bus.
     struct Request
     {
         std::uint8_t type;
@@ -41,6 +41,10 @@ protected:
 
     /// Answers a read with these bytes, or as many as were asked for.
     static int answer(const Request& request, const void* bytes, std::size_t size);
+    /// As both Airspy families tell their rates: how many, or as many as were asked for.
+    static int answerRates(const Request& request, const std::array<std::uint32_t, 2>& rates);
+    /// Takes a write; answers a read with zeros.
+    static int accept(const Request& request);
 
 private:
     std::vector<std::complex<double>> m_air;

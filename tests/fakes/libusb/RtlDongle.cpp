@@ -26,10 +26,7 @@ int RtlDongle::control(const Request& request)
     if (block == 0 && (request.value & 0xFFU) == 0x20U) {
         return demodulator(request);
     }
-    if (request.isRead()) {
-        std::fill_n(request.data, request.length, static_cast<unsigned char>(0));
-    }
-    return request.length;
+    return accept(request);
 }
 
 int RtlDongle::demodulator(const Request& request)
@@ -82,7 +79,7 @@ double RtlDongle::tuned() const
     const unsigned whole = 4U * (m_tuner[0x14] & 0x3FU) + (m_tuner[0x14] >> 6U) + 13U;
     const double fraction = (m_tuner[0x16] * 256.0 + m_tuner[0x15]) / 65'536.0;
     const double oscillator = 2.0 * kCrystal * (whole + fraction) / divider;
-    // The oscillator stands above what is heard by the intermediate frequency, whose negative the demodulator
+    // The oscillator is above what is heard by the intermediate frequency, whose negative the demodulator
     // has, in 22 bits.
     const auto& page = m_demodulator[1];
     const unsigned bits = (page[0x19] & 0x3FU) << 16U | static_cast<unsigned>(page[0x1A]) << 8U | page[0x1B];

@@ -4,7 +4,7 @@
 // "libusb_open = -3" (no permission), "libusb_submit_transfer = -11" (no memory). Keys of its own, beside
 // those of FakeScript.h:
 //   usb.rtl, usb.airspy, usb.airspyhf
-//                     how many of each are in; 0 unless told otherwise
+//                     how many of each are in; 0 unless set otherwise
 //   usb.overflow      1: transfers end by OVERFLOW
 //   usb.deaf          1: nobody answers a request; it ends by TIMEOUT when the caller's time is up, and
 //                     without such a time when this is 0 again

@@ -3,9 +3,9 @@
 //   rsp.version       the version that it reports; 2.1 without it
 //   rsp.devices       how many receivers it says it has, whatever it fills in
 //   rsp.packet        samples of a packet, 1344 without it
-//   rsp.count         what a callback tells as its number of samples, whatever it holds
+//   rsp.count         what a callback gives as its number of samples, whatever it holds
 //   rsp.null          i, q: a callback without those samples
-//   rsp.late          1: a stream goes on behind its end, and writes down "late callback"; the end of one
+//   rsp.late          1: a stream goes on after its end, and writes down "late callback"; the end of one
 //                     without this ends them all
 //   rsp.tell          1: every callback that has come back is written down as "callback"
 // Without the receiver nothing is listed and the stream falls silent; every call goes on succeeding.
@@ -85,7 +85,7 @@ struct Stream
     }
 };
 
-/// The present stream is the last; those before it go on behind their end.
+/// The present stream is the last; those before it go on after their end.
 class Streams
 {
 public:

@@ -1,13 +1,13 @@
 // The fake librtlsdr. Keys of its own, beside those of FakeScript.h:
 //   rtlsdr.name          of every dongle
-//   rtlsdr.manufacturer, rtlsdr.product, rtlsdr.serial     its USB strings, in bytes as they stand
+//   rtlsdr.manufacturer, rtlsdr.product, rtlsdr.serial     its USB strings, in bytes as they are
 //   rtlsdr.strings       full: all 256 bytes of each buffer, without an end
 //   rtlsdr.deaf          1: a cancelled read goes on without delivering, and never returns until this is 0
 //   rtlsdr.late          buffers that still come after a cancel
-//   rtlsdr.length        what a callback tells as its length, whatever the buffer holds
+//   rtlsdr.length        what a callback gives as its length, whatever the buffer holds
 //   rtlsdr.null          1: a callback brings no buffer
-//   rtlsdr.count         1: "delivered" is written down behind each callback
-//   rtlsdr_get_tuner_type                                  5, the R820T, unless told otherwise
+//   rtlsdr.count         1: "delivered" is written down after each callback
+//   rtlsdr_get_tuner_type                                  5, the R820T, unless set otherwise
 // `buffer` counts samples of two bytes. A read is written down when it begins, and "rtlsdr_read_async ends"
 // when it returns; told a result other than 0 it returns that at once.
 
