@@ -5,6 +5,7 @@
 
 /// Cuts bytes into lines of UTF-8, as they come. A line beyond 64 KiB is dropped whole: input that never ends
 /// a line takes no more memory than that.
+/// Thread: any, one at a time.
 class LineBuffer
 {
 public:

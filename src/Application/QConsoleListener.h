@@ -7,8 +7,9 @@
 
 class ConsoleInput;
 
-/// Turns lines typed on the standard input into a signal, from construction on.
-/// Thread: the object stays on the main thread and emits `newLine` there; a thread of its own, "console", reads.
+/// Turns lines typed on standard input into a signal, from construction on.
+/// Thread: main, where `newLine` is emitted; a thread of its own, "console", reads.
+/// Errors: at the end of input it falls silent.
 class QConsoleListener : public QObject
 {
     Q_OBJECT

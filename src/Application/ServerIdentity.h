@@ -4,6 +4,7 @@
 
 /// The persistent server address of a receiver, kept in the private settings under "server_id_" followed
 /// by the receiver's identificator, as 40 lower-case hexadecimal digits.
+/// Thread: main.
 namespace ServerIdentity
 {
 

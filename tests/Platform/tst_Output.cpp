@@ -30,7 +30,7 @@ private slots:
 
 private:
     void fill() const;
-    void closeEnd(int end);
+    void closeEnd(std::size_t end);
     [[nodiscard]] int writer() const { return m_ends[1]; }
 
     std::array<int, 2> m_ends{-1, -1};
@@ -47,7 +47,7 @@ void tst_Output::cleanup()
     closeEnd(1);
 }
 
-void tst_Output::closeEnd(int end)
+void tst_Output::closeEnd(std::size_t end)
 {
     if (m_ends.at(end) >= 0) {
         close(std::exchange(m_ends.at(end), -1));

@@ -45,7 +45,7 @@ private slots:
 
 void tst_Pages::freshPagesAreZero()
 {
-    for (int i = 0; i < 3; ++i) { // the first may be given where the one before stood
+    for (int i = 0; i < 3; ++i) { // a later one may be given where the one before was
         const Pages pages(kSize);
         auto* const bytes = static_cast<char*>(pages.data());
         QVERIFY(std::all_of(bytes, bytes + kSize, [](char byte) { return byte == 0; }));
