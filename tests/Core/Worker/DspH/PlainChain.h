@@ -166,7 +166,7 @@ struct TableOscillator
     void setFrequency(double frequency, double rate)
     {
         const double step = rate / static_cast<double>(table.size());
-        const auto k = static_cast<int>(frequency / step + 0.5);
+        const auto k = static_cast<int>(frequency / step + 0.5); // NOLINT(bugprone-incorrect-roundings)
         const double coarse = k * step;
         residual = frequency - coarse;
         const double phaseStep = coarse * 6.283185307179586 / rate;
