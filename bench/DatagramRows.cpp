@@ -20,7 +20,7 @@ constexpr int kBlock = 128; // samples a datagram
 constexpr int kLevel = 9;
 constexpr int kCounted = 1'000; // datagrams
 
-// A carrier in noise, as a receiver gives: what compresses neither well nor not at all.
+// A carrier in noise, as a receiver gives: what compresses neither well nor badly.
 QVector<DoubleComplex> carrier()
 {
     std::mt19937_64 generator(1);

@@ -39,8 +39,8 @@ std::vector<Value> values()
     return all;
 }
 
-// Where each block of `length` samples begins in as many samples as the ring has: what a receiver's bus
-// brings is in no near cache.
+// Where each block of `length` samples begins in as many samples as the ring has: what comes off a receiver's
+// bus is in no near cache.
 class Place
 {
 public:

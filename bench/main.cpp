@@ -1,5 +1,5 @@
-// The table of what the signal path costs on this machine. Without arguments all of it; otherwise the
-// concerns named. Sessions need a network namespace of their own: script/bench.
+// The table of what the signal path costs on this machine: all of it, or the concerns that the arguments
+// name. Sessions need a network namespace of their own: script/bench.
 #include "Machine.h"
 #include "Rows.h"
 #include "Table.h"

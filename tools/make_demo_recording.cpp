@@ -36,7 +36,7 @@ constexpr int kFrames = 60 * kSampleRate;
 // The player scales by 1/4096: beyond that the 16 bits that a client receives wrap.
 constexpr double kFullScale = 4096.0;
 
-// Counts of the 16-bit samples. The AM station's is that of its carrier, up to 1.8 times which it reaches.
+// Counts of the 16-bit samples. The AM station's is that of its carrier; it reaches 1.8 times that.
 constexpr double kCarrierAmplitude = 500.0;
 constexpr double kAmAmplitude = 700.0;
 constexpr double kAmDepth = 0.8;

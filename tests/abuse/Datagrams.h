@@ -34,8 +34,8 @@ extern const char* const kForgedLine;
 /// Makes a body of about so many bytes.
 using MakeBody = QByteArray (*)(int size);
 
-/// A kind of body that may take longer to parse than its size lets expect, and a plain one to hold it
-/// against.
+/// A kind of body that may take longer to parse than its size suggests, and a plain one to compare it
+/// with.
 struct CostlyBody
 {
     const char* name;

@@ -4,7 +4,7 @@
 
 class Verdicts;
 
-/// How much of the abuse there is to be.
+/// How much abuse there is to be.
 struct Amount
 {
     QByteArray recording;

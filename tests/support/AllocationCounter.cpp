@@ -13,7 +13,7 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const 
 namespace
 {
 
-// What is wanted is thread's own, since other threads of the process go on with their work.
+// Of this thread alone: the others of the process go on with their work.
 thread_local int* current = nullptr;
 
 void note()
