@@ -50,7 +50,7 @@ void tst_CheckLayers::init()
     put(QStringLiteral("Top/CMakeLists.txt"), "orvenlink_layer(top\n"
                                               "  SOURCES\n"
                                               "    Top.cpp # not ../Wire/Wire.cpp\n"
-                                              "    Inner/Inner.cpp ../Top/Inner/Other.cpp)\n"
+                                              "    Inner/Inner.cpp)\n"
                                               "configure_file(Made.h.in Made.h)\n");
     put(QStringLiteral("Top/Made.h.in"), "#define MADE\n");
     put(QStringLiteral("Top/Top.cpp"), "#include \"Drivers/One/One.h\"\n"
@@ -131,6 +131,9 @@ void tst_CheckLayers::whatTheLayersForbidIsRefused_data()
                                           << "src/layers.txt:7: Top/Inner is a folder of \"top\" as well";
     QTest::newRow("folder without files")
         << "layers.txt" << QByteArray("third: Third\n") << "src/layers.txt: Third has no files";
+    QTest::newRow("circle of folders")
+        << "Top/Inner/Inner.h" << QByteArray("#include \"Top/Made.h\"\n")
+        << "src/Top/Inner/Inner.h:2: Top/Inner includes from Top, and that from Top/Inner";
     QTest::newRow("unknown layer") << "layers.txt" << QByteArray("third: Third : wire fourth\n")
                                    << "src/layers.txt:7: \"fourth\" is no layer above this line";
     QTest::newRow("circle of layers")
