@@ -18,9 +18,9 @@ private slots:
 
     void startedDeviceDeliversSamplesToBothRings();
     void stoppedDeviceDeliversNothing();
-    void deviceStartsAgainAfterAStop();
-    void startedDeviceRefusesASecondStart();
-    void tablesOfAnOpenDeviceHoldItsDefaults();
+    void deviceStartsAgainAfterStop();
+    void startedDeviceRefusesSecondStart();
+    void tablesOfOpenDeviceHoldItsDefaults();
 
     void newDeviceHasEveryDefault();
     void resetBringsEveryDefaultBack_data();
@@ -28,8 +28,8 @@ private slots:
     void propertiesAreSavedAndRestored();
     void savedCorrectionIsRestored();
     void savedFrequencyIsRestoredUnderItsCorrection();
-    void propertiesOfARunningDeviceAreSaved();
-    void refusedValuesLeaveARunningDeviceAsItWas();
+    void propertiesOfRunningDeviceAreSaved();
+    void refusedValuesLeaveRunningDeviceAsItWas();
 
     void runningDeviceCanBeDestroyed();
     void deviceThatNeverRanCanBeDestroyed();
@@ -111,7 +111,7 @@ void tst_DriverContract::stoppedDeviceDeliversNothing()
     QCOMPARE(received(*device), before);
 }
 
-void tst_DriverContract::deviceStartsAgainAfterAStop()
+void tst_DriverContract::deviceStartsAgainAfterStop()
 {
     const auto device = driver().device();
     for (int i = 0; i < 3; ++i) {
@@ -122,7 +122,7 @@ void tst_DriverContract::deviceStartsAgainAfterAStop()
     }
 }
 
-void tst_DriverContract::startedDeviceRefusesASecondStart()
+void tst_DriverContract::startedDeviceRefusesSecondStart()
 {
     const auto device = driver().device();
     const LogCapture log;
@@ -134,7 +134,7 @@ void tst_DriverContract::startedDeviceRefusesASecondStart()
     device->stop();
 }
 
-void tst_DriverContract::tablesOfAnOpenDeviceHoldItsDefaults()
+void tst_DriverContract::tablesOfOpenDeviceHoldItsDefaults()
 {
     // Some receivers tell their tables once they are open.
     const auto device = driver().device();
@@ -241,7 +241,7 @@ void tst_DriverContract::savedFrequencyIsRestoredUnderItsCorrection()
     }
 }
 
-void tst_DriverContract::propertiesOfARunningDeviceAreSaved()
+void tst_DriverContract::propertiesOfRunningDeviceAreSaved()
 {
     const auto device = driver().device();
     QVERIFY(device->start(false));
@@ -256,7 +256,7 @@ void tst_DriverContract::propertiesOfARunningDeviceAreSaved()
     device->stop();
 }
 
-void tst_DriverContract::refusedValuesLeaveARunningDeviceAsItWas()
+void tst_DriverContract::refusedValuesLeaveRunningDeviceAsItWas()
 {
     const auto device = driver().device();
     QVERIFY(device->start(false));

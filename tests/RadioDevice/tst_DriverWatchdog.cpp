@@ -33,12 +33,12 @@ private slots:
     void initTestCase_data();
     void init();
 
-    void watchdogIsContentWithABlockBetweenTwoTicks();
-    void watchdogTakesEveryBlockForASignOfLife_data();
-    void watchdogTakesEveryBlockForASignOfLife();
-    void watchdogTripsAtEachTickWithoutABlock();
-    void watchdogEndsWithTheStop();
-    void callbackOfTheWatchdogMayStopTheDevice();
+    void watchdogIsContentWithBlockBetweenTwoTicks();
+    void watchdogTakesEveryBlockForSignOfLife_data();
+    void watchdogTakesEveryBlockForSignOfLife();
+    void watchdogTripsAtEachTickWithoutBlock();
+    void watchdogEndsWithStop();
+    void callbackOfWatchdogMayStopDevice();
 
 private:
     FakeVendor m_vendor;
@@ -58,7 +58,7 @@ void tst_DriverWatchdog::init()
     m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
 }
 
-void tst_DriverWatchdog::watchdogIsContentWithABlockBetweenTwoTicks()
+void tst_DriverWatchdog::watchdogIsContentWithBlockBetweenTwoTicks()
 {
     const Watchdog watchdog;
     const auto device = driver().device(Watchdog::kAtOnce);
@@ -74,14 +74,14 @@ void tst_DriverWatchdog::watchdogIsContentWithABlockBetweenTwoTicks()
     device->stop();
 }
 
-void tst_DriverWatchdog::watchdogTakesEveryBlockForASignOfLife_data()
+void tst_DriverWatchdog::watchdogTakesEveryBlockForSignOfLife_data()
 {
     QTest::addColumn<double>("samples");
     QTest::newRow("empty") << 0.0;
     QTest::newRow("of more than the ring holds") << 1'100'000.0;
 }
 
-void tst_DriverWatchdog::watchdogTakesEveryBlockForASignOfLife()
+void tst_DriverWatchdog::watchdogTakesEveryBlockForSignOfLife()
 {
     QFETCH(double, samples);
     if (!driver().hasLibrary()) {
@@ -112,7 +112,7 @@ void tst_DriverWatchdog::watchdogTakesEveryBlockForASignOfLife()
     QVERIFY(whole == 0 || newlyLost % whole == 0);
 }
 
-void tst_DriverWatchdog::watchdogTripsAtEachTickWithoutABlock()
+void tst_DriverWatchdog::watchdogTripsAtEachTickWithoutBlock()
 {
     const Watchdog watchdog;
     const auto device = driver().device(Watchdog::kAtOnce);
@@ -132,7 +132,7 @@ void tst_DriverWatchdog::watchdogTripsAtEachTickWithoutABlock()
     device->stop();
 }
 
-void tst_DriverWatchdog::watchdogEndsWithTheStop()
+void tst_DriverWatchdog::watchdogEndsWithStop()
 {
     const Watchdog watchdog;
     const auto device = driver().device(Watchdog::kAtOnce);
@@ -143,7 +143,7 @@ void tst_DriverWatchdog::watchdogEndsWithTheStop()
     QVERIFY(!watchdog.isActive());
 }
 
-void tst_DriverWatchdog::callbackOfTheWatchdogMayStopTheDevice()
+void tst_DriverWatchdog::callbackOfWatchdogMayStopDevice()
 {
     m_vendor.set(QStringLiteral("stall"), 1);
     const Watchdog watchdog;

@@ -17,10 +17,10 @@ class tst_EnumeratorHangs : public QObject
 private slots:
     void init();
 
-    void callOfARefreshThatHangsEndsIt_data();
-    void callOfARefreshThatHangsEndsIt();
-    void handleOfARefreshThatHungIsClosedInTheEnd_data();
-    void handleOfARefreshThatHungIsClosedInTheEnd();
+    void callOfRefreshThatHangsEndsIt_data();
+    void callOfRefreshThatHangsEndsIt();
+    void handleOfRefreshThatHungIsClosedAtLast_data();
+    void handleOfRefreshThatHungIsClosedAtLast();
 
 private:
     FakeVendor m_vendor;
@@ -58,7 +58,7 @@ void tst_EnumeratorHangs::init()
     resetFakes(m_vendor);
 }
 
-void tst_EnumeratorHangs::callOfARefreshThatHangsEndsIt_data()
+void tst_EnumeratorHangs::callOfRefreshThatHangsEndsIt_data()
 {
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<QString>("call");
@@ -71,7 +71,7 @@ void tst_EnumeratorHangs::callOfARefreshThatHangsEndsIt_data()
     }
 }
 
-void tst_EnumeratorHangs::callOfARefreshThatHangsEndsIt()
+void tst_EnumeratorHangs::callOfRefreshThatHangsEndsIt()
 {
     QFETCH(Driver, driver);
     QFETCH(QString, call);
@@ -106,7 +106,7 @@ void tst_EnumeratorHangs::callOfARefreshThatHangsEndsIt()
     QTRY_VERIFY((registry.refresh({}), registry.devices().size() == 1));
 }
 
-void tst_EnumeratorHangs::handleOfARefreshThatHungIsClosedInTheEnd_data()
+void tst_EnumeratorHangs::handleOfRefreshThatHungIsClosedAtLast_data()
 {
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<QString>("call");
@@ -122,7 +122,7 @@ void tst_EnumeratorHangs::handleOfARefreshThatHungIsClosedInTheEnd_data()
     }
 }
 
-void tst_EnumeratorHangs::handleOfARefreshThatHungIsClosedInTheEnd()
+void tst_EnumeratorHangs::handleOfRefreshThatHungIsClosedAtLast()
 {
     QFETCH(Driver, driver);
     QFETCH(QString, call);

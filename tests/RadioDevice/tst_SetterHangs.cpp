@@ -13,14 +13,14 @@ class tst_SetterHangs : public QObject
 private slots:
     void init() { resetFakes(m_rig.vendor); }
 
-    void setterThatHangsEndsTheSession_data();
-    void setterThatHangsEndsTheSession();
-    void deviceMayGoBeforeTheCallThatIsOut_data();
-    void deviceMayGoBeforeTheCallThatIsOut();
-    void slowSettersEachHaveADeadlineOfTheirOwn_data();
-    void slowSettersEachHaveADeadlineOfTheirOwn();
-    void settersOfAReceiverThatAnswersCostLittle_data();
-    void settersOfAReceiverThatAnswersCostLittle();
+    void setterThatHangsEndsSession_data();
+    void setterThatHangsEndsSession();
+    void deviceMayGoBeforeCallThatIsOut_data();
+    void deviceMayGoBeforeCallThatIsOut();
+    void slowSettersEachHaveDeadlineOfTheirOwn_data();
+    void slowSettersEachHaveDeadlineOfTheirOwn();
+    void settersOfReceiverThatAnswersCostLittle_data();
+    void settersOfReceiverThatAnswersCostLittle();
 
 private:
     /// What was asked of the library, without the reading of the RTL2832U.
@@ -29,7 +29,7 @@ private:
     HangRig m_rig;
 };
 
-void tst_SetterHangs::setterThatHangsEndsTheSession_data()
+void tst_SetterHangs::setterThatHangsEndsSession_data()
 {
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<int>("setter");
@@ -41,7 +41,7 @@ void tst_SetterHangs::setterThatHangsEndsTheSession_data()
     }
 }
 
-void tst_SetterHangs::setterThatHangsEndsTheSession()
+void tst_SetterHangs::setterThatHangsEndsSession()
 {
     QFETCH(Driver, driver);
     QFETCH(int, setter);
@@ -96,12 +96,12 @@ QStringList tst_SetterHangs::asked() const
     return calls;
 }
 
-void tst_SetterHangs::deviceMayGoBeforeTheCallThatIsOut_data()
+void tst_SetterHangs::deviceMayGoBeforeCallThatIsOut_data()
 {
     HangRig::addDrivers();
 }
 
-void tst_SetterHangs::deviceMayGoBeforeTheCallThatIsOut()
+void tst_SetterHangs::deviceMayGoBeforeCallThatIsOut()
 {
     QFETCH(Driver, driver);
     auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
@@ -118,12 +118,12 @@ void tst_SetterHangs::deviceMayGoBeforeTheCallThatIsOut()
     QVERIFY(m_rig.letGo(driver, hang));
 }
 
-void tst_SetterHangs::slowSettersEachHaveADeadlineOfTheirOwn_data()
+void tst_SetterHangs::slowSettersEachHaveDeadlineOfTheirOwn_data()
 {
-    deviceMayGoBeforeTheCallThatIsOut_data();
+    deviceMayGoBeforeCallThatIsOut_data();
 }
 
-void tst_SetterHangs::slowSettersEachHaveADeadlineOfTheirOwn()
+void tst_SetterHangs::slowSettersEachHaveDeadlineOfTheirOwn()
 {
     QFETCH(Driver, driver);
     const auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
@@ -149,12 +149,12 @@ void tst_SetterHangs::slowSettersEachHaveADeadlineOfTheirOwn()
     device->stop();
 }
 
-void tst_SetterHangs::settersOfAReceiverThatAnswersCostLittle_data()
+void tst_SetterHangs::settersOfReceiverThatAnswersCostLittle_data()
 {
     HangRig::addDrivers();
 }
 
-void tst_SetterHangs::settersOfAReceiverThatAnswersCostLittle()
+void tst_SetterHangs::settersOfReceiverThatAnswersCostLittle()
 {
     QFETCH(Driver, driver);
     const auto device = driver.device();

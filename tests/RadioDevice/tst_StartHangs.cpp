@@ -13,16 +13,16 @@ class tst_StartHangs : public QObject
 private slots:
     void init() { resetFakes(m_rig.vendor); }
 
-    void callOfAStartThatHangsFailsIt_data();
-    void callOfAStartThatHangsFailsIt();
-    void startsBesideACallThatIsOutFailAtOnce_data();
-    void startsBesideACallThatIsOutFailAtOnce();
-    void slowCallsOfAStartMayAddUp_data();
-    void slowCallsOfAStartMayAddUp();
+    void callOfStartThatHangsFailsIt_data();
+    void callOfStartThatHangsFailsIt();
+    void startsBesideCallThatIsOutFailAtOnce_data();
+    void startsBesideCallThatIsOutFailAtOnce();
+    void slowCallsOfStartMayAddUp_data();
+    void slowCallsOfStartMayAddUp();
     void openingMayTakeLongerThanOtherCalls_data();
     void openingMayTakeLongerThanOtherCalls();
-    void nothingOfASessionFollowsTheNextOne_data();
-    void nothingOfASessionFollowsTheNextOne();
+    void nothingOfSessionFollowsNextOne_data();
+    void nothingOfSessionFollowsNextOne();
     void deviceThatIsStoppedAsItStartsStaysStopped_data();
     void deviceThatIsStoppedAsItStartsStaysStopped();
 
@@ -55,7 +55,7 @@ QString texts(const QSignalSpy& errors)
 
 } // namespace
 
-void tst_StartHangs::callOfAStartThatHangsFailsIt_data()
+void tst_StartHangs::callOfStartThatHangsFailsIt_data()
 {
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<QString>("call");
@@ -68,7 +68,7 @@ void tst_StartHangs::callOfAStartThatHangsFailsIt_data()
     }
 }
 
-void tst_StartHangs::callOfAStartThatHangsFailsIt()
+void tst_StartHangs::callOfStartThatHangsFailsIt()
 {
     QFETCH(Driver, driver);
     QFETCH(QString, call);
@@ -102,12 +102,12 @@ void tst_StartHangs::callOfAStartThatHangsFailsIt()
     QVERIFY(m_rig.vendor.calls(driver.closeCall).size() >= m_rig.opened(driver));
 }
 
-void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce_data()
+void tst_StartHangs::startsBesideCallThatIsOutFailAtOnce_data()
 {
     HangRig::addDrivers();
 }
 
-void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce()
+void tst_StartHangs::startsBesideCallThatIsOutFailAtOnce()
 {
     QFETCH(Driver, driver);
     const QString hang = hangOf(function(driver.openCall));
@@ -142,12 +142,12 @@ void tst_StartHangs::startsBesideACallThatIsOutFailAtOnce()
     QCOMPARE(m_rig.vendor.calls(driver.closeCall).size(), 2);
 }
 
-void tst_StartHangs::slowCallsOfAStartMayAddUp_data()
+void tst_StartHangs::slowCallsOfStartMayAddUp_data()
 {
-    startsBesideACallThatIsOutFailAtOnce_data();
+    startsBesideCallThatIsOutFailAtOnce_data();
 }
 
-void tst_StartHangs::slowCallsOfAStartMayAddUp()
+void tst_StartHangs::slowCallsOfStartMayAddUp()
 {
     QFETCH(Driver, driver);
     const auto device = driver.device(IQSource::kWatchdogInterval, HangRig::kDeadlines);
@@ -167,7 +167,7 @@ void tst_StartHangs::slowCallsOfAStartMayAddUp()
 
 void tst_StartHangs::openingMayTakeLongerThanOtherCalls_data()
 {
-    startsBesideACallThatIsOutFailAtOnce_data();
+    startsBesideCallThatIsOutFailAtOnce_data();
 }
 
 void tst_StartHangs::openingMayTakeLongerThanOtherCalls()
@@ -186,7 +186,7 @@ void tst_StartHangs::openingMayTakeLongerThanOtherCalls()
     QCOMPARE(m_rig.out(log), QStringList());
 }
 
-void tst_StartHangs::nothingOfASessionFollowsTheNextOne_data()
+void tst_StartHangs::nothingOfSessionFollowsNextOne_data()
 {
     QTest::addColumn<Driver>("driver");
     QTest::addColumn<QString>("call");
@@ -197,7 +197,7 @@ void tst_StartHangs::nothingOfASessionFollowsTheNextOne_data()
     }
 }
 
-void tst_StartHangs::nothingOfASessionFollowsTheNextOne()
+void tst_StartHangs::nothingOfSessionFollowsNextOne()
 {
     QFETCH(Driver, driver);
     QFETCH(QString, call);
@@ -232,7 +232,7 @@ void tst_StartHangs::nothingOfASessionFollowsTheNextOne()
 
 void tst_StartHangs::deviceThatIsStoppedAsItStartsStaysStopped_data()
 {
-    startsBesideACallThatIsOutFailAtOnce_data();
+    startsBesideCallThatIsOutFailAtOnce_data();
 }
 
 void tst_StartHangs::deviceThatIsStoppedAsItStartsStaysStopped()

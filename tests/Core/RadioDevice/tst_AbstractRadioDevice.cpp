@@ -9,23 +9,23 @@ class tst_AbstractRadioDevice : public QObject
     Q_OBJECT
 
 private slots:
-    void startsWithTheValuesOfADeviceThatIsNotSetUp();
+    void startsWithValuesOfDeviceThatIsNotSetUp();
     void ringsHoldTheirFixedCapacities();
     void propertiesComeInTheirOrder();
     void signalsComeInTheirOrder();
     void sampleSideIsFoundByItsInterfaceName();
-    void recordIsTheOneItWasMadeFor();
+    void recordIsOneItWasMadeFor();
 
-    void resetSampleRateIsTheFirstOfTheList();
+    void resetSampleRateIsFirstOfList();
     void resetWithoutRatesOrRangesGivesZero();
     void sampleRateIsStoredToldAndPassedOn();
-    void levelIsKeptInDecibelsAndAsAFactor();
+    void levelIsKeptInDecibelsAndAsFactor();
     void levelAndCorrectionSignalsAreNeverEmitted();
     void resetBringsEveryPropertyToItsDefault();
     void propertiesSurviveSaveAndRestore();
 };
 
-void tst_AbstractRadioDevice::startsWithTheValuesOfADeviceThatIsNotSetUp()
+void tst_AbstractRadioDevice::startsWithValuesOfDeviceThatIsNotSetUp()
 {
     const BareDevice device;
     QCOMPARE(device.sampleRate(), -1.0);
@@ -96,7 +96,7 @@ void tst_AbstractRadioDevice::sampleSideIsFoundByItsInterfaceName()
     QVERIFY(object->qt_metacast("IQSource") == static_cast<void*>(source));
 }
 
-void tst_AbstractRadioDevice::recordIsTheOneItWasMadeFor()
+void tst_AbstractRadioDevice::recordIsOneItWasMadeFor()
 {
     const TestDevice device;
     QCOMPARE(device.info()->identificator, QStringLiteral("7"));
@@ -105,7 +105,7 @@ void tst_AbstractRadioDevice::recordIsTheOneItWasMadeFor()
     QCOMPARE(device.supportFrequencies().size(), 4);
 }
 
-void tst_AbstractRadioDevice::resetSampleRateIsTheFirstOfTheList()
+void tst_AbstractRadioDevice::resetSampleRateIsFirstOfList()
 {
     TestDevice device;
     device.setSampleRate(96'000.0);
@@ -135,7 +135,7 @@ void tst_AbstractRadioDevice::sampleRateIsStoredToldAndPassedOn()
     QTRY_COMPARE(device.dsp()->getProperty("inSampleRate").toLongLong(), 96'001LL);
 }
 
-void tst_AbstractRadioDevice::levelIsKeptInDecibelsAndAsAFactor()
+void tst_AbstractRadioDevice::levelIsKeptInDecibelsAndAsFactor()
 {
     TestDevice device;
     QVERIFY(write(device, "levelCorrection", 20.0));

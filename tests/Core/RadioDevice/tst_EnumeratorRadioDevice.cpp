@@ -85,31 +85,31 @@ class tst_EnumeratorRadioDevice : public QObject
     Q_OBJECT
 
 private slots:
-    void newRegistryHasAnEnumeratorForEachDriverAndNoRecord();
+    void newRegistryHasEnumeratorForEachDriverAndNoRecord();
     void enumeratorsHaveNoParentAndKeepTheirOrder();
-    void refreshWithoutAFilterAsksEveryEnumeratorInOrder();
-    void refreshWithAFilterAsksOnlyThoseItNames();
-    void refreshWithAFilterForgetsEveryOtherType();
-    void recordHeldElsewhereOutlivesARefresh();
-    void refreshTellsOnceThatTheListIsEmptyAndOnceForEachRecord();
+    void refreshWithoutFilterAsksEveryEnumeratorInOrder();
+    void refreshWithFilterAsksOnlyThoseItNames();
+    void refreshWithFilterForgetsEveryOtherType();
+    void recordHeldElsewhereOutlivesRefresh();
+    void refreshTellsOnceThatListIsEmptyAndOnceForEachRecord();
     void secondRecordWithOneIdentificatorIsRefused();
     void identificatorIsUniqueAcrossTypes();
     void acquireSucceedsOnce();
-    void acquireOfAnEqualCopyFails();
-    void releaseFreesTheRecord();
-    void releaseOfAnUnknownRecordChangesNothing();
+    void acquireOfEqualCopyFails();
+    void releaseFreesRecord();
+    void releaseOfUnknownRecordChangesNothing();
     void acquireAndReleaseAreLogged();
-    void noticeOfATypeInTheFilterRefreshesAndTells();
+    void noticeOfTypeInFilterRefreshesAndTells();
     void noticeThatIsNotForPeopleOnlyRefreshes();
-    void noticeOfATypeOutsideTheFilterDoesNothing();
-    void noticeWithoutAFilterDoesNothing();
-    void slotWithoutASenderDoesNothing();
+    void noticeOfTypeOutsideFilterDoesNothing();
+    void noticeWithoutFilterDoesNothing();
+    void slotWithoutSenderDoesNothing();
     void enumeratorsWarningIsPassedOn();
-    void usbListenerIsASeamThatChangesNothing();
-    void destructionIsLoggedAndReleasesTheRecords();
+    void usbListenerIsSeamThatChangesNothing();
+    void destructionIsLoggedAndReleasesRecords();
 };
 
-void tst_EnumeratorRadioDevice::newRegistryHasAnEnumeratorForEachDriverAndNoRecord()
+void tst_EnumeratorRadioDevice::newRegistryHasEnumeratorForEachDriverAndNoRecord()
 {
     const EnumeratorRadioDevice registry;
     QCOMPARE(static_cast<std::size_t>(registry.enumerators().size()), RadioDriver::all().size());
@@ -127,7 +127,7 @@ void tst_EnumeratorRadioDevice::enumeratorsHaveNoParentAndKeepTheirOrder()
     QCOMPARE(types, kFive);
 }
 
-void tst_EnumeratorRadioDevice::refreshWithoutAFilterAsksEveryEnumeratorInOrder()
+void tst_EnumeratorRadioDevice::refreshWithoutFilterAsksEveryEnumeratorInOrder()
 {
     Registry r;
     r.registry.refresh({});
@@ -135,14 +135,14 @@ void tst_EnumeratorRadioDevice::refreshWithoutAFilterAsksEveryEnumeratorInOrder(
     QCOMPARE(r.found(), kFive);
 }
 
-void tst_EnumeratorRadioDevice::refreshWithAFilterAsksOnlyThoseItNames()
+void tst_EnumeratorRadioDevice::refreshWithFilterAsksOnlyThoseItNames()
 {
     Registry r;
     r.registry.refresh({DefRadioDevice::RtlUsb});
     QCOMPARE(r.asked, Types{DefRadioDevice::RtlUsb});
 }
 
-void tst_EnumeratorRadioDevice::refreshWithAFilterForgetsEveryOtherType()
+void tst_EnumeratorRadioDevice::refreshWithFilterForgetsEveryOtherType()
 {
     Registry r;
     r.registry.refresh({});
@@ -150,7 +150,7 @@ void tst_EnumeratorRadioDevice::refreshWithAFilterForgetsEveryOtherType()
     QCOMPARE(r.found(), (Types{DefRadioDevice::IQFilePlayer, DefRadioDevice::RtlUsb}));
 }
 
-void tst_EnumeratorRadioDevice::recordHeldElsewhereOutlivesARefresh()
+void tst_EnumeratorRadioDevice::recordHeldElsewhereOutlivesRefresh()
 {
     Registry r;
     r.registry.refresh({DefRadioDevice::RtlUsb});
@@ -160,7 +160,7 @@ void tst_EnumeratorRadioDevice::recordHeldElsewhereOutlivesARefresh()
     QCOMPARE(held->identificator, QStringLiteral("501"));
 }
 
-void tst_EnumeratorRadioDevice::refreshTellsOnceThatTheListIsEmptyAndOnceForEachRecord()
+void tst_EnumeratorRadioDevice::refreshTellsOnceThatListIsEmptyAndOnceForEachRecord()
 {
     Registry r;
     QList<int> sizes;
@@ -217,7 +217,7 @@ void tst_EnumeratorRadioDevice::acquireSucceedsOnce()
     QCOMPARE(r.availableChanged.size(), 1);
 }
 
-void tst_EnumeratorRadioDevice::acquireOfAnEqualCopyFails()
+void tst_EnumeratorRadioDevice::acquireOfEqualCopyFails()
 {
     Registry r;
     r.registry.add(record(DefRadioDevice::RtlUsb, "7"));
@@ -228,7 +228,7 @@ void tst_EnumeratorRadioDevice::acquireOfAnEqualCopyFails()
     QCOMPARE(r.availableChanged.size(), 0);
 }
 
-void tst_EnumeratorRadioDevice::releaseFreesTheRecord()
+void tst_EnumeratorRadioDevice::releaseFreesRecord()
 {
     Registry r;
     const auto info = record(DefRadioDevice::RtlUsb, "7");
@@ -241,7 +241,7 @@ void tst_EnumeratorRadioDevice::releaseFreesTheRecord()
     QVERIFY(r.registry.acquire(info));
 }
 
-void tst_EnumeratorRadioDevice::releaseOfAnUnknownRecordChangesNothing()
+void tst_EnumeratorRadioDevice::releaseOfUnknownRecordChangesNothing()
 {
     Registry r;
     const auto unknown = record(DefRadioDevice::RtlUsb, "7");
@@ -262,7 +262,7 @@ void tst_EnumeratorRadioDevice::acquireAndReleaseAreLogged()
                                                  QStringLiteral("release radio device AirSpyHF 7")}));
 }
 
-void tst_EnumeratorRadioDevice::noticeOfATypeInTheFilterRefreshesAndTells()
+void tst_EnumeratorRadioDevice::noticeOfTypeInFilterRefreshesAndTells()
 {
     Registry r;
     r.registry.refresh({DefRadioDevice::RtlUsb, DefRadioDevice::Rsp});
@@ -284,7 +284,7 @@ void tst_EnumeratorRadioDevice::noticeThatIsNotForPeopleOnlyRefreshes()
     QCOMPARE(r.showToastr.size(), 0);
 }
 
-void tst_EnumeratorRadioDevice::noticeOfATypeOutsideTheFilterDoesNothing()
+void tst_EnumeratorRadioDevice::noticeOfTypeOutsideFilterDoesNothing()
 {
     Registry r;
     r.registry.refresh({DefRadioDevice::RtlUsb});
@@ -296,7 +296,7 @@ void tst_EnumeratorRadioDevice::noticeOfATypeOutsideTheFilterDoesNothing()
     QCOMPARE(r.showToastr.size(), 0);
 }
 
-void tst_EnumeratorRadioDevice::noticeWithoutAFilterDoesNothing()
+void tst_EnumeratorRadioDevice::noticeWithoutFilterDoesNothing()
 {
     Registry r;
     r.registry.refresh({});
@@ -311,7 +311,7 @@ void tst_EnumeratorRadioDevice::noticeWithoutAFilterDoesNothing()
     QCOMPARE(r.showToastr.size(), 0);
 }
 
-void tst_EnumeratorRadioDevice::slotWithoutASenderDoesNothing()
+void tst_EnumeratorRadioDevice::slotWithoutSenderDoesNothing()
 {
     Registry r;
     r.registry.refresh({DefRadioDevice::RtlUsb});
@@ -328,7 +328,7 @@ void tst_EnumeratorRadioDevice::enumeratorsWarningIsPassedOn()
     QCOMPARE(r.showToastr.constFirst().constFirst().toString(), QStringLiteral("no driver"));
 }
 
-void tst_EnumeratorRadioDevice::usbListenerIsASeamThatChangesNothing()
+void tst_EnumeratorRadioDevice::usbListenerIsSeamThatChangesNothing()
 {
     Registry r;
     r.registry.refresh({});
@@ -341,7 +341,7 @@ void tst_EnumeratorRadioDevice::usbListenerIsASeamThatChangesNothing()
     QCOMPARE(r.availableChanged.size(), 0);
 }
 
-void tst_EnumeratorRadioDevice::destructionIsLoggedAndReleasesTheRecords()
+void tst_EnumeratorRadioDevice::destructionIsLoggedAndReleasesRecords()
 {
     auto registry = std::make_unique<EnumeratorRadioDevice>();
     auto info = record(DefRadioDevice::RtlUsb, "7");

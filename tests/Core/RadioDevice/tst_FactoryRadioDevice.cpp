@@ -12,12 +12,12 @@ class tst_FactoryRadioDevice : public QObject
     Q_OBJECT
 
 private slots:
-    void recordOfADriversTypeMakesItsDevice_data();
-    void recordOfADriversTypeMakesItsDevice();
-    void plainRecordOfThePlayersTypeMakesAPlayer();
+    void recordOfDriversTypeMakesItsDevice_data();
+    void recordOfDriversTypeMakesItsDevice();
+    void plainRecordOfPlayersTypeMakesPlayer();
     void deviceComesWithEveryPropertyAtItsDefault();
-    void withoutAThreadForTheSignalPathNoDeviceIsMade_data();
-    void withoutAThreadForTheSignalPathNoDeviceIsMade();
+    void withoutThreadForSignalPathNoDeviceIsMade_data();
+    void withoutThreadForSignalPathNoDeviceIsMade();
     void otherTypeIsRefused_data();
     void otherTypeIsRefused();
     void numberThatIsNoTypeIsRefused();
@@ -35,7 +35,7 @@ QSharedPointer<InfoRadioDevice> record(int type)
 
 } // namespace
 
-void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice_data()
+void tst_FactoryRadioDevice::recordOfDriversTypeMakesItsDevice_data()
 {
     QTest::addColumn<int>("type");
     for (const RadioDriver& driver : RadioDriver::all()) {
@@ -44,7 +44,7 @@ void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice_data()
     }
 }
 
-void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice()
+void tst_FactoryRadioDevice::recordOfDriversTypeMakesItsDevice()
 {
     QFETCH(int, type);
     const LogCapture log;
@@ -60,7 +60,7 @@ void tst_FactoryRadioDevice::recordOfADriversTypeMakesItsDevice()
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
 }
 
-void tst_FactoryRadioDevice::plainRecordOfThePlayersTypeMakesAPlayer()
+void tst_FactoryRadioDevice::plainRecordOfPlayersTypeMakesPlayer()
 {
     // The server keeps no more of the receiver than its type and its identificator.
     const std::unique_ptr<AbstractRadioDevice> device(
@@ -86,12 +86,12 @@ void tst_FactoryRadioDevice::deviceComesWithEveryPropertyAtItsDefault()
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
 }
 
-void tst_FactoryRadioDevice::withoutAThreadForTheSignalPathNoDeviceIsMade_data()
+void tst_FactoryRadioDevice::withoutThreadForSignalPathNoDeviceIsMade_data()
 {
-    recordOfADriversTypeMakesItsDevice_data();
+    recordOfDriversTypeMakesItsDevice_data();
 }
 
-void tst_FactoryRadioDevice::withoutAThreadForTheSignalPathNoDeviceIsMade()
+void tst_FactoryRadioDevice::withoutThreadForSignalPathNoDeviceIsMade()
 {
     QFETCH(int, type);
     const LogCapture log;

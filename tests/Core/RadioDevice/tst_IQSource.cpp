@@ -58,34 +58,34 @@ class tst_IQSource : public QObject
     Q_OBJECT
 
 private slots:
-    void startsWithoutABlockAndUnswapped();
-    void ringStartsZeroedAtTheCapacityAsked();
-    void blocksPerWakeFollowsTheEightMilliseconds_data();
-    void blocksPerWakeFollowsTheEightMilliseconds();
+    void startsWithoutBlockAndUnswapped();
+    void ringStartsZeroedAtCapacityAsked();
+    void blocksPerWakeFollowsEightMilliseconds_data();
+    void blocksPerWakeFollowsEightMilliseconds();
     void blocksPerWakeIsWhatCountingFinds();
-    void blocksPerWakeComesWithoutASearchAtAnyRate_data();
-    void blocksPerWakeComesWithoutASearchAtAnyRate();
-    void setBlockSizeResizesTheBlock();
-    void negativeBlockSizeIsRefusedWithAWarning();
-    void writePublishesTheWholeBlockForCountZero();
-    void writePublishesTheFirstSamplesForACount();
-    void writeThatWrapsTheRingLandsInTwoPieces();
+    void blocksPerWakeComesWithoutSearchAtAnyRate_data();
+    void blocksPerWakeComesWithoutSearchAtAnyRate();
+    void setBlockSizeResizesBlock();
+    void negativeBlockSizeIsRefusedWithWarning();
+    void writePublishesWholeBlockForCountZero();
+    void writePublishesFirstSamplesForCount();
+    void writeThatWrapsRingLandsInTwoPieces();
     void writeWithWaitGivesUpAtOnce();
-    void readersWakeAtTheBlockThatFillsEightMilliseconds();
-    void setBlockSizeStartsTheCountOfBlocksAgain();
-    void startWatchTakesTheRateOfTheMoment();
-    void ringOutlivesTheSource();
+    void readersWakeAtBlockThatFillsEightMilliseconds();
+    void setBlockSizeStartsCountOfBlocksAgain();
+    void startWatchTakesRateOfMoment();
+    void ringOutlivesSource();
     void swapIQIsKeptAndReset();
 };
 
-void tst_IQSource::startsWithoutABlockAndUnswapped()
+void tst_IQSource::startsWithoutBlockAndUnswapped()
 {
     const IQSource source(kCapacity);
     QCOMPARE(source.blockSize(), 0);
     QVERIFY(!source.swapIQ());
 }
 
-void tst_IQSource::ringStartsZeroedAtTheCapacityAsked()
+void tst_IQSource::ringStartsZeroedAtCapacityAsked()
 {
     const IQSource source(kCapacity);
     RingBuffer<DoubleComplex>& ring = *source.inBuffer();
@@ -99,7 +99,7 @@ void tst_IQSource::ringStartsZeroedAtTheCapacityAsked()
                         [](const DoubleComplex& sample) { return sample.re == 0.0 && sample.im == 0.0; }));
 }
 
-void tst_IQSource::blocksPerWakeFollowsTheEightMilliseconds_data()
+void tst_IQSource::blocksPerWakeFollowsEightMilliseconds_data()
 {
     QTest::addColumn<double>("sampleRate");
     QTest::addColumn<int>("samples");
@@ -113,7 +113,7 @@ void tst_IQSource::blocksPerWakeFollowsTheEightMilliseconds_data()
     QTest::newRow("one sample") << 10'000'000.0 << 1 << 80'000;
 }
 
-void tst_IQSource::blocksPerWakeFollowsTheEightMilliseconds()
+void tst_IQSource::blocksPerWakeFollowsEightMilliseconds()
 {
     QFETCH(double, sampleRate);
     QFETCH(int, samples);
@@ -142,7 +142,7 @@ void tst_IQSource::blocksPerWakeIsWhatCountingFinds()
     }
 }
 
-void tst_IQSource::blocksPerWakeComesWithoutASearchAtAnyRate_data()
+void tst_IQSource::blocksPerWakeComesWithoutSearchAtAnyRate_data()
 {
     QTest::addColumn<double>("sampleRate");
     QTest::addColumn<int>("samples");
@@ -161,14 +161,14 @@ void tst_IQSource::blocksPerWakeComesWithoutASearchAtAnyRate_data()
     QTest::newRow("largest block") << 48'000.0 << most << 1;
 }
 
-void tst_IQSource::blocksPerWakeComesWithoutASearchAtAnyRate()
+void tst_IQSource::blocksPerWakeComesWithoutSearchAtAnyRate()
 {
     QFETCH(double, sampleRate);
     QFETCH(int, samples);
     QTEST(IQSource::blocksPerWake(samples, sampleRate), "blocks");
 }
 
-void tst_IQSource::setBlockSizeResizesTheBlock()
+void tst_IQSource::setBlockSizeResizesBlock()
 {
     TestSource source(48'000.0);
     source.setBlockSize(1200);
@@ -179,7 +179,7 @@ void tst_IQSource::setBlockSizeResizesTheBlock()
     QCOMPARE(source.blockSize(), 0);
 }
 
-void tst_IQSource::negativeBlockSizeIsRefusedWithAWarning()
+void tst_IQSource::negativeBlockSizeIsRefusedWithWarning()
 {
     TestSource source(48'000.0);
     source.setBlockSize(1200);
@@ -189,7 +189,7 @@ void tst_IQSource::negativeBlockSizeIsRefusedWithAWarning()
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
-void tst_IQSource::writePublishesTheWholeBlockForCountZero()
+void tst_IQSource::writePublishesWholeBlockForCountZero()
 {
     TestSource source(48'000.0);
     source.setBlockSize(5);
@@ -209,7 +209,7 @@ void tst_IQSource::writePublishesTheWholeBlockForCountZero()
     QCOMPARE(samples[5].re, 0.0);
 }
 
-void tst_IQSource::writePublishesTheFirstSamplesForACount()
+void tst_IQSource::writePublishesFirstSamplesForCount()
 {
     TestSource source(48'000.0);
     source.setBlockSize(5);
@@ -225,7 +225,7 @@ void tst_IQSource::writePublishesTheFirstSamplesForACount()
     QCOMPARE(samples[1].re, 0.0);
 }
 
-void tst_IQSource::writeThatWrapsTheRingLandsInTwoPieces()
+void tst_IQSource::writeThatWrapsRingLandsInTwoPieces()
 {
     TestSource source(48'000.0);
     source.setBlockSize(kCapacity - 3);
@@ -254,7 +254,7 @@ void tst_IQSource::writeWithWaitGivesUpAtOnce()
     QCOMPARE(source.inBuffer()->writeIndex, 3);
 }
 
-void tst_IQSource::readersWakeAtTheBlockThatFillsEightMilliseconds()
+void tst_IQSource::readersWakeAtBlockThatFillsEightMilliseconds()
 {
     TestSource source(768'000.0);
     source.setBlockSize(256); // 24 of them last 8 ms
@@ -262,7 +262,7 @@ void tst_IQSource::readersWakeAtTheBlockThatFillsEightMilliseconds()
     QCOMPARE(indexAtWake(source, 24), 48 * kWritten);
 }
 
-void tst_IQSource::setBlockSizeStartsTheCountOfBlocksAgain()
+void tst_IQSource::setBlockSizeStartsCountOfBlocksAgain()
 {
     TestSource source(768'000.0);
     source.setBlockSize(2048);
@@ -272,7 +272,7 @@ void tst_IQSource::setBlockSizeStartsTheCountOfBlocksAgain()
     QCOMPARE(indexAtWake(source, 3), 5 * kWritten);
 }
 
-void tst_IQSource::startWatchTakesTheRateOfTheMoment()
+void tst_IQSource::startWatchTakesRateOfMoment()
 {
     TestSource source(-1.0);
     source.setBlockSize(2048);
@@ -282,7 +282,7 @@ void tst_IQSource::startWatchTakesTheRateOfTheMoment()
     QCOMPARE(indexAtWake(source, 3), 3 * kWritten);
 }
 
-void tst_IQSource::ringOutlivesTheSource()
+void tst_IQSource::ringOutlivesSource()
 {
     auto source = std::make_unique<TestSource>(48'000.0);
     const QWeakPointer<RingBuffer<DoubleComplex>> watched = source->inBuffer();

@@ -35,18 +35,18 @@ class tst_IQSourceWatchdog : public QObject
 
 private slots:
     void watchdogTicksEverySixSecondsUnlessToldOtherwise();
-    void watchdogIsACoarseRepeatingTimerWithoutAParent();
-    void silenceWarnsAndCallsBackAtTheFirstTick();
+    void watchdogIsCoarseRepeatingTimerWithoutParent();
+    void silenceWarnsAndCallsBackAtFirstTick();
     void silenceThatLastsWarnsAtEveryTick();
-    void blockBetweenTwoTicksKeepsTheWatchdogContent();
-    void emptyBlockStillCountsForTheWatchdog();
-    void watchdogWithoutACallbackOnlyWarns();
-    void newCallbackReplacesTheOld();
+    void blockBetweenTwoTicksKeepsWatchdogContent();
+    void emptyBlockStillCountsForWatchdog();
+    void watchdogWithoutCallbackOnlyWarns();
+    void newCallbackReplacesOld();
     void stoppedWatchIsSilent();
-    void watchForgetsTheBlocksOfTheWatchBefore();
-    void silenceIsFoundByTheRealTimer();
-    void watchdogOutlivesTheSourceWithoutReachingIt();
-    void callbackIsReleasedWithTheSource();
+    void watchForgetsBlocksOfWatchBefore();
+    void silenceIsFoundByRealTimer();
+    void watchdogOutlivesSourceWithoutReachingIt();
+    void callbackIsReleasedWithSource();
 };
 
 void tst_IQSourceWatchdog::watchdogTicksEverySixSecondsUnlessToldOtherwise()
@@ -54,7 +54,7 @@ void tst_IQSourceWatchdog::watchdogTicksEverySixSecondsUnlessToldOtherwise()
     QCOMPARE(IQSource::kWatchdogInterval, std::chrono::milliseconds(6000));
 }
 
-void tst_IQSourceWatchdog::watchdogIsACoarseRepeatingTimerWithoutAParent()
+void tst_IQSourceWatchdog::watchdogIsCoarseRepeatingTimerWithoutParent()
 {
     Watched watched;
     QCOMPARE(watched.watchdog.timer()->timerType(), Qt::VeryCoarseTimer);
@@ -64,7 +64,7 @@ void tst_IQSourceWatchdog::watchdogIsACoarseRepeatingTimerWithoutAParent()
     QCOMPARE(watched.watchdog.timer()->thread(), QThread::currentThread());
 }
 
-void tst_IQSourceWatchdog::silenceWarnsAndCallsBackAtTheFirstTick()
+void tst_IQSourceWatchdog::silenceWarnsAndCallsBackAtFirstTick()
 {
     Watched watched;
     const LogCapture log;
@@ -90,7 +90,7 @@ void tst_IQSourceWatchdog::silenceThatLastsWarnsAtEveryTick()
     QVERIFY(watched.watchdog.isActive());
 }
 
-void tst_IQSourceWatchdog::blockBetweenTwoTicksKeepsTheWatchdogContent()
+void tst_IQSourceWatchdog::blockBetweenTwoTicksKeepsWatchdogContent()
 {
     Watched watched;
     watched.source->setBlockSize(16);
@@ -105,7 +105,7 @@ void tst_IQSourceWatchdog::blockBetweenTwoTicksKeepsTheWatchdogContent()
     QCOMPARE(watched.calls, 1);
 }
 
-void tst_IQSourceWatchdog::emptyBlockStillCountsForTheWatchdog()
+void tst_IQSourceWatchdog::emptyBlockStillCountsForWatchdog()
 {
     Watched watched;
     watched.source->write(0, false);
@@ -114,7 +114,7 @@ void tst_IQSourceWatchdog::emptyBlockStillCountsForTheWatchdog()
     QCOMPARE(watched.source->inBuffer()->writeIndex, 0);
 }
 
-void tst_IQSourceWatchdog::watchdogWithoutACallbackOnlyWarns()
+void tst_IQSourceWatchdog::watchdogWithoutCallbackOnlyWarns()
 {
     Watched watched;
     watched.source->setNoDataCallback({});
@@ -123,7 +123,7 @@ void tst_IQSourceWatchdog::watchdogWithoutACallbackOnlyWarns()
     QCOMPARE(log.texts(QtWarningMsg).size(), 1);
 }
 
-void tst_IQSourceWatchdog::newCallbackReplacesTheOld()
+void tst_IQSourceWatchdog::newCallbackReplacesOld()
 {
     Watched watched;
     int first = 0;
@@ -143,7 +143,7 @@ void tst_IQSourceWatchdog::stoppedWatchIsSilent()
     QVERIFY(!watched.watchdog.isActive());
 }
 
-void tst_IQSourceWatchdog::watchForgetsTheBlocksOfTheWatchBefore()
+void tst_IQSourceWatchdog::watchForgetsBlocksOfWatchBefore()
 {
     Watched watched;
     watched.source->write(0, false);
@@ -154,7 +154,7 @@ void tst_IQSourceWatchdog::watchForgetsTheBlocksOfTheWatchBefore()
     QCOMPARE(watched.calls, 1);
 }
 
-void tst_IQSourceWatchdog::silenceIsFoundByTheRealTimer()
+void tst_IQSourceWatchdog::silenceIsFoundByRealTimer()
 {
     TestSource source(48'000.0, std::chrono::seconds(1));
     int calls = 0;
@@ -164,7 +164,7 @@ void tst_IQSourceWatchdog::silenceIsFoundByTheRealTimer()
     QTRY_COMPARE(calls, 1);
 }
 
-void tst_IQSourceWatchdog::watchdogOutlivesTheSourceWithoutReachingIt()
+void tst_IQSourceWatchdog::watchdogOutlivesSourceWithoutReachingIt()
 {
     Watched watched;
     watched.source.reset();
@@ -176,7 +176,7 @@ void tst_IQSourceWatchdog::watchdogOutlivesTheSourceWithoutReachingIt()
     QVERIFY(!watched.watchdog.isCaught());
 }
 
-void tst_IQSourceWatchdog::callbackIsReleasedWithTheSource()
+void tst_IQSourceWatchdog::callbackIsReleasedWithSource()
 {
     auto source = std::make_unique<TestSource>(48'000.0);
     const auto token = std::make_shared<int>(0);

@@ -14,25 +14,25 @@ class tst_RadioDeviceSession : public QObject
     Q_OBJECT
 
 private slots:
-    void signalPathRunsOnAThreadOfItsOwnFromTheStart();
-    void startHandsOverTheRateStartsTheSignalPathAndTheWatch();
-    void stopEndsTheSignalPathAndTheWatch();
-    void stopOfAStoppedDeviceOnlyTellsSo();
-    void samplesFlowFromTheBlockToTheOutBuffer();
+    void signalPathRunsOnThreadOfItsOwnFromStart();
+    void startHandsOverRateStartsSignalPathAndWatch();
+    void stopEndsSignalPathAndWatch();
+    void stopOfStoppedDeviceOnlyTellsSo();
+    void samplesFlowFromBlockToOutBuffer();
     void deviceCanBeStartedAgain();
-    void outSampleRateOfTheSignalPathIsPassedOn();
-    void setIFReachesTheSignalPath();
-    void setupDspHSetsTheAliasFreeWidthFirst();
-    void rateChangedWhileRunningReconfiguresTheSignalPath();
+    void outSampleRateOfSignalPathIsPassedOn();
+    void setIFReachesSignalPath();
+    void setupDspHSetsAliasFreeWidthFirst();
+    void rateChangedWhileRunningReconfiguresSignalPath();
     void startAtRateZeroWarnsAndCanBeStopped();
     void silenceEmitsNoData();
     void stoppedDeviceIsNotWatched();
-    void callbackOfTheServerReplacesTheSignal();
-    void destructionWhileSamplesFlowEndsTheThread();
-    void ringsOutliveTheDevice();
+    void callbackOfServerReplacesSignal();
+    void destructionWhileSamplesFlowEndsThread();
+    void ringsOutliveDevice();
 };
 
-void tst_RadioDeviceSession::signalPathRunsOnAThreadOfItsOwnFromTheStart()
+void tst_RadioDeviceSession::signalPathRunsOnThreadOfItsOwnFromStart()
 {
     const LogCapture log;
     const TestDevice device;
@@ -45,7 +45,7 @@ void tst_RadioDeviceSession::signalPathRunsOnAThreadOfItsOwnFromTheStart()
     QVERIFY(log.texts().at(1).startsWith(QLatin1String("Start thread, priority: 5")));
 }
 
-void tst_RadioDeviceSession::startHandsOverTheRateStartsTheSignalPathAndTheWatch()
+void tst_RadioDeviceSession::startHandsOverRateStartsSignalPathAndWatch()
 {
     TestDevice device;
     device.setSampleRate(96'000.0);
@@ -56,7 +56,7 @@ void tst_RadioDeviceSession::startHandsOverTheRateStartsTheSignalPathAndTheWatch
     device.stop();
 }
 
-void tst_RadioDeviceSession::stopEndsTheSignalPathAndTheWatch()
+void tst_RadioDeviceSession::stopEndsSignalPathAndWatch()
 {
     TestDevice device;
     QSignalSpy stopped(&device, &Worker::stopped);
@@ -68,7 +68,7 @@ void tst_RadioDeviceSession::stopEndsTheSignalPathAndTheWatch()
     QCOMPARE(stopped.size(), 1);
 }
 
-void tst_RadioDeviceSession::stopOfAStoppedDeviceOnlyTellsSo()
+void tst_RadioDeviceSession::stopOfStoppedDeviceOnlyTellsSo()
 {
     TestDevice device;
     QSignalSpy stopped(&device, &Worker::stopped);
@@ -78,7 +78,7 @@ void tst_RadioDeviceSession::stopOfAStoppedDeviceOnlyTellsSo()
     QCOMPARE(device.state(), Worker::STOPPED);
 }
 
-void tst_RadioDeviceSession::samplesFlowFromTheBlockToTheOutBuffer()
+void tst_RadioDeviceSession::samplesFlowFromBlockToOutBuffer()
 {
     TestDevice device;
     device.setSampleRate(48'000.0);
@@ -108,7 +108,7 @@ void tst_RadioDeviceSession::deviceCanBeStartedAgain()
     }
 }
 
-void tst_RadioDeviceSession::outSampleRateOfTheSignalPathIsPassedOn()
+void tst_RadioDeviceSession::outSampleRateOfSignalPathIsPassedOn()
 {
     TestDevice device;
     QSignalSpy outSampleRateChanged(&device, &AbstractRadioDevice::outSampleRateChanged);
@@ -122,14 +122,14 @@ void tst_RadioDeviceSession::outSampleRateOfTheSignalPathIsPassedOn()
     device.stop();
 }
 
-void tst_RadioDeviceSession::setIFReachesTheSignalPath()
+void tst_RadioDeviceSession::setIFReachesSignalPath()
 {
     TestDevice device;
     device.setIF(-1234.5);
     QTRY_COMPARE(device.dsp()->getProperty("ifFreq").toDouble(), -1234.5);
 }
 
-void tst_RadioDeviceSession::setupDspHSetsTheAliasFreeWidthFirst()
+void tst_RadioDeviceSession::setupDspHSetsAliasFreeWidthFirst()
 {
     TestDevice device;
     device.setSampleRate(96'000.0);
@@ -144,7 +144,7 @@ void tst_RadioDeviceSession::setupDspHSetsTheAliasFreeWidthFirst()
     device.stop();
 }
 
-void tst_RadioDeviceSession::rateChangedWhileRunningReconfiguresTheSignalPath()
+void tst_RadioDeviceSession::rateChangedWhileRunningReconfiguresSignalPath()
 {
     TestDevice device;
     device.setSampleRate(48'000.0);
@@ -202,7 +202,7 @@ void tst_RadioDeviceSession::stoppedDeviceIsNotWatched()
     watched.stop();
 }
 
-void tst_RadioDeviceSession::callbackOfTheServerReplacesTheSignal()
+void tst_RadioDeviceSession::callbackOfServerReplacesSignal()
 {
     TestDevice device(0ms);
     QSignalSpy noData(&device, &AbstractRadioDevice::noData);
@@ -219,7 +219,7 @@ void tst_RadioDeviceSession::callbackOfTheServerReplacesTheSignal()
     QVERIFY(noData.isEmpty());
 }
 
-void tst_RadioDeviceSession::destructionWhileSamplesFlowEndsTheThread()
+void tst_RadioDeviceSession::destructionWhileSamplesFlowEndsThread()
 {
     for (int i = 0; i < 3; ++i) {
         auto device = std::make_unique<TestDevice>();
@@ -238,7 +238,7 @@ void tst_RadioDeviceSession::destructionWhileSamplesFlowEndsTheThread()
     }
 }
 
-void tst_RadioDeviceSession::ringsOutliveTheDevice()
+void tst_RadioDeviceSession::ringsOutliveDevice()
 {
     auto device = std::make_unique<TestDevice>();
     device->deliver();

@@ -12,18 +12,18 @@ class tst_RadioDeviceTuning : public QObject
 
 private slots:
     void frequencyGivesBackWhatWasAskedFor();
-    void correctionMovesTheHardwareAndIsTakenOutAgain();
+    void correctionMovesHardwareAndIsTakenOutAgain();
     void correctionEmitsNothingAndMovesNothing();
-    void correctionMovesTheHardwareWithTheNextTuning();
-    void correctionIsReadAsAnInteger();
-    void frequencyOutsideEveryRangeIsNoErrorOfTheBase();
+    void correctionMovesHardwareWithNextTuning();
+    void correctionIsReadAsInteger();
+    void frequencyOutsideEveryRangeIsNoErrorOfBase();
     void everyRangeIncludesItsLimits_data();
     void everyRangeIncludesItsLimits();
     void withoutRangesNoFrequencyIsSupported();
-    void resetFrequencyIsTheMiddleOfTheFirstRange();
+    void resetFrequencyIsMiddleOfFirstRange();
 
-    void frequencyStaysThroughManySessionsUnderACorrection();
-    void withoutACorrectionARestoreTunesOnce();
+    void frequencyStaysThroughManySessionsUnderCorrection();
+    void withoutCorrectionRestoreTunesOnce();
     void frequencyThatFitsNothingIsRefused_data();
     void frequencyThatFitsNothingIsRefused();
     void correctionThatLeavesNothingToDivideByIsSurvived();
@@ -41,7 +41,7 @@ void tst_RadioDeviceTuning::frequencyGivesBackWhatWasAskedFor()
     }
 }
 
-void tst_RadioDeviceTuning::correctionMovesTheHardwareAndIsTakenOutAgain()
+void tst_RadioDeviceTuning::correctionMovesHardwareAndIsTakenOutAgain()
 {
     TestDevice device;
     QSignalSpy frequencyChanged(&device, &AbstractRadioDevice::frequencyChanged);
@@ -64,7 +64,7 @@ void tst_RadioDeviceTuning::correctionEmitsNothingAndMovesNothing()
     QCOMPARE(frequencyChanged.size(), 0);
 }
 
-void tst_RadioDeviceTuning::correctionMovesTheHardwareWithTheNextTuning()
+void tst_RadioDeviceTuning::correctionMovesHardwareWithNextTuning()
 {
     TestDevice device;
     device.setFrequency(100'000'000.0);
@@ -77,14 +77,14 @@ void tst_RadioDeviceTuning::correctionMovesTheHardwareWithTheNextTuning()
     QCOMPARE(device.frequency(), device.loFrequency());
 }
 
-void tst_RadioDeviceTuning::correctionIsReadAsAnInteger()
+void tst_RadioDeviceTuning::correctionIsReadAsInteger()
 {
     TestDevice device;
     QVERIFY(write(device, "ppmCorrection", -37));
     QCOMPARE(device.property("ppmCorrection"), QVariant(-37));
 }
 
-void tst_RadioDeviceTuning::frequencyOutsideEveryRangeIsNoErrorOfTheBase()
+void tst_RadioDeviceTuning::frequencyOutsideEveryRangeIsNoErrorOfBase()
 {
     TestDevice device;
     const LogCapture log;
@@ -122,14 +122,14 @@ void tst_RadioDeviceTuning::withoutRangesNoFrequencyIsSupported()
     QVERIFY(!device.isFrequencySupported(0.0));
 }
 
-void tst_RadioDeviceTuning::resetFrequencyIsTheMiddleOfTheFirstRange()
+void tst_RadioDeviceTuning::resetFrequencyIsMiddleOfFirstRange()
 {
     TestDevice device;
     device.resetFrequency();
     QCOMPARE(device.frequency(), 15'750'000.0);
 }
 
-void tst_RadioDeviceTuning::frequencyStaysThroughManySessionsUnderACorrection()
+void tst_RadioDeviceTuning::frequencyStaysThroughManySessionsUnderCorrection()
 {
     QCoreApplication::setOrganizationName(QStringLiteral("Test"));
     QCoreApplication::setApplicationName(QStringLiteral("Test"));
@@ -149,7 +149,7 @@ void tst_RadioDeviceTuning::frequencyStaysThroughManySessionsUnderACorrection()
     }
 }
 
-void tst_RadioDeviceTuning::withoutACorrectionARestoreTunesOnce()
+void tst_RadioDeviceTuning::withoutCorrectionRestoreTunesOnce()
 {
     TestDevice device;
     QSignalSpy frequencyChanged(&device, &AbstractRadioDevice::frequencyChanged);

@@ -10,11 +10,11 @@ class tst_RadioDeviceValues : public QObject
     Q_OBJECT
 
 private slots:
-    void sampleRateBelowOneIsRefusedAndThePresentOneTold_data();
-    void sampleRateBelowOneIsRefusedAndThePresentOneTold();
-    void sampleRateBelowOneOfTheDriversListIsSetByAReset();
-    void sampleRateOfAStrangerIsStoredAsWritten_data();
-    void sampleRateOfAStrangerIsStoredAsWritten();
+    void sampleRateBelowOneIsRefusedAndPresentOneTold_data();
+    void sampleRateBelowOneIsRefusedAndPresentOneTold();
+    void sampleRateBelowOneOfDriversListIsSetByReset();
+    void sampleRateOfStrangerIsStoredAsWritten_data();
+    void sampleRateOfStrangerIsStoredAsWritten();
     void sampleRateThatFitsNothingIsRefused_data();
     void sampleRateThatFitsNothingIsRefused();
     void levelMayBeAnyValue_data();
@@ -26,7 +26,7 @@ private slots:
     void textThatIsNoNumberIsRefusedOrZero();
 };
 
-void tst_RadioDeviceValues::sampleRateBelowOneIsRefusedAndThePresentOneTold_data()
+void tst_RadioDeviceValues::sampleRateBelowOneIsRefusedAndPresentOneTold_data()
 {
     QTest::addColumn<double>("rate");
     QTest::newRow("0") << 0.0;
@@ -35,7 +35,7 @@ void tst_RadioDeviceValues::sampleRateBelowOneIsRefusedAndThePresentOneTold_data
     QTest::newRow("fraction") << 0.999;
 }
 
-void tst_RadioDeviceValues::sampleRateBelowOneIsRefusedAndThePresentOneTold()
+void tst_RadioDeviceValues::sampleRateBelowOneIsRefusedAndPresentOneTold()
 {
     QFETCH(double, rate);
     TestDevice device;
@@ -53,7 +53,7 @@ void tst_RadioDeviceValues::sampleRateBelowOneIsRefusedAndThePresentOneTold()
     device.stop();
 }
 
-void tst_RadioDeviceValues::sampleRateBelowOneOfTheDriversListIsSetByAReset()
+void tst_RadioDeviceValues::sampleRateBelowOneOfDriversListIsSetByReset()
 {
     TestDevice device;
     device.offerRates({QStringLiteral("0"), QStringLiteral("48000")});
@@ -62,7 +62,7 @@ void tst_RadioDeviceValues::sampleRateBelowOneOfTheDriversListIsSetByAReset()
     QCOMPARE(device.sampleRate(), 0.0);
 }
 
-void tst_RadioDeviceValues::sampleRateOfAStrangerIsStoredAsWritten_data()
+void tst_RadioDeviceValues::sampleRateOfStrangerIsStoredAsWritten_data()
 {
     QTest::addColumn<double>("rate");
     QTest::newRow("1") << 1.0;
@@ -71,7 +71,7 @@ void tst_RadioDeviceValues::sampleRateOfAStrangerIsStoredAsWritten_data()
     QTest::newRow("fraction") << 1.25;
 }
 
-void tst_RadioDeviceValues::sampleRateOfAStrangerIsStoredAsWritten()
+void tst_RadioDeviceValues::sampleRateOfStrangerIsStoredAsWritten()
 {
     QFETCH(double, rate);
     TestDevice device;

@@ -18,10 +18,10 @@ public:
     }
 
 private slots:
-    void resultOfOneIsASuccess();
+    void resultOfOneIsSuccess();
 };
 
-void tst_AirSpyEnumerator::resultOfOneIsASuccess()
+void tst_AirSpyEnumerator::resultOfOneIsSuccess()
 {
     for (const char* call : {"airspy_open_sn", "airspy_version_string_read", "airspy_close"}) {
         m_vendor.set(QString::fromLatin1(call), 1);

@@ -23,13 +23,13 @@ private slots:
 
     void newReceiverHasItsFixedTables();
     void newReceiverHasItsFirstSettings();
-    void resetGivesTheDefaults();
+    void resetGivesDefaults();
 
     void startMakesItsCallsInOrder();
-    void startAppliesTheGainsOfEachMode_data();
-    void startAppliesTheGainsOfEachMode();
-    void startLeavesTheBiasTeeAlone();
-    void resultOfOneIsASuccess();
+    void startAppliesGainsOfEachMode_data();
+    void startAppliesGainsOfEachMode();
+    void startLeavesBiasTeeAlone();
+    void resultOfOneIsSuccess();
 
     void stopThatFailsStillCloses();
     void failedStartWhoseCloseHangsHoldsNobody();
@@ -65,7 +65,7 @@ void tst_AirSpyRadioDevice::newReceiverHasItsFirstSettings()
     QCOMPARE(receiver->vgaGain(), 5);
 }
 
-void tst_AirSpyRadioDevice::resetGivesTheDefaults()
+void tst_AirSpyRadioDevice::resetGivesDefaults()
 {
     const auto receiver = m_rig.fresh();
     receiver->setBiasTee(true);
@@ -106,7 +106,7 @@ void tst_AirSpyRadioDevice::startMakesItsCallsInOrder()
                                             QStringLiteral("airspy_set_linearity_gain(dev1, 12) = 0")}));
 }
 
-void tst_AirSpyRadioDevice::startAppliesTheGainsOfEachMode_data()
+void tst_AirSpyRadioDevice::startAppliesGainsOfEachMode_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<QStringList>("calls");
@@ -125,7 +125,7 @@ void tst_AirSpyRadioDevice::startAppliesTheGainsOfEachMode_data()
     QTest::newRow("none of them") << 3 << QStringList();
 }
 
-void tst_AirSpyRadioDevice::startAppliesTheGainsOfEachMode()
+void tst_AirSpyRadioDevice::startAppliesGainsOfEachMode()
 {
     QFETCH(int, mode);
     QFETCH(QStringList, calls);
@@ -137,7 +137,7 @@ void tst_AirSpyRadioDevice::startAppliesTheGainsOfEachMode()
     QCOMPARE(gainModeChanged.size(), 1);
 }
 
-void tst_AirSpyRadioDevice::startLeavesTheBiasTeeAlone()
+void tst_AirSpyRadioDevice::startLeavesBiasTeeAlone()
 {
     const auto receiver = m_rig.make();
     receiver->setBiasTee(true);
@@ -148,7 +148,7 @@ void tst_AirSpyRadioDevice::startLeavesTheBiasTeeAlone()
              QStringList{QStringLiteral("airspy_set_rf_bias(dev1, 1) = 0")});
 }
 
-void tst_AirSpyRadioDevice::resultOfOneIsASuccess()
+void tst_AirSpyRadioDevice::resultOfOneIsSuccess()
 {
     for (const char* call :
          {"airspy_open_sn", "airspy_get_samplerates", "airspy_set_samplerate", "airspy_set_sample_type",

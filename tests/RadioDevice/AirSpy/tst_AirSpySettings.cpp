@@ -20,9 +20,9 @@ public:
 
 private slots:
     void setterStoresAndTellsWhatItStored_data();
-    void signalComesBeforeTheCall();
-    void setterReachesTheOpenReceiver_data();
-    void setterReachesTheOpenReceiver();
+    void signalComesBeforeCall();
+    void setterReachesOpenReceiver_data();
+    void setterReachesOpenReceiver();
     void goingFromManualToLinearityTurnsBothAgcsOff();
     void gainCallsThatFailSayNothing();
 };
@@ -63,7 +63,7 @@ void tst_AirSpySettings::setterStoresAndTellsWhatItStored_data()
     row("vgaGain", 1000, 1000);
 }
 
-void tst_AirSpySettings::signalComesBeforeTheCall()
+void tst_AirSpySettings::signalComesBeforeCall()
 {
     const auto receiver = m_rig.started();
     QList<int> callsAtTheSignal;
@@ -77,7 +77,7 @@ void tst_AirSpySettings::signalComesBeforeTheCall()
     QCOMPARE(callsAtTheSignal, (QList<int>{0, 1}));
 }
 
-void tst_AirSpySettings::setterReachesTheOpenReceiver_data()
+void tst_AirSpySettings::setterReachesOpenReceiver_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<bool>("agc");
@@ -120,7 +120,7 @@ void tst_AirSpySettings::setterReachesTheOpenReceiver_data()
     row(2, true, "vgaGain", 256, "vga_gain 0");
 }
 
-void tst_AirSpySettings::setterReachesTheOpenReceiver()
+void tst_AirSpySettings::setterReachesOpenReceiver()
 {
     QFETCH(int, mode);
     QFETCH(bool, agc);

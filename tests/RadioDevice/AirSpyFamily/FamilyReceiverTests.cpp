@@ -47,14 +47,14 @@ void FamilyReceiverTests::closedReceiverMakesNoCall()
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void FamilyReceiverTests::startOpensTheSerialAsUnsignedDecimal()
+void FamilyReceiverTests::startOpensSerialAsUnsignedDecimal()
 {
     const auto receiver = make(QStringLiteral("18446744073709551615"));
     QVERIFY(receiver->start(false));
     QCOMPARE(m_vendor.calls().constFirst(), name("_open_sn(18446744073709551615) = 0"));
 }
 
-void FamilyReceiverTests::startTunesToTheCorrectedFrequency()
+void FamilyReceiverTests::startTunesToCorrectedFrequency()
 {
     const auto receiver = make();
     receiver->setPpmCorrection(100);
@@ -78,7 +78,7 @@ void FamilyReceiverTests::startThatCannotTuneGoesOn()
     }
 }
 
-void FamilyReceiverTests::startThatCannotTellTheFrequencyGoesOn()
+void FamilyReceiverTests::startThatCannotTellFrequencyGoesOn()
 {
     const auto receiver = make();
     receiver->setFrequency(-1e9);
@@ -90,7 +90,7 @@ void FamilyReceiverTests::startThatCannotTellTheFrequencyGoesOn()
     QVERIFY(log.texts(QtWarningMsg).constFirst().endsWith(QLatin1String(" =>\t Error set lo freq!")));
 }
 
-void FamilyReceiverTests::stepThatFailsEndsTheStart_data()
+void FamilyReceiverTests::stepThatFailsEndsStart_data()
 {
     QTest::addColumn<QString>("call"); // that fails
     QTest::addColumn<QString>("text");
@@ -101,7 +101,7 @@ void FamilyReceiverTests::stepThatFailsEndsTheStart_data()
     }
 }
 
-void FamilyReceiverTests::stepThatFailsEndsTheStart()
+void FamilyReceiverTests::stepThatFailsEndsStart()
 {
     QFETCH(QString, call);
     QFETCH(QString, text);
@@ -166,7 +166,7 @@ void FamilyReceiverTests::receiverThatFailedStartsOnceItCan()
     QTRY_VERIFY(written(*receiver) > 0);
 }
 
-void FamilyReceiverTests::rateOfTheListSurvivesTheStart()
+void FamilyReceiverTests::rateOfListSurvivesStart()
 {
     m_vendor.set(name(".rates"), QStringLiteral("999000 500000"));
     const auto receiver = make();
@@ -183,7 +183,7 @@ void FamilyReceiverTests::rateOfTheListSurvivesTheStart()
     QCOMPARE(receiver->sampleRate(), 300'000.0);
 }
 
-void FamilyReceiverTests::rateOfAMillionBecomesTheFirst()
+void FamilyReceiverTests::rateOfMillionBecomesFirst()
 {
     m_vendor.set(name(".rates"), QStringLiteral("192000 1536000"));
     const auto receiver = make();
@@ -195,7 +195,7 @@ void FamilyReceiverTests::rateOfAMillionBecomesTheFirst()
     QCOMPARE(sampleRateChanged.constFirst().constFirst().toDouble(), 192'000.0);
 }
 
-void FamilyReceiverTests::noRatesLeaveThePresentOne()
+void FamilyReceiverTests::noRatesLeavePresentOne()
 {
     m_vendor.set(name(".rates.count"), 0);
     const auto receiver = make();
@@ -207,7 +207,7 @@ void FamilyReceiverTests::noRatesLeaveThePresentOne()
              QStringList{name("_set_samplerate(dev1, %1) = 0").arg(static_cast<int>(m_family.rate))});
 }
 
-void FamilyReceiverTests::rateOfZeroIsListedLikeTheOthers()
+void FamilyReceiverTests::rateOfZeroIsListedLikeOthers()
 {
     m_vendor.set(name(".rates"), QStringLiteral("0 192000"));
     const LogCapture log; // the signal path has no use for it
@@ -242,7 +242,7 @@ void FamilyReceiverTests::stopMakesItsCallsInOrder()
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void FamilyReceiverTests::stopOfAStoppedReceiverMakesNoCall()
+void FamilyReceiverTests::stopOfStoppedReceiverMakesNoCall()
 {
     const auto receiver = make();
     receiver->stop();
@@ -325,7 +325,7 @@ void FamilyReceiverTests::closeThatFailsIsLogged()
     }
 }
 
-void FamilyReceiverTests::destructionOfARunningReceiverClosesIt()
+void FamilyReceiverTests::destructionOfRunningReceiverClosesIt()
 {
     auto receiver = started();
     receiver.reset();

@@ -19,27 +19,27 @@ private slots:
     void propertiesComeInOrder();
     void closedReceiverMakesNoCall();
 
-    void startOpensTheSerialAsUnsignedDecimal();
-    void startTunesToTheCorrectedFrequency();
+    void startOpensSerialAsUnsignedDecimal();
+    void startTunesToCorrectedFrequency();
     void startThatCannotTuneGoesOn();
-    void startThatCannotTellTheFrequencyGoesOn();
-    void stepThatFailsEndsTheStart_data();
-    void stepThatFailsEndsTheStart();
+    void startThatCannotTellFrequencyGoesOn();
+    void stepThatFailsEndsStart_data();
+    void stepThatFailsEndsStart();
     void startThatFailedGivesItsHandleUp();
     void receiverThatFailedStartsOnceItCan();
 
-    void rateOfTheListSurvivesTheStart();
-    void rateOfAMillionBecomesTheFirst();
-    void noRatesLeaveThePresentOne();
-    void rateOfZeroIsListedLikeTheOthers();
+    void rateOfListSurvivesStart();
+    void rateOfMillionBecomesFirst();
+    void noRatesLeavePresentOne();
+    void rateOfZeroIsListedLikeOthers();
     void fortyRatesAreReadFor32();
 
     void stopMakesItsCallsInOrder();
-    void stopOfAStoppedReceiverMakesNoCall();
+    void stopOfStoppedReceiverMakesNoCall();
     void stopThatHangsIsWaitedForNoLongerThanItsDeadline_data();
     void stopThatHangsIsWaitedForNoLongerThanItsDeadline();
     void stopThatFailsLateDeliversIntoNothing();
     void closeThatFailsIsLogged();
-    void destructionOfARunningReceiverClosesIt();
+    void destructionOfRunningReceiverClosesIt();
     void destructionIsLogged();
 };

@@ -19,14 +19,14 @@ void FamilySamplesTests::cleanupTestCase()
     m_vendor.set(QStringLiteral("unplug"), 1);
 }
 
-void FamilySamplesTests::samplesReachTheRingBitForBit_data()
+void FamilySamplesTests::samplesReachRingBitForBit_data()
 {
     QTest::addColumn<bool>("swapIQ");
     QTest::newRow("as they come: re = Q, im = I") << false;
     QTest::newRow("swapped, where that has an effect: re = I, im = Q") << true;
 }
 
-void FamilySamplesTests::samplesReachTheRingBitForBit()
+void FamilySamplesTests::samplesReachRingBitForBit()
 {
     QFETCH(bool, swapIQ);
     const auto receiver = make();
@@ -40,7 +40,7 @@ void FamilySamplesTests::samplesReachTheRingBitForBit()
     QCOMPARE(countingSamples(samples, i, q), 256);
 }
 
-void FamilySamplesTests::samplesThatComeAfterAStopAreDropped()
+void FamilySamplesTests::samplesThatComeAfterStopAreDropped()
 {
     const auto receiver = started();
     QTRY_VERIFY(written(*receiver) > 0);
@@ -58,7 +58,7 @@ void FamilySamplesTests::samplesThatComeAfterAStopAreDropped()
     QTRY_VERIFY(written(*receiver) != before);
 }
 
-void FamilySamplesTests::samplesThatComeAfterTheReceiverReachNobody()
+void FamilySamplesTests::samplesThatComeAfterReceiverReachNobody()
 {
     auto receiver = started();
     QTRY_VERIFY(written(*receiver) > 0);

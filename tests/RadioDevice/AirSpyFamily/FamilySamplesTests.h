@@ -15,10 +15,10 @@ private slots:
     void init();
     void cleanupTestCase();
 
-    void samplesReachTheRingBitForBit_data();
-    void samplesReachTheRingBitForBit();
-    void samplesThatComeAfterAStopAreDropped();
-    void samplesThatComeAfterTheReceiverReachNobody();
+    void samplesReachRingBitForBit_data();
+    void samplesReachRingBitForBit();
+    void samplesThatComeAfterStopAreDropped();
+    void samplesThatComeAfterReceiverReachNobody();
     void numberOfFirstTransferMovesBlockSize();
     void blockSizeFollowsEveryTransfer();
     void transferThatIsNoBlockIsDropped_data();

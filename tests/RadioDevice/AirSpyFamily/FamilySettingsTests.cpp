@@ -58,7 +58,7 @@ void FamilySettingsTests::frequencyIsPassedOnUncorrectedAndTruncated()
     QCOMPARE(frequencyChanged.constFirst().constFirst().toDouble(), 100'000'000.75 / (1.0 - 1e-4));
 }
 
-void FamilySettingsTests::frequencyOutsideTheBandsIsPassedOn()
+void FamilySettingsTests::frequencyOutsideBandsIsPassedOn()
 {
     const auto receiver = started();
     QVERIFY(!receiver->isFrequencySupported(m_family.outside));
@@ -87,7 +87,7 @@ void FamilySettingsTests::frequencyThatFailsIsLoggedAndStored()
     }
 }
 
-void FamilySettingsTests::frequencyTheLibraryCannotTakeFails_data()
+void FamilySettingsTests::frequencyThatLibraryCannotTakeFails_data()
 {
     QTest::addColumn<double>("frequency");
     QTest::newRow("negative") << -1.0;
@@ -95,7 +95,7 @@ void FamilySettingsTests::frequencyTheLibraryCannotTakeFails_data()
     QTest::newRow("near 64 bits") << 9e18;
 }
 
-void FamilySettingsTests::frequencyTheLibraryCannotTakeFails()
+void FamilySettingsTests::frequencyThatLibraryCannotTakeFails()
 {
     QFETCH(double, frequency);
     const auto receiver = started();
@@ -155,7 +155,7 @@ void FamilySettingsTests::rateThatFailsIsLoggedAndStored()
     }
 }
 
-void FamilySettingsTests::rateTheLibraryCannotTakeFails()
+void FamilySettingsTests::rateThatLibraryCannotTakeFails()
 {
     auto receiver = started();
     const LogCapture log;

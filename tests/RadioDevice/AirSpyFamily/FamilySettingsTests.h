@@ -18,12 +18,12 @@ private slots:
     void setterTellsEvenWhatDidNotChange();
 
     void frequencyIsPassedOnUncorrectedAndTruncated();
-    void frequencyOutsideTheBandsIsPassedOn();
+    void frequencyOutsideBandsIsPassedOn();
     void frequencyThatFailsIsLoggedAndStored();
-    void frequencyTheLibraryCannotTakeFails_data();
-    void frequencyTheLibraryCannotTakeFails();
+    void frequencyThatLibraryCannotTakeFails_data();
+    void frequencyThatLibraryCannotTakeFails();
     void valueThatIsNoNumberIsRefused();
     void rateIsPassedOnTruncated();
     void rateThatFailsIsLoggedAndStored();
-    void rateTheLibraryCannotTakeFails();
+    void rateThatLibraryCannotTakeFails();
 };

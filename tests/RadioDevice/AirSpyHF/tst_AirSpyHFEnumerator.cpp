@@ -19,11 +19,11 @@ public:
     }
 
 private slots:
-    void resultOfOneIsAFailure_data();
-    void resultOfOneIsAFailure();
+    void resultOfOneIsFailure_data();
+    void resultOfOneIsFailure();
 };
 
-void tst_AirSpyHFEnumerator::resultOfOneIsAFailure_data()
+void tst_AirSpyHFEnumerator::resultOfOneIsFailure_data()
 {
     QTest::addColumn<QString>("call");
     QTest::newRow("open") << QStringLiteral("airspyhf_open_sn");
@@ -31,7 +31,7 @@ void tst_AirSpyHFEnumerator::resultOfOneIsAFailure_data()
     QTest::newRow("close") << QStringLiteral("airspyhf_close");
 }
 
-void tst_AirSpyHFEnumerator::resultOfOneIsAFailure()
+void tst_AirSpyHFEnumerator::resultOfOneIsFailure()
 {
     QFETCH(QString, call);
     m_vendor.set(call, 1);

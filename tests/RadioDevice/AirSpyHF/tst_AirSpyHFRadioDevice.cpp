@@ -22,23 +22,23 @@ public:
 private slots:
 
     void newReceiverHasItsFixedTables();
-    void bandsHaveAGap_data();
-    void bandsHaveAGap();
-    void resetGivesTheDefaults();
+    void bandsHaveGap_data();
+    void bandsHaveGap();
+    void resetGivesDefaults();
 
     void startMakesItsCallsInOrder();
     void startAppliesWhatIsStored();
     void settingThatFailsIsOnlyLogged_data();
     void settingThatFailsIsOnlyLogged();
 
-    void rateThatIsNotInTheListBecomesTheFirst();
-    void startWithoutAResetTakesTheFirstRate();
+    void rateThatIsNotInListBecomesFirst();
+    void startWithoutResetTakesFirstRate();
 
-    void stopThatFailsLeavesTheReceiverOpen_data();
-    void stopThatFailsLeavesTheReceiverOpen();
-    void receiverLeftOpenIsClosedByTheNextStart();
+    void stopThatFailsLeavesReceiverOpen_data();
+    void stopThatFailsLeavesReceiverOpen();
+    void receiverLeftOpenIsClosedByNextStart();
     void receiverLeftOpenIsClosedWhenItGoes();
-    void closeThatNeverReturnsAfterAnUnplugHoldsNobody();
+    void closeThatNeverReturnsAfterUnplugHoldsNobody();
 };
 
 void tst_AirSpyHFRadioDevice::newReceiverHasItsFixedTables()
@@ -57,7 +57,7 @@ void tst_AirSpyHFRadioDevice::newReceiverHasItsFixedTables()
     QCOMPARE(receiver->att(), 0);
 }
 
-void tst_AirSpyHFRadioDevice::bandsHaveAGap_data()
+void tst_AirSpyHFRadioDevice::bandsHaveGap_data()
 {
     QTest::addColumn<double>("frequency");
     QTest::addColumn<bool>("supported");
@@ -71,14 +71,14 @@ void tst_AirSpyHFRadioDevice::bandsHaveAGap_data()
     QTest::newRow("above") << 260'000'000.1 << false;
 }
 
-void tst_AirSpyHFRadioDevice::bandsHaveAGap()
+void tst_AirSpyHFRadioDevice::bandsHaveGap()
 {
     QFETCH(double, frequency);
     QFETCH(bool, supported);
     QCOMPARE(m_rig.fresh()->isFrequencySupported(frequency), supported);
 }
 
-void tst_AirSpyHFRadioDevice::resetGivesTheDefaults()
+void tst_AirSpyHFRadioDevice::resetGivesDefaults()
 {
     const auto receiver = m_rig.fresh();
     receiver->setLna(true);
@@ -149,7 +149,7 @@ void tst_AirSpyHFRadioDevice::settingThatFailsIsOnlyLogged()
     QCOMPARE(m_vendor.calls().size(), 9);
 }
 
-void tst_AirSpyHFRadioDevice::rateThatIsNotInTheListBecomesTheFirst()
+void tst_AirSpyHFRadioDevice::rateThatIsNotInListBecomesFirst()
 {
     m_vendor.set(QStringLiteral("airspyhf.rates"), QStringLiteral("650000 228000"));
     const auto receiver = m_rig.make();
@@ -161,7 +161,7 @@ void tst_AirSpyHFRadioDevice::rateThatIsNotInTheListBecomesTheFirst()
              QStringList{QStringLiteral("airspyhf_set_samplerate(dev1, 650000) = 0")});
 }
 
-void tst_AirSpyHFRadioDevice::startWithoutAResetTakesTheFirstRate()
+void tst_AirSpyHFRadioDevice::startWithoutResetTakesFirstRate()
 {
     const auto receiver = m_rig.fresh();
     QVERIFY(receiver->start(false));
@@ -170,14 +170,14 @@ void tst_AirSpyHFRadioDevice::startWithoutAResetTakesTheFirstRate()
              QStringList{QStringLiteral("airspyhf_set_freq(dev1, 0) = 0")});
 }
 
-void tst_AirSpyHFRadioDevice::stopThatFailsLeavesTheReceiverOpen_data()
+void tst_AirSpyHFRadioDevice::stopThatFailsLeavesReceiverOpen_data()
 {
     QTest::addColumn<int>("result");
     QTest::newRow("-1") << -1;
     QTest::newRow("1") << 1;
 }
 
-void tst_AirSpyHFRadioDevice::stopThatFailsLeavesTheReceiverOpen()
+void tst_AirSpyHFRadioDevice::stopThatFailsLeavesReceiverOpen()
 {
     QFETCH(int, result);
     const auto receiver = m_rig.started();
@@ -198,7 +198,7 @@ void tst_AirSpyHFRadioDevice::stopThatFailsLeavesTheReceiverOpen()
     QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspyhf_set_hf_lna(dev1, 1) = 0")});
 }
 
-void tst_AirSpyHFRadioDevice::receiverLeftOpenIsClosedByTheNextStart()
+void tst_AirSpyHFRadioDevice::receiverLeftOpenIsClosedByNextStart()
 {
     const auto receiver = m_rig.started();
     m_vendor.set(QStringLiteral("airspyhf_stop.1"), -1);
@@ -226,7 +226,7 @@ void tst_AirSpyHFRadioDevice::receiverLeftOpenIsClosedWhenItGoes()
     QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("airspyhf_close(dev1) = 0")});
 }
 
-void tst_AirSpyHFRadioDevice::closeThatNeverReturnsAfterAnUnplugHoldsNobody()
+void tst_AirSpyHFRadioDevice::closeThatNeverReturnsAfterUnplugHoldsNobody()
 {
     auto receiver = m_rig.started({300ms, 300ms});
     QTRY_VERIFY(written(*receiver) > 0);

@@ -20,11 +20,11 @@ public:
 
 private slots:
     void setterStoresAndTellsWhatItStored_data();
-    void setterReachesTheOpenReceiver_data();
-    void setterReachesTheOpenReceiver();
-    void signalComesBeforeTheCall();
-    void setterThatFailsTellsTheClient_data();
-    void setterThatFailsTellsTheClient();
+    void setterReachesOpenReceiver_data();
+    void setterReachesOpenReceiver();
+    void signalComesBeforeCall();
+    void setterThatFailsTellsClient_data();
+    void setterThatFailsTellsClient();
 };
 
 void tst_AirSpyHFSettings::setterStoresAndTellsWhatItStored_data()
@@ -47,12 +47,12 @@ void tst_AirSpyHFSettings::setterStoresAndTellsWhatItStored_data()
     }
 }
 
-void tst_AirSpyHFSettings::setterReachesTheOpenReceiver_data()
+void tst_AirSpyHFSettings::setterReachesOpenReceiver_data()
 {
     setterStoresAndTellsWhatItStored_data();
 }
 
-void tst_AirSpyHFSettings::setterReachesTheOpenReceiver()
+void tst_AirSpyHFSettings::setterReachesOpenReceiver()
 {
     QFETCH(QString, name);
     QFETCH(int, value);
@@ -63,7 +63,7 @@ void tst_AirSpyHFSettings::setterReachesTheOpenReceiver()
              QStringList{QStringLiteral("airspyhf_set_hf_%1(dev1, %2) = 0").arg(name).arg(stored)});
 }
 
-void tst_AirSpyHFSettings::signalComesBeforeTheCall()
+void tst_AirSpyHFSettings::signalComesBeforeCall()
 {
     const auto receiver = m_rig.started();
     QList<int> callsAtTheSignal;
@@ -78,7 +78,7 @@ void tst_AirSpyHFSettings::signalComesBeforeTheCall()
     QCOMPARE(m_vendor.calls().size(), 3);
 }
 
-void tst_AirSpyHFSettings::setterThatFailsTellsTheClient_data()
+void tst_AirSpyHFSettings::setterThatFailsTellsClient_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("text");
@@ -87,7 +87,7 @@ void tst_AirSpyHFSettings::setterThatFailsTellsTheClient_data()
     QTest::newRow("att") << QStringLiteral("att") << QStringLiteral("Error Airspy HF+ set ATT!");
 }
 
-void tst_AirSpyHFSettings::setterThatFailsTellsTheClient()
+void tst_AirSpyHFSettings::setterThatFailsTellsClient()
 {
     QFETCH(QString, name);
     QFETCH(QString, text);

@@ -15,8 +15,8 @@ class tst_Drivers : public QObject
     Q_OBJECT
 
 private slots:
-    void bareRegistryHasAnEnumeratorForEachRowInOrder();
-    void factoryMakesADeviceForEachRowAndNoOtherType();
+    void bareRegistryHasEnumeratorForEachRowInOrder();
+    void factoryMakesDeviceForEachRowAndNoOtherType();
     void readmeTellsEachLibraryAndItsOption();
 };
 
@@ -35,7 +35,7 @@ QStringList classes(const char* suffix)
 
 } // namespace
 
-void tst_Drivers::bareRegistryHasAnEnumeratorForEachRowInOrder()
+void tst_Drivers::bareRegistryHasEnumeratorForEachRowInOrder()
 {
     const EnumeratorRadioDevice registry(nullptr);
     QStringList found;
@@ -45,7 +45,7 @@ void tst_Drivers::bareRegistryHasAnEnumeratorForEachRowInOrder()
     QCOMPARE(found, classes("Enumerator"));
 }
 
-void tst_Drivers::factoryMakesADeviceForEachRowAndNoOtherType()
+void tst_Drivers::factoryMakesDeviceForEachRowAndNoOtherType()
 {
     const LogCapture log;
     const auto types = QMetaEnum::fromType<DefRadioDevice::Type>();

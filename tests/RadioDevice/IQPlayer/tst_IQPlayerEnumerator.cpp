@@ -16,7 +16,7 @@ private slots:
     void typeIsPlayers();
     void fileInDocumentsFolderBecomesRecord();
     void nothingButFilesOfThatNameCounts();
-    void folderIsReadAnewAtEachRefresh();
+    void folderIsReadAgainAtEachRefresh();
     void emptyOrMissingFolderGivesNoRecord();
 
 private:
@@ -86,7 +86,7 @@ void tst_IQPlayerEnumerator::nothingButFilesOfThatNameCounts()
     QCOMPARE(found(), (QStringList{QStringLiteral("a.wav"), QStringLiteral("b.WAV")}));
 }
 
-void tst_IQPlayerEnumerator::folderIsReadAnewAtEachRefresh()
+void tst_IQPlayerEnumerator::folderIsReadAgainAtEachRefresh()
 {
     put(QStringLiteral("a.wav"));
     QCOMPARE(found(), QStringList{QStringLiteral("a.wav")});

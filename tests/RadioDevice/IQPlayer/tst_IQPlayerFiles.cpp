@@ -49,27 +49,27 @@ class tst_IQPlayerFiles : public QObject
 private slots:
     void tailThatFillsNoBlockIsSkipped_data();
     void tailThatFillsNoBlockIsSkipped();
-    void blockAfterTheEndIsTheFirst();
-    void fileOfAHeaderAlonePublishesTheOldBlockForEver();
-    void fileShorterThanABlockPublishesWhatItHas();
-    void fileWithAnOddNumberOfBytesIsPlayed();
+    void blockAfterEndIsFirst();
+    void fileOfHeaderAlonePublishesOldBlockForEver();
+    void fileShorterThanBlockPublishesWhatItHas();
+    void fileWithOddNumberOfBytesIsPlayed();
     void recordingCutToNothingPlaysNothingUntilItHoldsSamplesAgain_data();
     void recordingCutToNothingPlaysNothingUntilItHoldsSamplesAgain();
     void recordingCutToNothingIsNoData();
     void fileThatShrinksWhilePlayingIsSurvived_data();
     void fileThatShrinksWhilePlayingIsSurvived();
     void fileThatGrowsWhilePlayingIsPlayedToItsNewEnd();
-    void fileThatVanishesPlaysOnAndFailsAtTheNextStart();
+    void fileThatVanishesPlaysOnAndFailsAtNextStart();
     void fileBeyondTwoGigabytesIsPlayed();
 
-    void missingFileEndsTheStart();
-    void folderNamedLikeARecordingEndsTheStart();
-    void whatIsNoRegularFileEndsTheStartAtOnce_data();
-    void whatIsNoRegularFileEndsTheStartAtOnce();
-    void unreadableFileEndsTheStart();
-    void fileShorterThanAHeaderEndsTheStart_data();
-    void fileShorterThanAHeaderEndsTheStart();
-    void playerThatFailedCanBeStartedOnceTheFileIsThere();
+    void missingFileEndsStart();
+    void folderNamedLikeRecordingEndsStart();
+    void whatIsNoRegularFileEndsStartAtOnce_data();
+    void whatIsNoRegularFileEndsStartAtOnce();
+    void unreadableFileEndsStart();
+    void fileShorterThanHeaderEndsStart_data();
+    void fileShorterThanHeaderEndsStart();
+    void playerThatFailedCanBeStartedOnceFileIsThere();
 
 private:
     PlayerRig m_rig;
@@ -98,7 +98,7 @@ void tst_IQPlayerFiles::tailThatFillsNoBlockIsSkipped()
     }
 }
 
-void tst_IQPlayerFiles::blockAfterTheEndIsTheFirst()
+void tst_IQPlayerFiles::blockAfterEndIsFirst()
 {
     // A recording of whole blocks loses nothing.
     const auto player = m_rig.play(PlayerRig::ramp(2 * kBlock));
@@ -112,7 +112,7 @@ void tst_IQPlayerFiles::blockAfterTheEndIsTheFirst()
     QCOMPARE(player->inBuffer()->writeIndex, 3 * kBlock);
 }
 
-void tst_IQPlayerFiles::fileOfAHeaderAlonePublishesTheOldBlockForEver()
+void tst_IQPlayerFiles::fileOfHeaderAlonePublishesOldBlockForEver()
 {
     const auto player = m_rig.play({});
     QVERIFY(player->running());
@@ -126,7 +126,7 @@ void tst_IQPlayerFiles::fileOfAHeaderAlonePublishesTheOldBlockForEver()
     QCOMPARE(log.texts(QtWarningMsg), QStringList());
 }
 
-void tst_IQPlayerFiles::fileShorterThanABlockPublishesWhatItHas()
+void tst_IQPlayerFiles::fileShorterThanBlockPublishesWhatItHas()
 {
     const auto player = m_rig.play(PlayerRig::ones(10));
     PlayerRig::tick(*player);
@@ -138,7 +138,7 @@ void tst_IQPlayerFiles::fileShorterThanABlockPublishesWhatItHas()
     QVERIFY(std::abs(PlayerRig::lastSamples(*player)[0]) > 0.9);
 }
 
-void tst_IQPlayerFiles::fileWithAnOddNumberOfBytesIsPlayed()
+void tst_IQPlayerFiles::fileWithOddNumberOfBytesIsPlayed()
 {
     const auto player = m_rig.play(PlayerRig::ones(10) + "abc");
     PlayerRig::tick(*player);
@@ -235,7 +235,7 @@ void tst_IQPlayerFiles::fileThatGrowsWhilePlayingIsPlayedToItsNewEnd()
     QVERIFY(std::abs(PlayerRig::lastSamples(*player)[0] - std::complex<double>(1, 2) / 4096.0) < 1e-3);
 }
 
-void tst_IQPlayerFiles::fileThatVanishesPlaysOnAndFailsAtTheNextStart()
+void tst_IQPlayerFiles::fileThatVanishesPlaysOnAndFailsAtNextStart()
 {
     const auto player = m_rig.play(PlayerRig::ones(2 * kBlock));
     QVERIFY(QFile::remove(m_rig.path(QStringLiteral("a.wav"))));
@@ -268,20 +268,20 @@ void tst_IQPlayerFiles::fileBeyondTwoGigabytesIsPlayed()
     QVERIFY(!log.texts().contains(QStringLiteral("End file.")));
 }
 
-void tst_IQPlayerFiles::missingFileEndsTheStart()
+void tst_IQPlayerFiles::missingFileEndsStart()
 {
     const auto player = PlayerRig::make(m_rig.path(QStringLiteral("none.wav")));
     verifyFailedStart(*player, QStringLiteral("Error open local file to start radio! No such file"));
 }
 
-void tst_IQPlayerFiles::folderNamedLikeARecordingEndsTheStart()
+void tst_IQPlayerFiles::folderNamedLikeRecordingEndsStart()
 {
     QVERIFY(QDir().mkpath(m_rig.path(QStringLiteral("x.wav"))));
     const auto player = PlayerRig::make(m_rig.path(QStringLiteral("x.wav")));
     verifyFailedStart(*player, QStringLiteral("Error open local file to start radio! "));
 }
 
-void tst_IQPlayerFiles::whatIsNoRegularFileEndsTheStartAtOnce_data()
+void tst_IQPlayerFiles::whatIsNoRegularFileEndsStartAtOnce_data()
 {
     QTest::addColumn<QString>("name");
     const QString pipe = m_rig.path(QStringLiteral("pipe.wav"));
@@ -294,14 +294,14 @@ void tst_IQPlayerFiles::whatIsNoRegularFileEndsTheStartAtOnce_data()
     QTest::newRow("a device") << QStringLiteral("/dev/zero");
 }
 
-void tst_IQPlayerFiles::whatIsNoRegularFileEndsTheStartAtOnce()
+void tst_IQPlayerFiles::whatIsNoRegularFileEndsStartAtOnce()
 {
     QFETCH(const QString, name);
     const auto player = PlayerRig::make(name);
     verifyFailedStart(*player, QStringLiteral("Error open local file to start radio! Not a regular"));
 }
 
-void tst_IQPlayerFiles::unreadableFileEndsTheStart()
+void tst_IQPlayerFiles::unreadableFileEndsStart()
 {
     const QString name = m_rig.put(wavHeader(0, 48'000));
     QVERIFY(QFile::setPermissions(name, QFile::Permissions()));
@@ -312,7 +312,7 @@ void tst_IQPlayerFiles::unreadableFileEndsTheStart()
     verifyFailedStart(*player, QStringLiteral("Error open local file to start radio! Permission denied"));
 }
 
-void tst_IQPlayerFiles::fileShorterThanAHeaderEndsTheStart_data()
+void tst_IQPlayerFiles::fileShorterThanHeaderEndsStart_data()
 {
     QTest::addColumn<int>("size");
     QTest::newRow("empty") << 0;
@@ -320,7 +320,7 @@ void tst_IQPlayerFiles::fileShorterThanAHeaderEndsTheStart_data()
     QTest::newRow("all but one byte") << 43;
 }
 
-void tst_IQPlayerFiles::fileShorterThanAHeaderEndsTheStart()
+void tst_IQPlayerFiles::fileShorterThanHeaderEndsStart()
 {
     QFETCH(int, size);
     const auto player = PlayerRig::make(m_rig.put(wavHeader(0, 48'000).left(size)));
@@ -328,7 +328,7 @@ void tst_IQPlayerFiles::fileShorterThanAHeaderEndsTheStart()
     QCOMPARE(player->sampleRate(), 48'000.0);
 }
 
-void tst_IQPlayerFiles::playerThatFailedCanBeStartedOnceTheFileIsThere()
+void tst_IQPlayerFiles::playerThatFailedCanBeStartedOnceFileIsThere()
 {
     const auto player = PlayerRig::make(m_rig.put({}));
     verifyFailedStart(*player, QStringLiteral("Error read wav header - "));

@@ -24,22 +24,22 @@ private slots:
     void newPlayerHasItsFixedTables();
     void constructionAndDestructionAreLogged();
 
-    void startTakesTheRateOfTheHeaderWithoutTellingIt();
-    void startHandsTheRateOfTheHeaderToTheSignalPath();
-    void startLogsTheHeader();
+    void startTakesRateOfHeaderWithoutTellingIt();
+    void startHandsRateOfHeaderToSignalPath();
+    void startLogsHeader();
     void blockLasts25MsAndIsPaced();
-    void restartRereadsTheHeaderAndPlaysFromItsEnd();
-    void stopLeavesNoTickBehind();
-    void stopOnTheNewsOfTheStartLeavesNoTickBehind();
+    void restartRereadsHeaderAndPlaysFromItsEnd();
+    void stopLeavesNoTick();
+    void stopOnNewsOfStartLeavesNoTick();
 
-    void samplesAreLeftThenRightByAScaleOf4096();
-    void oscillatorAtRestScalesLikeTheReference();
-    void readerTakes16BitPairsWhateverTheHeaderSays_data();
-    void readerTakes16BitPairsWhateverTheHeaderSays();
+    void samplesAreLeftThenRightByScaleOf4096();
+    void oscillatorAtRestScalesLikeReference();
+    void readerTakes16BitPairsWhateverHeaderSays_data();
+    void readerTakes16BitPairsWhateverHeaderSays();
     void swapIQHasNoEffect();
 
-    void headerThatLiesIsPlayedAllTheSame_data();
-    void headerThatLiesIsPlayedAllTheSame();
+    void headerThatLiesIsStillPlayed_data();
+    void headerThatLiesIsStillPlayed();
 
 private:
     PlayerRig m_rig;
@@ -77,7 +77,7 @@ void tst_IQPlayerRadioDevice::constructionAndDestructionAreLogged()
     QCOMPARE(log.texts().constFirst(), QStringLiteral("Destruct class .. IQPlayerRadioDevice"));
 }
 
-void tst_IQPlayerRadioDevice::startTakesTheRateOfTheHeaderWithoutTellingIt()
+void tst_IQPlayerRadioDevice::startTakesRateOfHeaderWithoutTellingIt()
 {
     const auto player = PlayerRig::make(m_rig.put(wavHeader(0, 96'000)));
     QSignalSpy sampleRateChanged(player.get(), &AbstractRadioDevice::sampleRateChanged);
@@ -88,7 +88,7 @@ void tst_IQPlayerRadioDevice::startTakesTheRateOfTheHeaderWithoutTellingIt()
     QCOMPARE(player->sampleRate(), 96'000.0);
 }
 
-void tst_IQPlayerRadioDevice::startHandsTheRateOfTheHeaderToTheSignalPath()
+void tst_IQPlayerRadioDevice::startHandsRateOfHeaderToSignalPath()
 {
     const auto player = PlayerRig::make(m_rig.put(wavHeader(0, 96'000)));
     player->setupDspH(24'000.0, 8000.0);
@@ -98,7 +98,7 @@ void tst_IQPlayerRadioDevice::startHandsTheRateOfTheHeaderToTheSignalPath()
     QCOMPARE(outSampleRateChanged.constFirst().constFirst().toDouble(), 24'000.0);
 }
 
-void tst_IQPlayerRadioDevice::startLogsTheHeader()
+void tst_IQPlayerRadioDevice::startLogsHeader()
 {
     const QString name = m_rig.put(wavHeader(192'000, 48'000) + QByteArray(192'000, '\0'));
     const auto player = PlayerRig::make(name);
@@ -126,7 +126,7 @@ void tst_IQPlayerRadioDevice::blockLasts25MsAndIsPaced()
     QTRY_VERIFY(player->inBuffer()->writeIndex >= 2 * kBlock);
 }
 
-void tst_IQPlayerRadioDevice::restartRereadsTheHeaderAndPlaysFromItsEnd()
+void tst_IQPlayerRadioDevice::restartRereadsHeaderAndPlaysFromItsEnd()
 {
     const auto player = m_rig.play(PlayerRig::ramp(3 * kBlock));
     PlayerRig::tick(*player);
@@ -139,7 +139,7 @@ void tst_IQPlayerRadioDevice::restartRereadsTheHeaderAndPlaysFromItsEnd()
     QVERIFY(std::abs(PlayerRig::lastSamples(*player).front() - 1.0) < 1e-12);
 }
 
-void tst_IQPlayerRadioDevice::stopLeavesNoTickBehind()
+void tst_IQPlayerRadioDevice::stopLeavesNoTick()
 {
     const auto player = m_rig.play(PlayerRig::ramp(kBlock));
     player->stop();
@@ -147,7 +147,7 @@ void tst_IQPlayerRadioDevice::stopLeavesNoTickBehind()
     QVERIFY(!player->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly)->isActive());
 }
 
-void tst_IQPlayerRadioDevice::stopOnTheNewsOfTheStartLeavesNoTickBehind()
+void tst_IQPlayerRadioDevice::stopOnNewsOfStartLeavesNoTick()
 {
     const auto player = PlayerRig::make(m_rig.put(wavHeader(0, 48'000) + PlayerRig::ones(kBlock)));
     connect(player.get(), &Worker::started, player.get(), &Worker::stop);
@@ -156,7 +156,7 @@ void tst_IQPlayerRadioDevice::stopOnTheNewsOfTheStartLeavesNoTickBehind()
     QVERIFY(!player->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly)->isActive());
 }
 
-void tst_IQPlayerRadioDevice::samplesAreLeftThenRightByAScaleOf4096()
+void tst_IQPlayerRadioDevice::samplesAreLeftThenRightByScaleOf4096()
 {
     QByteArray data(kBlockBytes, '\0');
     data.replace(0, 8,
@@ -171,7 +171,7 @@ void tst_IQPlayerRadioDevice::samplesAreLeftThenRightByAScaleOf4096()
     QVERIFY(std::abs(samples[1] - std::complex<double>(1.0 / 4096.0, -1.0 / 4096.0)) < 1e-4);
 }
 
-void tst_IQPlayerRadioDevice::oscillatorAtRestScalesLikeTheReference()
+void tst_IQPlayerRadioDevice::oscillatorAtRestScalesLikeReference()
 {
     const auto player = m_rig.play(PlayerRig::ramp(kBlock));
     PlayerRig::tick(*player);
@@ -189,7 +189,7 @@ void tst_IQPlayerRadioDevice::oscillatorAtRestScalesLikeTheReference()
     }
 }
 
-void tst_IQPlayerRadioDevice::readerTakes16BitPairsWhateverTheHeaderSays_data()
+void tst_IQPlayerRadioDevice::readerTakes16BitPairsWhateverHeaderSays_data()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("bits");
@@ -199,7 +199,7 @@ void tst_IQPlayerRadioDevice::readerTakes16BitPairsWhateverTheHeaderSays_data()
     QTest::newRow("nothing") << 0 << 0;
 }
 
-void tst_IQPlayerRadioDevice::readerTakes16BitPairsWhateverTheHeaderSays()
+void tst_IQPlayerRadioDevice::readerTakes16BitPairsWhateverHeaderSays()
 {
     QFETCH(int, channels);
     QFETCH(int, bits);
@@ -222,7 +222,7 @@ void tst_IQPlayerRadioDevice::swapIQHasNoEffect()
     QCOMPARE(PlayerRig::lastSamples(*player)[0].real(), 1.0 / 4096.0);
 }
 
-void tst_IQPlayerRadioDevice::headerThatLiesIsPlayedAllTheSame_data()
+void tst_IQPlayerRadioDevice::headerThatLiesIsStillPlayed_data()
 {
     QTest::addColumn<QByteArray>("header");
     QTest::addColumn<double>("rate");
@@ -234,7 +234,7 @@ void tst_IQPlayerRadioDevice::headerThatLiesIsPlayedAllTheSame_data()
     QTest::newRow("text") << QByteArray("This is not a recording at all, but a letter") << 1629516897.0;
 }
 
-void tst_IQPlayerRadioDevice::headerThatLiesIsPlayedAllTheSame()
+void tst_IQPlayerRadioDevice::headerThatLiesIsStillPlayed()
 {
     QFETCH(QByteArray, header);
     const auto player = PlayerRig::make(m_rig.put(header + PlayerRig::ones(kBlock)));

@@ -12,24 +12,24 @@ class tst_IQPlayerTuning : public QObject
     Q_OBJECT
 
 private slots:
-    void limitsOfTheBandAreTunedTo_data();
-    void limitsOfTheBandAreTunedTo();
-    void tuningUpMovesTheRecordingUpInTheRing();
-    void resetFrequencyIsTheMiddleWithoutAnOffset();
-    void frequencyOutsideTheBandIsAnsweredWithThePresentOne();
-    void frequencyOutsideTheBandIsCorrectedOnceMoreEachTime();
-    void frequencyOutsideTheBandNeverEndsTheProcess();
-    void frequencyThatIsNoNumberIsAnsweredWithThePresentOne();
-    void correctionEntersTheOffset();
-    void offsetSetBeforeTheStartIsLost();
-    void rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer_data();
-    void rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer();
+    void limitsOfBandAreTunedTo_data();
+    void limitsOfBandAreTunedTo();
+    void tuningUpMovesRecordingUpInRing();
+    void resetFrequencyIsMiddleWithoutOffset();
+    void frequencyOutsideBandIsAnsweredWithPresentOne();
+    void frequencyOutsideBandIsCorrectedOnceMoreEachTime();
+    void frequencyOutsideBandNeverEndsProcess();
+    void frequencyThatIsNoNumberIsAnsweredWithPresentOne();
+    void correctionEntersOffset();
+    void offsetSetBeforeStartIsLost();
+    void rateWrittenByStrangerNeitherStopsNorSpeedsUpPlayer_data();
+    void rateWrittenByStrangerNeitherStopsNorSpeedsUpPlayer();
 
 private:
     PlayerRig m_rig;
 };
 
-void tst_IQPlayerTuning::limitsOfTheBandAreTunedTo_data()
+void tst_IQPlayerTuning::limitsOfBandAreTunedTo_data()
 {
     QTest::addColumn<double>("frequency");
     QTest::addColumn<double>("turn"); // of a sample at 1,000,000 samples a second, in quarters
@@ -38,7 +38,7 @@ void tst_IQPlayerTuning::limitsOfTheBandAreTunedTo_data()
     QTest::newRow("half way up") << 14'375'000.0 << 0.5;
 }
 
-void tst_IQPlayerTuning::limitsOfTheBandAreTunedTo()
+void tst_IQPlayerTuning::limitsOfBandAreTunedTo()
 {
     QFETCH(double, frequency);
     QFETCH(double, turn);
@@ -56,7 +56,7 @@ void tst_IQPlayerTuning::limitsOfTheBandAreTunedTo()
     }
 }
 
-void tst_IQPlayerTuning::tuningUpMovesTheRecordingUpInTheRing()
+void tst_IQPlayerTuning::tuningUpMovesRecordingUpInRing()
 {
     // A sample is Q + jI there, so that what moves up in it moves down on the air's scale.
     const auto player = m_rig.play(PlayerRig::ones(kBlock));
@@ -66,7 +66,7 @@ void tst_IQPlayerTuning::tuningUpMovesTheRecordingUpInTheRing()
     QVERIFY(std::abs(std::arg(samples[1] / samples[0]) - 2 * M_PI * 1000.0 / 48'000.0) < 1e-6);
 }
 
-void tst_IQPlayerTuning::resetFrequencyIsTheMiddleWithoutAnOffset()
+void tst_IQPlayerTuning::resetFrequencyIsMiddleWithoutOffset()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock));
     player->setFrequency(14'100'000.0);
@@ -77,7 +77,7 @@ void tst_IQPlayerTuning::resetFrequencyIsTheMiddleWithoutAnOffset()
     QVERIFY(std::abs(std::arg(samples.back())) < 1e-9);
 }
 
-void tst_IQPlayerTuning::frequencyOutsideTheBandIsAnsweredWithThePresentOne()
+void tst_IQPlayerTuning::frequencyOutsideBandIsAnsweredWithPresentOne()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
     player->setFrequency(14'375'100.0);
@@ -96,7 +96,7 @@ void tst_IQPlayerTuning::frequencyOutsideTheBandIsAnsweredWithThePresentOne()
     QVERIFY(std::abs(turn - 2 * M_PI * 0.1251) < 1e-6);
 }
 
-void tst_IQPlayerTuning::frequencyOutsideTheBandIsCorrectedOnceMoreEachTime()
+void tst_IQPlayerTuning::frequencyOutsideBandIsCorrectedOnceMoreEachTime()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock));
     player->setPpmCorrection(100);
@@ -110,7 +110,7 @@ void tst_IQPlayerTuning::frequencyOutsideTheBandIsCorrectedOnceMoreEachTime()
     }
 }
 
-void tst_IQPlayerTuning::frequencyOutsideTheBandNeverEndsTheProcess()
+void tst_IQPlayerTuning::frequencyOutsideBandNeverEndsProcess()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock));
     const LogCapture log;
@@ -128,7 +128,7 @@ void tst_IQPlayerTuning::frequencyOutsideTheBandNeverEndsTheProcess()
     QVERIFY(std::isfinite(PlayerRig::lastSamples(*player).back().real()));
 }
 
-void tst_IQPlayerTuning::frequencyThatIsNoNumberIsAnsweredWithThePresentOne()
+void tst_IQPlayerTuning::frequencyThatIsNoNumberIsAnsweredWithPresentOne()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
     player->setFrequency(14'375'100.0);
@@ -149,7 +149,7 @@ void tst_IQPlayerTuning::frequencyThatIsNoNumberIsAnsweredWithThePresentOne()
             1e-6);
 }
 
-void tst_IQPlayerTuning::correctionEntersTheOffset()
+void tst_IQPlayerTuning::correctionEntersOffset()
 {
     const auto player = m_rig.play(PlayerRig::ones(kBlock), 1'000'000);
     player->setPpmCorrection(1000);
@@ -160,7 +160,7 @@ void tst_IQPlayerTuning::correctionEntersTheOffset()
     QVERIFY(std::abs(std::arg(samples[1] / samples[0]) - 2 * M_PI * offset / 1e6) < 1e-6);
 }
 
-void tst_IQPlayerTuning::offsetSetBeforeTheStartIsLost()
+void tst_IQPlayerTuning::offsetSetBeforeStartIsLost()
 {
     const auto player = PlayerRig::make(m_rig.put(wavHeader(0, 1'000'000) + PlayerRig::ones(kBlock)));
     player->setFrequency(14'500'000.0);
@@ -173,7 +173,7 @@ void tst_IQPlayerTuning::offsetSetBeforeTheStartIsLost()
     QVERIFY(std::abs(std::arg(PlayerRig::lastSamples(*player).front()) - M_PI / 2) < 1e-6);
 }
 
-void tst_IQPlayerTuning::rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer_data()
+void tst_IQPlayerTuning::rateWrittenByStrangerNeitherStopsNorSpeedsUpPlayer_data()
 {
     QTest::addColumn<double>("rate");
     QTest::addColumn<double>("kept");
@@ -183,7 +183,7 @@ void tst_IQPlayerTuning::rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer_
     QTest::newRow("96,000") << 96'000.0 << 96'000.0;
 }
 
-void tst_IQPlayerTuning::rateWrittenByAStrangerNeitherStopsNorSpeedsUpThePlayer()
+void tst_IQPlayerTuning::rateWrittenByStrangerNeitherStopsNorSpeedsUpPlayer()
 {
     QFETCH(double, rate);
     const auto player = m_rig.play(PlayerRig::ones(kBlock));

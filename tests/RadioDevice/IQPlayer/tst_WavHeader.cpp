@@ -34,12 +34,12 @@ private slots:
     void nothingIsChecked();
     void bytesPerValueFollowsBitsAndCode_data();
     void bytesPerValueFollowsBitsAndCode();
-    void durationIsThatOfTheFileAndSecondsThoseOfTheHeader();
+    void durationIsThatOfFileAndSecondsThoseOfHeader();
     void durationIsRoundedToMilliseconds();
     void durationIsZeroWhereItCannotBeDivided_data();
     void durationIsZeroWhereItCannotBeDivided();
-    void durationOfAnySizeIsATime_data();
-    void durationOfAnySizeIsATime();
+    void durationOfAnySizeIsTime_data();
+    void durationOfAnySizeIsTimeOfDay();
 };
 
 void tst_WavHeader::fieldsAreReadLittleEndianFromTheirOffsets()
@@ -89,7 +89,7 @@ void tst_WavHeader::bytesPerValueFollowsBitsAndCode()
     QTEST(h.bytesPerValue(), "expected");
 }
 
-void tst_WavHeader::durationIsThatOfTheFileAndSecondsThoseOfTheHeader()
+void tst_WavHeader::durationIsThatOfFileAndSecondsThoseOfHeader()
 {
     // 192,000 bytes are 96,000 values of 16 bits, whose channels do not enter.
     const WavHeader h = WavHeader::decode(header("0100", "80bb0000", "1000", "00ee0200"));
@@ -121,7 +121,7 @@ void tst_WavHeader::durationIsZeroWhereItCannotBeDivided()
     QCOMPARE(h.durationSeconds(), 0LL);
 }
 
-void tst_WavHeader::durationOfAnySizeIsATime_data()
+void tst_WavHeader::durationOfAnySizeIsTime_data()
 {
     QTest::addColumn<qint64>("fileSize");
     QTest::addColumn<QTime>("expected");
@@ -131,7 +131,7 @@ void tst_WavHeader::durationOfAnySizeIsATime_data()
     QTest::newRow("beyond 2 GB") << qint64(44 + 6'000'000'000LL) << QTime(5, 20);
 }
 
-void tst_WavHeader::durationOfAnySizeIsATime()
+void tst_WavHeader::durationOfAnySizeIsTimeOfDay()
 {
     // One value a second.
     QFETCH(qint64, fileSize);

@@ -13,7 +13,7 @@ class tst_RspEnumerator : public QObject
 private slots:
     void init();
     void findsItsType();
-    void libraryOfTheKnownVersionIsUsedWithoutAWord();
+    void libraryOfKnownVersionIsUsedWithoutWord();
     void libraryOfAnotherVersionIsWarnedOfAndListsItsDevices_data();
     void libraryOfAnotherVersionIsWarnedOfAndListsItsDevices();
     void versionThatCannotBeReadIsWarnedOf();
@@ -64,7 +64,7 @@ void tst_RspEnumerator::findsItsType()
     QCOMPARE(listing.registry.enumerators().constFirst()->type(), DefRadioDevice::Rsp);
 }
 
-void tst_RspEnumerator::libraryOfTheKnownVersionIsUsedWithoutAWord()
+void tst_RspEnumerator::libraryOfKnownVersionIsUsedWithoutWord()
 {
     EnumeratorRadioDevice owner(nullptr, {});
     const LogCapture log;

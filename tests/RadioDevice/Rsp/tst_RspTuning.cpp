@@ -12,12 +12,12 @@ class tst_RspTuning : public QObject
 private slots:
     void initTestCase();
     void init();
-    void retuneTakesTheLightPathWithinABand_data();
-    void retuneTakesTheLightPathWithinABand();
-    void retuneReachesTheLibraryOpenAndClosed();
-    void rateOfAReinitIsFixed();
-    void bandIsThatOfTheFrequencyWithoutTheCorrection();
-    void hardwareGetsTheFrequencyWithoutTheCorrection();
+    void retuneTakesLightPathWithinBand_data();
+    void retuneTakesLightPathWithinBand();
+    void retuneReachesLibraryOpenAndClosed();
+    void rateOfReinitIsFixed();
+    void bandIsThatOfFrequencyWithoutCorrection();
+    void hardwareGetsFrequencyWithoutCorrection();
     void retuneThatSucceedsIsStoredAndTold();
     void retuneThatFailsChangesNothing_data();
     void retuneThatFailsChangesNothing();
@@ -25,13 +25,13 @@ private slots:
     void noRangeIsKeptTo();
     void valueThatIsNoFrequencyReachesNoLibrary_data();
     void valueThatIsNoFrequencyReachesNoLibrary();
-    void factorysResetSetsTheFrequencyBeforeAnyStream();
-    void refusalOfTheFactorysResetIsOnlyLogged();
-    void rateReachesTheLibraryAtTheNextStartAlone();
+    void factorysResetSetsFrequencyBeforeAnyStream();
+    void refusalOfFactorysResetIsOnlyLogged();
+    void rateReachesLibraryAtNextStartAlone();
 
     void antennaIsOneOfTwo_data();
     void antennaIsOneOfTwo();
-    void antennaReachesTheLibraryOpenAndClosed();
+    void antennaReachesLibraryOpenAndClosed();
     void refusedAntennaIsStoredAndReported();
     void antennaIsNeitherResetNorSaved();
 
@@ -51,7 +51,7 @@ void tst_RspTuning::init()
     m_vendor.set(QStringLiteral("stall"), 1);
 }
 
-void tst_RspTuning::retuneTakesTheLightPathWithinABand_data()
+void tst_RspTuning::retuneTakesLightPathWithinBand_data()
 {
     QTest::addColumn<double>("from");
     QTest::addColumn<double>("to");
@@ -87,7 +87,7 @@ void tst_RspTuning::retuneTakesTheLightPathWithinABand_data()
     QTest::newRow("below zero is of the first") << 1e6 << -70e6 << light("-70000000");
 }
 
-void tst_RspTuning::retuneTakesTheLightPathWithinABand()
+void tst_RspTuning::retuneTakesLightPathWithinBand()
 {
     QFETCH(double, from);
     QFETCH(double, to);
@@ -101,7 +101,7 @@ void tst_RspTuning::retuneTakesTheLightPathWithinABand()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RspTuning::retuneReachesTheLibraryOpenAndClosed()
+void tst_RspTuning::retuneReachesLibraryOpenAndClosed()
 {
     RspRig rig(m_vendor);
     const QStringList calls{QStringLiteral("mir_sdr_SetRf(1100000000, 1, 0) = 0")};
@@ -116,7 +116,7 @@ void tst_RspTuning::retuneReachesTheLibraryOpenAndClosed()
     QCOMPARE(m_vendor.calls(), calls);
 }
 
-void tst_RspTuning::rateOfAReinitIsFixed()
+void tst_RspTuning::rateOfReinitIsFixed()
 {
     RspRig rig(m_vendor);
     rig.device->setSampleRate(8'000'000.0);
@@ -125,7 +125,7 @@ void tst_RspTuning::rateOfAReinitIsFixed()
              QStringList{QStringLiteral("mir_sdr_Reinit(40, 2.048, 100, 1536, 0, 0, 0, 2, 4) = 0")});
 }
 
-void tst_RspTuning::bandIsThatOfTheFrequencyWithoutTheCorrection()
+void tst_RspTuning::bandIsThatOfFrequencyWithoutCorrection()
 {
     RspRig rig(m_vendor);
     rig.device->setFrequency(60e6);
@@ -137,7 +137,7 @@ void tst_RspTuning::bandIsThatOfTheFrequencyWithoutTheCorrection()
              QStringList{QStringLiteral("mir_sdr_Reinit(40, 2.048, 60, 1536, 0, 0, 0, 2, 4) = 0")});
 }
 
-void tst_RspTuning::hardwareGetsTheFrequencyWithoutTheCorrection()
+void tst_RspTuning::hardwareGetsFrequencyWithoutCorrection()
 {
     RspRig rig(m_vendor);
     rig.device->setPpmCorrection(100);
@@ -233,7 +233,7 @@ void tst_RspTuning::valueThatIsNoFrequencyReachesNoLibrary()
     QCOMPARE(rig.warnings().size(), 1);
 }
 
-void tst_RspTuning::factorysResetSetsTheFrequencyBeforeAnyStream()
+void tst_RspTuning::factorysResetSetsFrequencyBeforeAnyStream()
 {
     const auto info = QSharedPointer<RspRadioDevice::DeviceInfo>::create();
     const std::unique_ptr<AbstractRadioDevice> device(FactoryRadioDevice::make(info));
@@ -242,7 +242,7 @@ void tst_RspTuning::factorysResetSetsTheFrequencyBeforeAnyStream()
     QCOMPARE(device->frequency(), 1'000'500'000.0);
 }
 
-void tst_RspTuning::refusalOfTheFactorysResetIsOnlyLogged()
+void tst_RspTuning::refusalOfFactorysResetIsOnlyLogged()
 {
     m_vendor.set(QStringLiteral("mir_sdr_SetRf"), 4);
     const LogCapture log;
@@ -256,7 +256,7 @@ void tst_RspTuning::refusalOfTheFactorysResetIsOnlyLogged()
     QVERIFY(device->running());
 }
 
-void tst_RspTuning::rateReachesTheLibraryAtTheNextStartAlone()
+void tst_RspTuning::rateReachesLibraryAtNextStartAlone()
 {
     RspRig rig(m_vendor);
     rig.open();
@@ -298,7 +298,7 @@ void tst_RspTuning::antennaIsOneOfTwo()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RspTuning::antennaReachesTheLibraryOpenAndClosed()
+void tst_RspTuning::antennaReachesLibraryOpenAndClosed()
 {
     RspRig rig(m_vendor);
     const QStringList calls{QStringLiteral("mir_sdr_RSPII_AntennaControl(6) = 0")};

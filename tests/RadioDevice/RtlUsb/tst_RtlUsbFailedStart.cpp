@@ -10,11 +10,11 @@ class tst_RtlUsbFailedStart : public QObject
 private slots:
     void init();
 
-    void failedOpenEndsTheStart();
-    void failedSampleRateEndsTheStartAndLeavesTheDongleOpen();
-    void startAfterAFailedOneOpensOverTheHandle();
-    void settersReachADongleThatAFailedStartLeftOpen();
-    void destructionLeavesADongleThatAFailedStartLeftOpen();
+    void failedOpenEndsStart();
+    void failedSampleRateEndsStartAndLeavesDongleOpen();
+    void startAfterFailedOneOpensOverHandle();
+    void settersReachDongleThatFailedStartLeftOpen();
+    void destructionLeavesDongleThatFailedStartLeftOpen();
 
 private:
     FakeVendor m_vendor;
@@ -26,7 +26,7 @@ void tst_RtlUsbFailedStart::init()
     m_vendor.set(QStringLiteral("buffers"), 0);
 }
 
-void tst_RtlUsbFailedStart::failedOpenEndsTheStart()
+void tst_RtlUsbFailedStart::failedOpenEndsStart()
 {
     m_vendor.set(QStringLiteral("rtlsdr_open"), -6);
     RtlUsbRig rig(m_vendor);
@@ -44,7 +44,7 @@ void tst_RtlUsbFailedStart::failedOpenEndsTheStart()
     QCOMPARE(m_vendor.calls(), QStringList{QStringLiteral("rtlsdr_open(0) = -6")});
 }
 
-void tst_RtlUsbFailedStart::failedSampleRateEndsTheStartAndLeavesTheDongleOpen()
+void tst_RtlUsbFailedStart::failedSampleRateEndsStartAndLeavesDongleOpen()
 {
     m_vendor.set(QStringLiteral("rtlsdr_set_sample_rate"), -22);
     RtlUsbRig rig(m_vendor);
@@ -58,7 +58,7 @@ void tst_RtlUsbFailedStart::failedSampleRateEndsTheStartAndLeavesTheDongleOpen()
                                             QStringLiteral("rtlsdr_set_sample_rate(dev1, 2048000) = -22")}));
 }
 
-void tst_RtlUsbFailedStart::startAfterAFailedOneOpensOverTheHandle()
+void tst_RtlUsbFailedStart::startAfterFailedOneOpensOverHandle()
 {
     m_vendor.set(QStringLiteral("rtlsdr_set_sample_rate.1"), -22);
     RtlUsbRig rig(m_vendor);
@@ -73,7 +73,7 @@ void tst_RtlUsbFailedStart::startAfterAFailedOneOpensOverTheHandle()
              QStringList{QStringLiteral("rtlsdr_close(dev2) = 0")});
 }
 
-void tst_RtlUsbFailedStart::settersReachADongleThatAFailedStartLeftOpen()
+void tst_RtlUsbFailedStart::settersReachDongleThatFailedStartLeftOpen()
 {
     m_vendor.set(QStringLiteral("rtlsdr_set_sample_rate.1"), -22);
     RtlUsbRig rig(m_vendor);
@@ -87,7 +87,7 @@ void tst_RtlUsbFailedStart::settersReachADongleThatAFailedStartLeftOpen()
                                             QStringLiteral("rtlsdr_set_center_freq(dev1, 101000000) = 0")}));
 }
 
-void tst_RtlUsbFailedStart::destructionLeavesADongleThatAFailedStartLeftOpen()
+void tst_RtlUsbFailedStart::destructionLeavesDongleThatFailedStartLeftOpen()
 {
     m_vendor.set(QStringLiteral("rtlsdr_set_sample_rate.1"), -22);
     RtlUsbRig rig(m_vendor);

@@ -13,25 +13,25 @@ private slots:
 
     void newDeviceListsItsTwoLimitsAsIfTheyWereRates();
     void newDeviceHasItsConstructionValues();
-    void resetGivesTheDefaultsOfASession();
-    void propertiesAreReadWrittenAndResetWithoutASignal();
+    void resetGivesDefaultsOfSession();
+    void propertiesAreReadWrittenAndResetWithoutSignal();
     void destructionIsLogged();
 
     void startMakesEveryCallInOrder();
-    void startWithoutTunerAgcSetsTheGain();
-    void startOpensTheDongleOfTheRecord();
-    void startLogsTheDongleAndItsTuner_data();
-    void startLogsTheDongleAndItsTuner();
-    void startBuildsTheFrequencyTables();
-    void startTellsTheTunedFrequency();
+    void startWithoutTunerAgcSetsGain();
+    void startOpensDongleOfRecord();
+    void startLogsDongleAndItsTuner_data();
+    void startLogsDongleAndItsTuner();
+    void startBuildsFrequencyTables();
+    void startTellsTunedFrequency();
     void startCorrectsWhatIsCorrectedAlready();
     void startRepeatsNeitherCorrectionNorOffsetTuningNorBiasTee();
     void startSurvivesRefusedSetters();
 
-    void sampleRateChangedWhileStoppedIsUsedByTheNextStart();
-    void stopCancelsTheReadThenCloses();
-    void stopOfAStoppedDeviceTouchesNoHardware();
-    void deviceStartsAgainAfterAStop();
+    void sampleRateChangedWhileStoppedIsUsedByNextStart();
+    void stopCancelsReadThenCloses();
+    void stopOfStoppedDeviceTouchesNoHardware();
+    void deviceStartsAgainAfterStop();
 
 private:
     FakeVendor m_vendor;
@@ -76,7 +76,7 @@ void tst_RtlUsbRadioDevice::newDeviceHasItsConstructionValues()
     QCOMPARE(device.samplingMode(), 0);
 }
 
-void tst_RtlUsbRadioDevice::resetGivesTheDefaultsOfASession()
+void tst_RtlUsbRadioDevice::resetGivesDefaultsOfSession()
 {
     const RtlUsbRig rig(m_vendor);
     QCOMPARE(rig.device->sampleRate(), 2'048'000.0);
@@ -89,7 +89,7 @@ void tst_RtlUsbRadioDevice::resetGivesTheDefaultsOfASession()
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void tst_RtlUsbRadioDevice::propertiesAreReadWrittenAndResetWithoutASignal()
+void tst_RtlUsbRadioDevice::propertiesAreReadWrittenAndResetWithoutSignal()
 {
     const QMetaObject& meta = RtlUsbRadioDevice::staticMetaObject;
     const QStringList expected{QStringLiteral("bool biasTee"),      QStringLiteral("bool rtlPpm"),
@@ -134,7 +134,7 @@ void tst_RtlUsbRadioDevice::startMakesEveryCallInOrder()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RtlUsbRadioDevice::startWithoutTunerAgcSetsTheGain()
+void tst_RtlUsbRadioDevice::startWithoutTunerAgcSetsGain()
 {
     RtlUsbRig rig(m_vendor);
     rig.device->setTunerAgc(false);
@@ -150,7 +150,7 @@ void tst_RtlUsbRadioDevice::startWithoutTunerAgcSetsTheGain()
                                         QStringLiteral("rtlsdr_set_tuner_gain(dev1, 496) = 0"), kAnyReset}));
 }
 
-void tst_RtlUsbRadioDevice::startOpensTheDongleOfTheRecord()
+void tst_RtlUsbRadioDevice::startOpensDongleOfRecord()
 {
     m_vendor.set(QStringLiteral("devices"), 13);
     RtlUsbRig rig(m_vendor, {}, QStringLiteral("12"));
@@ -158,7 +158,7 @@ void tst_RtlUsbRadioDevice::startOpensTheDongleOfTheRecord()
     QCOMPARE(rig.calls().constFirst(), QStringLiteral("rtlsdr_open(12) = 0"));
 }
 
-void tst_RtlUsbRadioDevice::startLogsTheDongleAndItsTuner_data()
+void tst_RtlUsbRadioDevice::startLogsDongleAndItsTuner_data()
 {
     QTest::addColumn<int>("tuner");
     QTest::addColumn<QString>("lowest");
@@ -173,7 +173,7 @@ void tst_RtlUsbRadioDevice::startLogsTheDongleAndItsTuner_data()
     QTest::newRow("below it") << -1 << QString();
 }
 
-void tst_RtlUsbRadioDevice::startLogsTheDongleAndItsTuner()
+void tst_RtlUsbRadioDevice::startLogsDongleAndItsTuner()
 {
     QFETCH(int, tuner);
     QFETCH(QString, lowest);
@@ -191,7 +191,7 @@ void tst_RtlUsbRadioDevice::startLogsTheDongleAndItsTuner()
     }
 }
 
-void tst_RtlUsbRadioDevice::startBuildsTheFrequencyTables()
+void tst_RtlUsbRadioDevice::startBuildsFrequencyTables()
 {
     RtlUsbRig rig(m_vendor);
     QVERIFY(rig.device->start(false));
@@ -203,7 +203,7 @@ void tst_RtlUsbRadioDevice::startBuildsTheFrequencyTables()
     QCOMPARE(rig.device->supportFrequencies().size(), 2);
 }
 
-void tst_RtlUsbRadioDevice::startTellsTheTunedFrequency()
+void tst_RtlUsbRadioDevice::startTellsTunedFrequency()
 {
     RtlUsbRig rig(m_vendor);
     QSignalSpy frequencyChanged(rig.device.get(), &AbstractRadioDevice::frequencyChanged);
@@ -261,7 +261,7 @@ void tst_RtlUsbRadioDevice::startSurvivesRefusedSetters()
     QCOMPARE(rig.warnings(), warnings);
 }
 
-void tst_RtlUsbRadioDevice::sampleRateChangedWhileStoppedIsUsedByTheNextStart()
+void tst_RtlUsbRadioDevice::sampleRateChangedWhileStoppedIsUsedByNextStart()
 {
     RtlUsbRig rig(m_vendor);
     rig.device->setSampleRate(1'024'000.0);
@@ -276,7 +276,7 @@ void tst_RtlUsbRadioDevice::sampleRateChangedWhileStoppedIsUsedByTheNextStart()
     QCOMPARE(rig.calls().value(1), QStringLiteral("rtlsdr_set_sample_rate(dev2, 2400000) = 0"));
 }
 
-void tst_RtlUsbRadioDevice::stopCancelsTheReadThenCloses()
+void tst_RtlUsbRadioDevice::stopCancelsReadThenCloses()
 {
     RtlUsbRig rig(m_vendor);
     QVERIFY(rig.device->start(false));
@@ -294,7 +294,7 @@ void tst_RtlUsbRadioDevice::stopCancelsTheReadThenCloses()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RtlUsbRadioDevice::stopOfAStoppedDeviceTouchesNoHardware()
+void tst_RtlUsbRadioDevice::stopOfStoppedDeviceTouchesNoHardware()
 {
     RtlUsbRig rig(m_vendor);
     rig.device->stop();
@@ -307,7 +307,7 @@ void tst_RtlUsbRadioDevice::stopOfAStoppedDeviceTouchesNoHardware()
     QCOMPARE(m_vendor.calls(), QStringList());
 }
 
-void tst_RtlUsbRadioDevice::deviceStartsAgainAfterAStop()
+void tst_RtlUsbRadioDevice::deviceStartsAgainAfterStop()
 {
     RtlUsbRig rig(m_vendor);
     for (int i = 1; i <= 3; ++i) {

@@ -19,18 +19,18 @@ class tst_RtlUsbRead : public QObject
 private slots:
     void init();
 
-    void startWithoutAThreadToReadOnFails();
-    void stopRightAfterAStartCancelsUntilTheReadHears();
+    void startWithoutThreadToReadOnFails();
+    void stopRightAfterStartCancelsUntilReadHears();
     void readThatNeverReturnsIsWaitedForNoLongerThanItsDeadline();
     void closeThatNeverReturnsIsWaitedForNoLongerThanItsDeadline();
-    void deviceStartsAgainOnceTheReadHasReturned();
-    void deviceMayGoBeforeTheReadHasReturned();
-    void bufferAfterTheCancelTouchesNoDevice();
+    void deviceStartsAgainOnceReadHasReturned();
+    void deviceMayGoBeforeReadHasReturned();
+    void bufferAfterCancelTouchesNoDevice();
     void stalledReadIsStopped();
-    void unpluggedDongleEndsTheReadAndWaitsForTheWatchdog();
+    void unpluggedDongleEndsReadAndWaitsForWatchdog();
     void readThatFailsAtOnceEndsQuietly();
-    void destructionOfARunningDeviceEndsItsRead();
-    void startAndStopLeaveNoThreadBehind();
+    void destructionOfRunningDeviceEndsItsRead();
+    void startAndStopLeaveNoThread();
 
 private:
     FakeVendor m_vendor;
@@ -42,7 +42,7 @@ void tst_RtlUsbRead::init()
     m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
 }
 
-void tst_RtlUsbRead::startWithoutAThreadToReadOnFails()
+void tst_RtlUsbRead::startWithoutThreadToReadOnFails()
 {
     RtlUsbRig rig(m_vendor);
     rig.open(); // which makes the library's thread
@@ -60,7 +60,7 @@ void tst_RtlUsbRead::startWithoutAThreadToReadOnFails()
     QTRY_VERIFY(rig.written() > 0);
 }
 
-void tst_RtlUsbRead::stopRightAfterAStartCancelsUntilTheReadHears()
+void tst_RtlUsbRead::stopRightAfterStartCancelsUntilReadHears()
 {
     m_vendor.set(QStringLiteral("hang.rtlsdr_read_async"), 1);
     RtlUsbRig rig(m_vendor);
@@ -121,7 +121,7 @@ void tst_RtlUsbRead::closeThatNeverReturnsIsWaitedForNoLongerThanItsDeadline()
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close")).size(), 1);
 }
 
-void tst_RtlUsbRead::deviceStartsAgainOnceTheReadHasReturned()
+void tst_RtlUsbRead::deviceStartsAgainOnceReadHasReturned()
 {
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
     RtlUsbRig rig(m_vendor, {300ms, 300ms});
@@ -141,7 +141,7 @@ void tst_RtlUsbRead::deviceStartsAgainOnceTheReadHasReturned()
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close(dev2) = 0")).size(), 1);
 }
 
-void tst_RtlUsbRead::deviceMayGoBeforeTheReadHasReturned()
+void tst_RtlUsbRead::deviceMayGoBeforeReadHasReturned()
 {
     m_vendor.set(QStringLiteral("rtlsdr.deaf"), 1);
     m_vendor.set(QStringLiteral("rtlsdr.late"), 20);
@@ -156,7 +156,7 @@ void tst_RtlUsbRead::deviceMayGoBeforeTheReadHasReturned()
     QTRY_COMPARE(m_vendor.calls(QStringLiteral("rtlsdr_close(dev1) = 0")).size(), 1);
 }
 
-void tst_RtlUsbRead::bufferAfterTheCancelTouchesNoDevice()
+void tst_RtlUsbRead::bufferAfterCancelTouchesNoDevice()
 {
     m_vendor.set(QStringLiteral("rtlsdr.late"), 5);
     RtlUsbRig rig(m_vendor);
@@ -180,7 +180,7 @@ void tst_RtlUsbRead::stalledReadIsStopped()
     QCOMPARE(m_vendor.calls().constLast(), QStringLiteral("rtlsdr_close(dev1) = 0"));
 }
 
-void tst_RtlUsbRead::unpluggedDongleEndsTheReadAndWaitsForTheWatchdog()
+void tst_RtlUsbRead::unpluggedDongleEndsReadAndWaitsForWatchdog()
 {
     RtlUsbRig rig(m_vendor);
     QVERIFY(rig.device->start(false));
@@ -212,7 +212,7 @@ void tst_RtlUsbRead::readThatFailsAtOnceEndsQuietly()
     QCOMPARE(m_vendor.calls().constLast(), QStringLiteral("rtlsdr_close(dev1) = 0"));
 }
 
-void tst_RtlUsbRead::destructionOfARunningDeviceEndsItsRead()
+void tst_RtlUsbRead::destructionOfRunningDeviceEndsItsRead()
 {
     RtlUsbRig rig(m_vendor);
     QVERIFY(rig.device->start(false));
@@ -222,7 +222,7 @@ void tst_RtlUsbRead::destructionOfARunningDeviceEndsItsRead()
     QCOMPARE(m_vendor.calls().constLast(), QStringLiteral("rtlsdr_close(dev1) = 0"));
 }
 
-void tst_RtlUsbRead::startAndStopLeaveNoThreadBehind()
+void tst_RtlUsbRead::startAndStopLeaveNoThread()
 {
     const auto threads = [] {
         return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();

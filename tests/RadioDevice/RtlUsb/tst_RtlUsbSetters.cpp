@@ -11,12 +11,12 @@ private slots:
 
     void closedDeviceStoresAndCallsNothing_data();
     void closedDeviceStoresAndCallsNothing();
-    void openDeviceStoresAndCallsTheLibrary_data();
-    void openDeviceStoresAndCallsTheLibrary();
+    void openDeviceStoresAndCallsLibrary_data();
+    void openDeviceStoresAndCallsLibrary();
     void refusedValueIsReportedAndStays_data();
     void refusedValueIsReportedAndStays();
 
-    void correctionTakesTheNumberAndKeepsWhetherThereIsOne();
+    void correctionTakesNumberAndKeepsWhetherThereIsOne();
     void tunerGainIsHeldBackWhileTunerAgcIsSet();
     void tunerGainIsLoggedWhenItIsSet();
 
@@ -78,12 +78,12 @@ void tst_RtlUsbSetters::closedDeviceStoresAndCallsNothing()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RtlUsbSetters::openDeviceStoresAndCallsTheLibrary_data()
+void tst_RtlUsbSetters::openDeviceStoresAndCallsLibrary_data()
 {
     setters();
 }
 
-void tst_RtlUsbSetters::openDeviceStoresAndCallsTheLibrary()
+void tst_RtlUsbSetters::openDeviceStoresAndCallsLibrary()
 {
     QFETCH(QString, property);
     QFETCH(QVariant, value);
@@ -127,7 +127,7 @@ void tst_RtlUsbSetters::refusedValueIsReportedAndStays()
     QVERIFY(rig.device->running());
 }
 
-void tst_RtlUsbSetters::correctionTakesTheNumberAndKeepsWhetherThereIsOne()
+void tst_RtlUsbSetters::correctionTakesNumberAndKeepsWhetherThereIsOne()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();

@@ -14,12 +14,12 @@ class tst_RtlUsbStreaming : public QObject
 private slots:
     void init();
 
-    void samplesReachTheRingBitForBit_data();
-    void samplesReachTheRingBitForBit();
+    void samplesReachRingBitForBit_data();
+    void samplesReachRingBitForBit();
     void swapIQTakesEffectWhileRunning();
-    void bufferOfAnotherLengthSetsTheBlockSize();
+    void bufferOfAnotherLengthSetsBlockSize();
     void lengthsThatFillNoSampleAreCut();
-    void emptyBufferEmptiesTheBlock();
+    void emptyBufferEmptiesBlock();
     void buffersThatCannotBeAreDropped_data();
     void buffersThatCannotBeAreDropped();
     void steadyStateAllocatesNothing();
@@ -35,14 +35,14 @@ void tst_RtlUsbStreaming::init()
     m_vendor.set(QStringLiteral("pace"), QStringLiteral("fast"));
 }
 
-void tst_RtlUsbStreaming::samplesReachTheRingBitForBit_data()
+void tst_RtlUsbStreaming::samplesReachRingBitForBit_data()
 {
     QTest::addColumn<bool>("swapIQ");
     QTest::newRow("as it comes") << false;
     QTest::newRow("swapped") << true;
 }
 
-void tst_RtlUsbStreaming::samplesReachTheRingBitForBit()
+void tst_RtlUsbStreaming::samplesReachRingBitForBit()
 {
     QFETCH(bool, swapIQ);
     constexpr int kSamples = 3 * 32'768;
@@ -77,7 +77,7 @@ void tst_RtlUsbStreaming::swapIQTakesEffectWhileRunning()
     QVERIFY(samples[1].re == 1 * kRtlUsbScale && samples[1].im == 2 * kRtlUsbScale);
 }
 
-void tst_RtlUsbStreaming::bufferOfAnotherLengthSetsTheBlockSize()
+void tst_RtlUsbStreaming::bufferOfAnotherLengthSetsBlockSize()
 {
     m_vendor.set(QStringLiteral("stall"), 1);
     m_vendor.set(QStringLiteral("buffer"), 8192);
@@ -105,7 +105,7 @@ void tst_RtlUsbStreaming::lengthsThatFillNoSampleAreCut()
     QCOMPARE(rig.device->blockSize(), 1);
 }
 
-void tst_RtlUsbStreaming::emptyBufferEmptiesTheBlock()
+void tst_RtlUsbStreaming::emptyBufferEmptiesBlock()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();

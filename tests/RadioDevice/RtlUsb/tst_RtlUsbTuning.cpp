@@ -11,24 +11,24 @@ class tst_RtlUsbTuning : public QObject
 private slots:
     void init();
 
-    void samplingModeDecidesTheRanges_data();
-    void samplingModeDecidesTheRanges();
-    void samplingModeOfAClosedDeviceLeavesTheTables();
-    void refusedSamplingModeBuildsTheTablesAllTheSame();
+    void samplingModeDecidesRanges_data();
+    void samplingModeDecidesRanges();
+    void samplingModeOfClosedDeviceLeavesTables();
+    void refusedSamplingModeStillBuildsTables();
     void frequencyThatStaysValidIsKept();
-    void frequencyBelowTheTunerFallsToTheDefault();
-    void tunerThatCannotReachTheDefaultKeepsThePresentOne();
+    void frequencyBelowTunerFallsToDefault();
+    void tunerThatCannotReachDefaultKeepsPresentOne();
 
-    void frequencyGoesToTheDongleUncorrected();
+    void frequencyGoesToDongleUncorrected();
     void frequencyIsTruncated();
-    void frequencyOutsideTheRangesIsReplacedByThePresentOne();
-    void refusedFrequencyIsLoggedAndThePresentOneKept();
-    void frequencyThatIsNoNumberIsAnsweredWithThePresentOne();
+    void frequencyOutsideRangesIsReplacedByPresentOne();
+    void refusedFrequencyIsLoggedAndPresentOneKept();
+    void frequencyThatIsNoNumberIsAnsweredWithPresentOne();
 
-    void sampleRateReachesARunningDongle();
+    void sampleRateReachesRunningDongle();
     void refusedSampleRateIsReported();
-    void sampleRateIsHeldToWhatTheLibraryTakes_data();
-    void sampleRateIsHeldToWhatTheLibraryTakes();
+    void sampleRateIsHeldToWhatLibraryTakes_data();
+    void sampleRateIsHeldToWhatLibraryTakes();
     void sampleRateThatIsNoNumberReachesNothing();
 
 private:
@@ -40,7 +40,7 @@ void tst_RtlUsbTuning::init()
     m_vendor.reset();
 }
 
-void tst_RtlUsbTuning::samplingModeDecidesTheRanges_data()
+void tst_RtlUsbTuning::samplingModeDecidesRanges_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<int>("tuner");
@@ -56,7 +56,7 @@ void tst_RtlUsbTuning::samplingModeDecidesTheRanges_data()
     QTest::newRow("mode 1, tuner -1") << 1 << -1 << 50'000;
 }
 
-void tst_RtlUsbTuning::samplingModeDecidesTheRanges()
+void tst_RtlUsbTuning::samplingModeDecidesRanges()
 {
     QFETCH(int, mode);
     QFETCH(int, tuner);
@@ -75,7 +75,7 @@ void tst_RtlUsbTuning::samplingModeDecidesTheRanges()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RtlUsbTuning::samplingModeOfAClosedDeviceLeavesTheTables()
+void tst_RtlUsbTuning::samplingModeOfClosedDeviceLeavesTables()
 {
     RtlUsbRig rig(m_vendor);
     rig.device->setSamplingMode(1);
@@ -88,7 +88,7 @@ void tst_RtlUsbTuning::samplingModeOfAClosedDeviceLeavesTheTables()
     QVERIFY(!rig.device->isFrequencySupported(500'000.0));
 }
 
-void tst_RtlUsbTuning::refusedSamplingModeBuildsTheTablesAllTheSame()
+void tst_RtlUsbTuning::refusedSamplingModeStillBuildsTables()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();
@@ -111,7 +111,7 @@ void tst_RtlUsbTuning::frequencyThatStaysValidIsKept()
     QCOMPARE(m_vendor.calls(QStringLiteral("rtlsdr_set_center_freq")), QStringList());
 }
 
-void tst_RtlUsbTuning::frequencyBelowTheTunerFallsToTheDefault()
+void tst_RtlUsbTuning::frequencyBelowTunerFallsToDefault()
 {
     m_vendor.set(QStringLiteral("rtlsdr_get_tuner_type"), 1);
     RtlUsbRig rig(m_vendor);
@@ -126,7 +126,7 @@ void tst_RtlUsbTuning::frequencyBelowTheTunerFallsToTheDefault()
                                        QStringLiteral("rtlsdr_set_center_freq(dev1, 100000000) = 0")}));
 }
 
-void tst_RtlUsbTuning::tunerThatCannotReachTheDefaultKeepsThePresentOne()
+void tst_RtlUsbTuning::tunerThatCannotReachDefaultKeepsPresentOne()
 {
     m_vendor.set(QStringLiteral("rtlsdr_get_tuner_type"), 4);
     RtlUsbRig rig(m_vendor);
@@ -139,7 +139,7 @@ void tst_RtlUsbTuning::tunerThatCannotReachTheDefaultKeepsThePresentOne()
     QCOMPARE(rig.device->frequency(), 146'000'000.0);
 }
 
-void tst_RtlUsbTuning::frequencyGoesToTheDongleUncorrected()
+void tst_RtlUsbTuning::frequencyGoesToDongleUncorrected()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();
@@ -161,7 +161,7 @@ void tst_RtlUsbTuning::frequencyIsTruncated()
                                        QStringLiteral("rtlsdr_set_center_freq(dev1, 2200000000) = 0")}));
 }
 
-void tst_RtlUsbTuning::frequencyOutsideTheRangesIsReplacedByThePresentOne()
+void tst_RtlUsbTuning::frequencyOutsideRangesIsReplacedByPresentOne()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();
@@ -176,7 +176,7 @@ void tst_RtlUsbTuning::frequencyOutsideTheRangesIsReplacedByThePresentOne()
     QCOMPARE(rig.log.texts(), QStringList());
 }
 
-void tst_RtlUsbTuning::refusedFrequencyIsLoggedAndThePresentOneKept()
+void tst_RtlUsbTuning::refusedFrequencyIsLoggedAndPresentOneKept()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();
@@ -190,7 +190,7 @@ void tst_RtlUsbTuning::refusedFrequencyIsLoggedAndThePresentOneKept()
     QCOMPARE(rig.warnings(), QStringList{QStringLiteral("Error set RTLSDR LO  1.455e+08")});
 }
 
-void tst_RtlUsbTuning::frequencyThatIsNoNumberIsAnsweredWithThePresentOne()
+void tst_RtlUsbTuning::frequencyThatIsNoNumberIsAnsweredWithPresentOne()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();
@@ -206,7 +206,7 @@ void tst_RtlUsbTuning::frequencyThatIsNoNumberIsAnsweredWithThePresentOne()
     QCOMPARE(rig.warnings(), QStringList());
 }
 
-void tst_RtlUsbTuning::sampleRateReachesARunningDongle()
+void tst_RtlUsbTuning::sampleRateReachesRunningDongle()
 {
     RtlUsbRig rig(m_vendor);
     rig.open();
@@ -229,7 +229,7 @@ void tst_RtlUsbTuning::refusedSampleRateIsReported()
     QVERIFY(rig.device->running());
 }
 
-void tst_RtlUsbTuning::sampleRateIsHeldToWhatTheLibraryTakes_data()
+void tst_RtlUsbTuning::sampleRateIsHeldToWhatLibraryTakes_data()
 {
     QTest::addColumn<double>("rate");
     QTest::addColumn<QString>("passed");
@@ -239,7 +239,7 @@ void tst_RtlUsbTuning::sampleRateIsHeldToWhatTheLibraryTakes_data()
     QTest::newRow("1e18") << 1e18 << QStringLiteral("4294967295");
 }
 
-void tst_RtlUsbTuning::sampleRateIsHeldToWhatTheLibraryTakes()
+void tst_RtlUsbTuning::sampleRateIsHeldToWhatLibraryTakes()
 {
     QFETCH(double, rate);
     QFETCH(QString, passed);
