@@ -38,7 +38,7 @@ private slots:
     void durationIsRoundedToMilliseconds();
     void durationIsZeroWhereItCannotBeDivided_data();
     void durationIsZeroWhereItCannotBeDivided();
-    void durationOfAnySizeIsTime_data();
+    void durationOfAnySizeIsTimeOfDay_data();
     void durationOfAnySizeIsTimeOfDay();
 };
 
@@ -121,7 +121,7 @@ void tst_WavHeader::durationIsZeroWhereItCannotBeDivided()
     QCOMPARE(h.durationSeconds(), 0LL);
 }
 
-void tst_WavHeader::durationOfAnySizeIsTime_data()
+void tst_WavHeader::durationOfAnySizeIsTimeOfDay_data()
 {
     QTest::addColumn<qint64>("fileSize");
     QTest::addColumn<QTime>("expected");
