@@ -10,10 +10,10 @@
 #include "Network/Socket/FFTSocket.h"
 
 #include <QMutexLocker>
-#include <QTimer>
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace
 {
@@ -50,44 +50,21 @@ QVector<float> blackman(int size)
 } // namespace
 
 FFTStream::FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* parent)
-    : QObject(parent)
-    , m_socket(std::move(socket))
-    , m_fftSocket(QSharedPointer<FFTSocket>::create(m_socket))
-    , m_timer(new QTimer(this))
-    , m_sender(m_fftSocket, compress, nullptr)
+    : FFTStream(QSharedPointer<FFTSocket>::create(socket), socket, compress, parent)
 {
-    m_socket->addSocket(m_fftSocket);
-    m_timer->setInterval(kTick);
-    m_timer->setTimerType(Qt::PreciseTimer);
-    connect(m_timer, &QTimer::timeout, this, &FFTStream::onTimeout);
 }
 
-FFTStream::~FFTStream()
+FFTStream::FFTStream(const QSharedPointer<FFTSocket>& fftSocket, QSharedPointer<Socket> socket, bool compress,
+                     QObject* parent)
+    : DeviceStream(std::move(socket), fftSocket, kTick, Qt::PreciseTimer, parent)
+    , m_sender(fftSocket, compress, nullptr)
 {
-    m_socket->removeSocket(m_fftSocket);
-}
-
-void FFTStream::setHost(const QHostAddress& address, quint16 port)
-{
-    m_address = address;
-    m_port = port;
 }
 
 void FFTStream::setDevice(AbstractRadioDevice* device)
 {
-    m_device = device;
+    DeviceStream::setDevice(device);
     m_reader = QSharedPointer<Reader>::create(Reader{0, device->inBuffer()});
-}
-
-void FFTStream::start()
-{
-    m_timer->start();
-}
-
-void FFTStream::stop()
-{
-    m_timer->stop();
-    m_device = nullptr;
 }
 
 void FFTStream::setDataRange(int startIndex, int stopIndex, int dataSize, int fftSize)
@@ -125,7 +102,7 @@ void FFTStream::setFftSize(int fftSize)
 
 void FFTStream::onTimeout()
 {
-    if (m_device == nullptr || m_fftSize < 1 || m_sender.isSending()) {
+    if (!hasDevice() || m_fftSize < 1 || m_sender.isSending()) {
         return;
     }
     readBlock();
@@ -137,7 +114,7 @@ void FFTStream::onTimeout()
     for (int first = 0; first < m_dataSize; first += kRun) {
         fillPoints(first, std::min(kRun, m_dataSize - first));
     }
-    m_sender.send(m_points, m_address, m_port);
+    m_sender.send(m_points, address(), port());
 }
 
 // The frame ends at the newest sample; where none has come since the last tick, the index steps back

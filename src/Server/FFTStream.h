@@ -3,41 +3,30 @@
 #include "Core/Signal/AlignedSamples.h"
 #include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
+#include "Server/DeviceStream.h"
 #include "Server/FrameSender.h"
 
-#include <QHostAddress>
-#include <QObject>
-#include <QSharedPointer>
 #include <QVector>
 #include <array>
 
-class AbstractRadioDevice;
 class FftEngine;
 class FFTSocket;
-class QTimer;
-class Socket;
 
 /// Sends the client a spectrum of a device's raw input, 25 frames a second, each from one windowed transform
 /// of the newest samples: the bins asked for, thinned or repeated to the number of points asked for.
 /// A point is -4 times the power in dB; 800 marks a point without a bin. There is no frame for a tick at
-/// which the one before is not sent yet.
+/// which the one before is not sent yet. A frame that has begun is sent whole, even if the stream is stopped
+/// or the range or host changes. The range outlives a session.
 /// Thread:    the main one; the ring is written by another, under its mutex.
-/// Ownership: the device is not owned, and forgotten by stop(). Range and engine outlive a session.
-class FFTStream : public QObject
+class FFTStream : public DeviceStream
 {
     Q_OBJECT
 
 public:
     FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* parent);
-    ~FFTStream() override;
 
-    void setHost(const QHostAddress& address, quint16 port);
     /// Reads the device's inBuffer.
-    void setDevice(AbstractRadioDevice* device);
-    void start();
-    /// Nothing refers to the device from here on. A frame that has begun is sent whole all the same, as it is
-    /// when the range or the host changes.
-    void stop();
+    void setDevice(AbstractRadioDevice* device) override;
 
     /// `dataSize` points a frame, spread evenly over the bins from `startIndex` up to, not including,
     /// `stopIndex`; bin `fftSize` / 2 is the receiver's centre. Bins may lie outside the transform.
@@ -48,7 +37,7 @@ public:
 
 public slots:
     /// One frame; of a long one the rest follows in later turns of the event loop.
-    void onTimeout();
+    void onTimeout() override;
 
 private:
     static constexpr int kRun = 256; // points made at a time
@@ -59,20 +48,16 @@ private:
         QSharedPointer<RingBuffer<DoubleComplex>> buffer;
     };
 
+    FFTStream(const QSharedPointer<FFTSocket>& fftSocket, QSharedPointer<Socket> socket, bool compress,
+              QObject* parent);
     void setFftSize(int fftSize);
     void readBlock();
     void applyWindow();
     void fillPoints(int first, int count);
 
-    QSharedPointer<Socket> m_socket;
-    QSharedPointer<FFTSocket> m_fftSocket;
-    AbstractRadioDevice* m_device = nullptr;
-    QTimer* m_timer;
     QSharedPointer<Reader> m_reader;
     FrameSender m_sender;
     QVector<qint16> m_points; // of a frame
-    QHostAddress m_address;
-    quint16 m_port = 0;
     int m_startIndex = 0;
     int m_stopIndex = 0;
     int m_dataSize = 0;

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Server/Turns.h"
+
 #include <QHostAddress>
 #include <QObject>
 #include <QSharedPointer>
 #include <QVector>
 
 class FFTSocket;
-class QTimer;
 
 /// Sends spectrum frames, one at a time: a header of three values, then datagrams of 252 points, the last one
 /// shorter. A long frame takes several turns of the event loop, so that whatever else waits is not held up by
@@ -30,11 +31,9 @@ public:
     void send(const QVector<qint16>& points, const QHostAddress& address, quint16 port);
 
 private:
-    void sendTurn();
-    void sendPacket();
+    [[nodiscard]] bool sendPacket();
 
     QSharedPointer<FFTSocket> m_fftSocket;
-    QTimer* m_nextTurn;
     QVector<qint16> m_header;
     QVector<qint16> m_packet;
     QVector<qint16> m_lastPacket;
@@ -42,5 +41,6 @@ private:
     int m_sent = 0;           // of those points
     QHostAddress m_address;
     quint16 m_port = 0;
+    Turns m_turns;
     const bool m_compress;
 };

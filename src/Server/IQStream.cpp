@@ -7,7 +7,7 @@
 #include "Server/IqConversion.h"
 
 #include <QMutexLocker>
-#include <QTimer>
+#include <utility>
 
 namespace
 {
@@ -18,71 +18,47 @@ constexpr int kBlocksPerTurn = 40; // half a millisecond's work
 } // namespace
 
 IQStream::IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent)
-    : QObject(parent)
-    , m_socket(std::move(socket))
-    , m_iqSocket(QSharedPointer<IQSocket>::create(m_socket))
-    , m_timer(new QTimer(this))
-    , m_nextTurn(new QTimer(this))
+    : IQStream(QSharedPointer<IQSocket>::create(socket), socket, compress, parent)
+{
+}
+
+IQStream::IQStream(QSharedPointer<IQSocket> iqSocket, QSharedPointer<Socket> socket, bool compress,
+                   QObject* parent)
+    : DeviceStream(std::move(socket), iqSocket, kTick, Qt::CoarseTimer, parent)
+    , m_iqSocket(std::move(iqSocket))
+    , m_turns(kBlocksPerTurn, [this] { return sendBlock(); })
     , m_block(IqBlocks::kSamples)
     , m_samples(IqBlocks::kValues)
     , m_compress(compress)
 {
-    m_socket->addSocket(m_iqSocket);
-    m_timer->setInterval(kTick);
-    connect(m_timer, &QTimer::timeout, this, &IQStream::onTimeout);
-    m_nextTurn->setSingleShot(true);
-    m_nextTurn->setInterval(0);
-    connect(m_nextTurn, &QTimer::timeout, this, &IQStream::onTimeout);
-}
-
-IQStream::~IQStream()
-{
-    m_socket->removeSocket(m_iqSocket);
-}
-
-void IQStream::setHost(const QHostAddress& address, quint16 port)
-{
-    m_address = address;
-    m_port = port;
 }
 
 void IQStream::setDevice(AbstractRadioDevice* device)
 {
-    m_device = device;
+    DeviceStream::setDevice(device);
     m_reader = QSharedPointer<Reader>::create(Reader{0, device->outBuffer()});
     m_reader->start();
 }
 
-void IQStream::start()
-{
-    m_timer->start();
-}
-
 void IQStream::stop()
 {
-    m_timer->stop();
-    m_nextTurn->stop();
-    m_device = nullptr;
+    m_turns.stop();
+    DeviceStream::stop();
 }
 
 void IQStream::onTimeout()
 {
-    for (int i = 0; i < kBlocksPerTurn; ++i) {
-        if (!sendBlock()) {
-            return;
-        }
-    }
-    m_nextTurn->start();
+    m_turns.run();
 }
 
 // False if there is none to be sent.
 bool IQStream::sendBlock()
 {
-    if (m_device == nullptr || !m_reader->read(m_block.data(), IqBlocks::kSamples)) {
+    if (!hasDevice() || !m_reader->read(m_block.data(), IqBlocks::kSamples)) {
         return false;
     }
     convertIq(m_block.constData(), IqBlocks::kSamples, m_samples.data());
-    m_iqSocket->send(m_samples, m_address, m_port, m_compress);
+    m_iqSocket->send(m_samples, address(), port(), m_compress);
     return true;
 }
 

@@ -3,24 +3,19 @@
 #include "Core/Signal/DoubleComplex.h"
 #include "Core/Worker/RingBuffer.h"
 #include "Core/Worker/RingPosition.h"
+#include "Server/DeviceStream.h"
+#include "Server/Turns.h"
 
-#include <QHostAddress>
-#include <QObject>
-#include <QSharedPointer>
 #include <QVector>
 
-class AbstractRadioDevice;
 class IQSocket;
-class QTimer;
-class Socket;
 
 /// Sends the down-converted samples of a device to the client: 128 samples a datagram, 16-bit, real part
 /// first, as many datagrams a tick as the ring has full blocks.
 /// Thread:    the main one; the ring is written by another, under its mutex.
-/// Ownership: the device is not owned, and forgotten by stop().
 /// Errors:    none: what can't be sent is lost, and a reader that the ring has overrun reads on, with what it
 ///            missed counted (Losses).
-class IQStream : public QObject
+class IQStream : public DeviceStream
 {
     Q_OBJECT
 
@@ -40,32 +35,25 @@ public:
     };
 
     IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent);
-    ~IQStream() override;
 
-    void setHost(const QHostAddress& address, quint16 port);
     /// Reads the device's outBuffer from index 0 on.
-    void setDevice(AbstractRadioDevice* device);
-    void start();
-    /// Nothing refers to the device from here on.
-    void stop();
+    void setDevice(AbstractRadioDevice* device) override;
+    void stop() override;
 
 public slots:
     /// Sends all that waits; of a long backlog the rest follows in later turns of the event loop, so that
     /// whatever else waits is not held up by its compression.
-    void onTimeout();
+    void onTimeout() override;
 
 private:
+    IQStream(QSharedPointer<IQSocket> iqSocket, QSharedPointer<Socket> socket, bool compress,
+             QObject* parent);
     [[nodiscard]] bool sendBlock();
 
-    QSharedPointer<Socket> m_socket;
     QSharedPointer<IQSocket> m_iqSocket;
-    QTimer* m_timer;
-    QTimer* m_nextTurn; // of a backlog that is not sent yet
-    AbstractRadioDevice* m_device = nullptr;
+    Turns m_turns; // of a backlog
     QSharedPointer<Reader> m_reader;
     QVector<DoubleComplex> m_block;
     QVector<qint16> m_samples;
-    QHostAddress m_address;
-    quint16 m_port = 0;
-    bool m_compress;
+    const bool m_compress;
 };

@@ -19,7 +19,7 @@ QString encode(const QByteArray& bytes);
 [[nodiscard]] bool decode(const char* text, std::vector<unsigned char>& bytes);
 [[nodiscard]] bool decode(const std::string& text, std::vector<unsigned char>& bytes);
 
-/// The id that `text` stands for; the empty value if it stands for none.
+/// The id that `text` spells; the empty value if it spells none.
 [[nodiscard]] int160 decode(const QString& text);
 
 } // namespace Base58

@@ -63,7 +63,7 @@ int hexNumber(const char* text, const char* end)
     return number;
 }
 
-// Reads the escape whose backslash is at `text`, and moves behind it. One that is no JSON ends the key, and
+// Reads the escape whose backslash is at `text`, and moves past it. One that is no JSON ends the key, and
 // the text with it when Qt comes to read it.
 uint readEscape(const char*& text, const char* end)
 {

@@ -13,7 +13,7 @@ namespace
 constexpr int kPrefixSize = 4; // bytes, of a count or a length
 constexpr int kLevel = 9;
 
-// The most that one byte of a deflate stream can stand for (zlib's technical details): a length that is more
+// The most that one byte of a deflate stream can mean (zlib's technical details): a length that is more
 // is a lie.
 constexpr qint64 kBestRatio = 1032;
 
@@ -40,7 +40,7 @@ void appendRun(QByteArray& block, const QVector<Sample>& samples)
     qToBigEndian<Bits<Sample>>(samples.constData(), samples.size(), out + kPrefixSize);
 }
 
-// Reads the run at `offset` and moves the offset behind it.
+// Reads the run at `offset` and moves the offset past it.
 template <typename Sample>
 std::optional<QVector<Sample>> take(const QByteArray& block, int& offset)
 {

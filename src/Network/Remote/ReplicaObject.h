@@ -17,8 +17,7 @@ class QTimer;
 /// Ownership: shares the RpcSocket. Its destructor leaves two commands declared, pci_ and sync_crc_, which do
 ///            nothing any more; the next replica of the name takes them over.
 /// Errors:    a lost message of the set costs one more round. What would let the copy grow beyond
-/// kMaximumSize
-///            is left out, with one warning.
+///            kMaximumSize is left out, with one warning.
 class ReplicaObject : public QObject
 {
     Q_OBJECT

@@ -10,7 +10,7 @@
 
 /// Publishes every property of one object to a peer, and writes the peer's values to it.
 /// The whole set goes out when a replica asks (it_ra_), five times a second at most, single values when they
-/// change (pc_), and any node may write (wp_). The pair's name stands directly behind each command's prefix.
+/// change (pc_), and any node may write (wp_). The calls are drawn in Replication.h.
 /// Thread:    that of the Socket. The target may live on another: its changes then arrive queued, but its
 ///            values are read, and its setters called, directly on the Socket's thread.
 /// Ownership: shares the RpcSocket; the target is not owned and may go first, then there is nothing to

@@ -6,19 +6,13 @@
 #include <utility>
 
 AudioSocket::AudioSocket(QSharedPointer<Socket> socket, QObject* parent)
-    : QObject(parent)
-    , m_socket(std::move(socket))
+    : CallbackSocket(std::move(socket), parent)
 {
-}
-
-void AudioSocket::setCallback(Callback callback)
-{
-    m_callback = std::move(callback);
 }
 
 bool AudioSocket::send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port)
 {
-    return m_socket->write(makePacket(PacketType::Audio, SampleBlock::encode(samples)), address, port);
+    return socket().write(makePacket(PacketType::Audio, SampleBlock::encode(samples)), address, port);
 }
 
 bool AudioSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quint16 /*port*/)
@@ -27,7 +21,6 @@ bool AudioSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, q
         return false;
     }
     data.remove(0, 1);
-    m_received = SampleBlock::decode(data).value_or(QVector<qint16>());
-    m_callback(m_received);
+    deliver(SampleBlock::decode(data).value_or(QVector<qint16>()));
     return true;
 }

@@ -1,33 +1,23 @@
 #pragma once
 
-#include "Network/Socket/Socket.h"
+#include "Network/Socket/CallbackSocket.h"
 
 #include <QVector>
-#include <functional>
 
 /// Audio samples, always plain, one block a datagram.
 /// Thread:    that of the Socket.
 /// Ownership: the owner attaches it with Socket::addSocket. It shares the Socket.
 /// Errors:    a damaged block is received as no samples. A packet that arrives while the callback is empty
 ///            raises std::bad_function_call.
-class AudioSocket : public QObject, public InterfaceSocket
+class AudioSocket : public CallbackSocket<QVector<qint16>>
 {
     Q_OBJECT
 
 public:
-    using Callback = std::function<void(const QVector<qint16>& samples)>;
-
     explicit AudioSocket(QSharedPointer<Socket> socket, QObject* parent = nullptr);
-
-    void setCallback(Callback callback);
 
     /// The result is that of Socket::write.
     bool send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port);
 
     bool readyRead(QByteArray& data, const QHostAddress& address, quint16 port) override;
-
-private:
-    QSharedPointer<Socket> m_socket;
-    QVector<qint16> m_received;
-    Callback m_callback;
 };

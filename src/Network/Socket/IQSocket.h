@@ -1,39 +1,14 @@
 #pragma once
 
-#include "Network/Protocol/SampleBlock.h"
-#include "Network/Socket/Socket.h"
+#include "Network/Socket/StreamSocket.h"
 
-#include <QVector>
-#include <functional>
-
-/// IQ samples, plain or compressed, one block a datagram.
+/// IQ samples, compressed at any size when told to.
 /// Thread:    that of the Socket.
 /// Ownership: the owner attaches it with Socket::addSocket. It shares the Socket.
-/// Errors:    a damaged block is received as no samples. While the callback is empty a packet is taken, and
-///            dropped unread.
-class IQSocket : public QObject, public InterfaceSocket
+class IQSocket : public StreamSocket
 {
     Q_OBJECT
 
 public:
-    using Callback = std::function<void(const QVector<qint16>& samples)>;
-
     explicit IQSocket(QSharedPointer<Socket> socket, QObject* parent = nullptr);
-
-    void setCallback(Callback callback);
-    /// A compressed block that says it holds more than `count` samples is received as damaged, and not
-    /// unpacked.
-    void setMaximumSamples(int count);
-
-    /// Compresses at any size when told to. The result is that of Socket::write.
-    bool send(const QVector<qint16>& samples, const QHostAddress& address, quint16 port, bool compress);
-
-    bool readyRead(QByteArray& data, const QHostAddress& address, quint16 port) override;
-
-private:
-    QSharedPointer<Socket> m_socket;
-    QByteArray m_packet; // its memory, from one datagram to the next
-    QVector<qint16> m_received;
-    int m_maximumBlock = SampleBlock::kMaxUncompressed; // bytes
-    Callback m_callback;
 };

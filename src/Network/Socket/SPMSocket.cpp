@@ -3,24 +3,17 @@
 #include "Network/Protocol/PacketType.h"
 #include "Network/Protocol/SampleBlock.h"
 
-#include <tuple>
 #include <utility>
 
 SPMSocket::SPMSocket(QSharedPointer<Socket> socket, QObject* parent)
-    : QObject(parent)
-    , m_socket(std::move(socket))
+    : CallbackSocket(std::move(socket), parent)
 {
-}
-
-void SPMSocket::setCallback(Callback callback)
-{
-    m_callback = std::move(callback);
 }
 
 bool SPMSocket::send(const QVector<float>& first, const QVector<float>& second, const NodeInfo& node)
 {
-    return m_socket->write(makePacket(PacketType::Spm, SampleBlock::encode(first, second)), node.address,
-                           node.port);
+    return socket().write(makePacket(PacketType::Spm, SampleBlock::encode(first, second)), node.address,
+                          node.port);
 }
 
 bool SPMSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, quint16 /*port*/)
@@ -29,7 +22,7 @@ bool SPMSocket::readyRead(QByteArray& data, const QHostAddress& /*address*/, qui
         return false;
     }
     data.remove(0, 1);
-    std::tie(m_receivedFirst, m_receivedSecond) = SampleBlock::decodePair(data);
-    m_callback(m_receivedFirst, m_receivedSecond);
+    auto [first, second] = SampleBlock::decodePair(data);
+    deliver(std::move(first), std::move(second));
     return true;
 }

@@ -1,36 +1,24 @@
 #pragma once
 
 #include "Network/Data/NodeInfo.h"
-#include "Network/Socket/Socket.h"
+#include "Network/Socket/CallbackSocket.h"
 
 #include <QVector>
-#include <functional>
 
 /// Two runs of floats in one datagram, always plain.
 /// Thread:    that of the Socket.
 /// Ownership: the owner attaches it with Socket::addSocket. It shares the Socket.
 /// Errors:    a run that is short or damaged is received as empty, with what follows it. A packet that
-/// arrives
-///            while the callback is empty raises std::bad_function_call.
-class SPMSocket : public QObject, public InterfaceSocket
+///            arrives while the callback is empty raises std::bad_function_call.
+class SPMSocket : public CallbackSocket<QVector<float>, QVector<float>>
 {
     Q_OBJECT
 
 public:
-    using Callback = std::function<void(const QVector<float>& first, const QVector<float>& second)>;
-
     explicit SPMSocket(QSharedPointer<Socket> socket, QObject* parent = nullptr);
-
-    void setCallback(Callback callback);
 
     /// The result is that of Socket::write.
     bool send(const QVector<float>& first, const QVector<float>& second, const NodeInfo& node);
 
     bool readyRead(QByteArray& data, const QHostAddress& address, quint16 port) override;
-
-private:
-    QSharedPointer<Socket> m_socket;
-    QVector<float> m_receivedFirst;
-    QVector<float> m_receivedSecond;
-    Callback m_callback;
 };

@@ -82,7 +82,7 @@ private:
     void walk(int& place, Visit visit);
 
     QList<QSharedPointer<InterfaceSocket>> m_sockets;
-    // Where the walk of each kind stands in m_sockets; removeSocket moves it along.
+    // Where the walk of each kind is in m_sockets; removeSocket moves it along.
     int m_offerPlace = -1;
     int m_heartbeatPlace = -1;
     QTimer* m_timer;

@@ -14,7 +14,7 @@ namespace
 constexpr int kPingTimeout = 1500;       // ms
 constexpr int kDisconnectTimeout = 5000; // ms
 
-// Either side can bring this about as often as it likes, by connecting anew.
+// Either side can bring this about as often as it likes, by connecting again.
 void logDisconnect(const NodeInfo& node)
 {
     LOG_LIMITED(LOG_DEBUG()) << "Disconnect from host ..." << Base58::encode(node.id.bytes())
