@@ -1,8 +1,7 @@
 #include "Client/ServerDouble.h"
 
-#include "Network/Protocol/RpcPacket.h"
+#include "support/Wire.h"
 
-#include <QJsonDocument>
 #include <utility>
 
 namespace
@@ -72,16 +71,16 @@ void ServerDouble::onOpened()
 
 bool ServerDouble::onDatagram(const QByteArray& datagram, const QHostAddress& address, quint16 port)
 {
-    const auto packet = RpcPacket::readHeader(datagram);
-    const bool isCall = packet && packet->targetId == m_rpc->id() && datagram.contains("connect_to_host");
+    const auto message = Wire::read(datagram);
+    const bool isCall =
+        message && message->target == kServerId && message->command == QLatin1String("connect_to_host");
     if (isCall && m_callsToLose > 0) {
         --m_callsToLose;
         return true;
     }
     if (isCall && m_answersToLose > 0) {
         --m_answersToLose;
-        const QByteArray body = datagram.mid(RpcPacket::kHeaderSize);
-        onConnect(QJsonDocument::fromJson(body).object(), {packet->senderId, address, port});
+        onConnect(message->body, {int160(message->sender.constData()), address, port});
         return true;
     }
     if (m_openingTime == 0) {

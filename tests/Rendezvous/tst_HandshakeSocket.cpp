@@ -3,7 +3,7 @@
 #include "Rendezvous/RendezvousServer.h"
 #include "support/LocalNode.h"
 #include "support/LogCapture.h"
-#include "support/RpcPeer.h"
+#include "support/WirePeer.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -93,13 +93,13 @@ struct End
 };
 
 /// Relays a request to punch to the node that it names, as a rendezvous server does.
-void relayRequests(RpcPeer& server)
+void relayRequests(WirePeer& server)
 {
-    QObject::connect(&server, &RpcPeer::called, &server, [&server](const QString& command) {
+    QObject::connect(&server, &WirePeer::called, &server, [&server](const QString& command) {
         if (command != kRequest) {
             return;
         }
-        const RpcPeer::Message request = server.calls(kRequest).last();
+        const WirePeer::Message request = server.calls(kRequest).last();
         server.call(QByteArray::fromHex(request.body.value(QStringLiteral("id")).toString().toLatin1()),
                     QHostAddress(request.body.value(QStringLiteral("address")).toString()),
                     static_cast<quint16>(request.body.value(QStringLiteral("port")).toInt()), kRequest,
@@ -114,7 +114,7 @@ NodeInfo infoOf(const LocalNode& node)
     return {node.rpcSocket->id(), QHostAddress(QHostAddress::LocalHost), node.socket->localPort()};
 }
 
-QJsonObject requestFor(const RpcPeer& peer)
+QJsonObject requestFor(const WirePeer& peer)
 {
     return {{QStringLiteral("id"), QString::fromLatin1(peer.id().toHex())},
             {QStringLiteral("address"), peer.address().toString()},
@@ -122,7 +122,7 @@ QJsonObject requestFor(const RpcPeer& peer)
 }
 
 /// A call of `from`, awaited.
-bool callAndWait(RpcPeer& from, const LocalNode& node, const QString& command,
+bool callAndWait(WirePeer& from, const LocalNode& node, const QString& command,
                  const QJsonObject& arguments = {})
 {
     const int replies = from.replies().size();
@@ -179,9 +179,9 @@ void tst_HandshakeSocket::withAnEmptyListThereIsNoMasterAndNoPing()
 void tst_HandshakeSocket::theMasterIsTheNearestToTheOwnId()
 {
     LocalNode node(kOwnId);
-    const RpcPeer far(QByteArray(20, '\x71'));
-    const RpcPeer near(QByteArray(20, '\x13'));
-    const RpcPeer further(QByteArray(20, '\x15'));
+    const WirePeer far(QByteArray(20, '\x71'));
+    const WirePeer near(QByteArray(20, '\x13'));
+    const WirePeer further(QByteArray(20, '\x15'));
     End end(node, {LocalNode::info(far), LocalNode::info(near), LocalNode::info(further)}, true);
     end.tick(1);
     QTRY_COMPARE(near.calls(kPing).size(), 1);
@@ -191,8 +191,8 @@ void tst_HandshakeSocket::theMasterIsTheNearestToTheOwnId()
 void tst_HandshakeSocket::ofTwoMastersEquallyNearTheEarlierStays()
 {
     LocalNode node(kOwnId);
-    const RpcPeer first(kMasterId);
-    const RpcPeer second(kMasterId);
+    const WirePeer first(kMasterId);
+    const WirePeer second(kMasterId);
     End end(node, {LocalNode::info(first), LocalNode::info(second)}, true);
     end.tick(1);
     QTRY_COMPARE(first.calls(kPing).size(), 1);
@@ -202,7 +202,7 @@ void tst_HandshakeSocket::ofTwoMastersEquallyNearTheEarlierStays()
 void tst_HandshakeSocket::theListeningEndPingsAtTheFirstTickAndThenOnceAMinute()
 {
     LocalNode node(kOwnId);
-    const RpcPeer master(kMasterId);
+    const WirePeer master(kMasterId);
     End end(node, {LocalNode::info(master)}, true);
     end.tick(1);
     QTRY_COMPARE(master.calls(kPing).size(), 1);
@@ -216,7 +216,7 @@ void tst_HandshakeSocket::theListeningEndPingsAtTheFirstTickAndThenOnceAMinute()
 void tst_HandshakeSocket::theReachingEndDoesNotPing()
 {
     LocalNode node(kOwnId);
-    const RpcPeer master(kMasterId);
+    const WirePeer master(kMasterId);
     End end(node, {LocalNode::info(master)}, false);
     end.tick(3, 70'000);
     QCOMPARE(node.socket->sentPackets(), quint64(0));
@@ -227,7 +227,7 @@ void tst_HandshakeSocket::theReachingEndDoesNotPing()
 void tst_HandshakeSocket::theFirstAnsweredPingIsLoggedOnce()
 {
     LocalNode node(kOwnId);
-    const RpcPeer master(kMasterId);
+    const WirePeer master(kMasterId);
     End end(node, {LocalNode::info(master)}, true);
     const LogCapture log;
     for (quint64 i = 1; i <= 3; ++i) {
@@ -240,7 +240,7 @@ void tst_HandshakeSocket::theFirstAnsweredPingIsLoggedOnce()
 void tst_HandshakeSocket::sixMissedPingsEndTheLink()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
+    WirePeer master(kMasterId);
     master.setSilent(true);
     End end(node, {LocalNode::info(master)}, true);
     const LogCapture log;
@@ -262,7 +262,7 @@ void tst_HandshakeSocket::sixMissedPingsEndTheLink()
 void tst_HandshakeSocket::anAnswerForgivesMissedPings()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
+    WirePeer master(kMasterId);
     End end(node, {LocalNode::info(master)}, true);
     const LogCapture log;
     for (int round = 0; round < 2; ++round) {
@@ -282,8 +282,8 @@ void tst_HandshakeSocket::anAnswerForgivesMissedPings()
 void tst_HandshakeSocket::aPingOfAnyoneForgivesMissedPingsAndPutsOffTheNext()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
-    RpcPeer stranger(kStrangerId);
+    WirePeer master(kMasterId);
+    WirePeer stranger(kStrangerId);
     master.setSilent(true);
     End end(node, {LocalNode::info(master)}, true);
     const LogCapture log;
@@ -302,7 +302,7 @@ void tst_HandshakeSocket::aPingOfAnyoneForgivesMissedPingsAndPutsOffTheNext()
 void tst_HandshakeSocket::dropOfTheMasterEndsTheLink()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
+    WirePeer master(kMasterId);
     End end(node, {LocalNode::info(master)}, true);
     const LogCapture log;
     QVERIFY(callAndWait(master, node, QStringLiteral("drop")));
@@ -316,8 +316,8 @@ void tst_HandshakeSocket::dropOfTheMasterEndsTheLink()
 void tst_HandshakeSocket::dropOfAnotherChangesNothing()
 {
     LocalNode node(kOwnId);
-    const RpcPeer master(kMasterId);
-    RpcPeer stranger(kStrangerId);
+    const WirePeer master(kMasterId);
+    WirePeer stranger(kStrangerId);
     End end(node, {LocalNode::info(master)}, true);
     const LogCapture log;
     QVERIFY(callAndWait(stranger, node, QStringLiteral("drop")));
@@ -329,7 +329,7 @@ void tst_HandshakeSocket::dropOfAnotherChangesNothing()
 void tst_HandshakeSocket::inactiveTheMasterIsToldToForgetAndNotPinged()
 {
     LocalNode node(kOwnId);
-    const RpcPeer master(kMasterId);
+    const WirePeer master(kMasterId);
     End end(node, {LocalNode::info(master)}, true);
     QVERIFY(end.object->isActive());
     end.object->setActive(false);
@@ -343,7 +343,7 @@ void tst_HandshakeSocket::inactiveTheMasterIsToldToForgetAndNotPinged()
 void tst_HandshakeSocket::activeAgainTheNextTickPings()
 {
     LocalNode node(kOwnId);
-    const RpcPeer master(kMasterId);
+    const WirePeer master(kMasterId);
     End end(node, {LocalNode::info(master)}, true);
     end.tick(1);
     QTRY_COMPARE(master.calls(kPing).size(), 1);
@@ -356,7 +356,7 @@ void tst_HandshakeSocket::activeAgainTheNextTickPings()
 void tst_HandshakeSocket::anAttemptMakesSevenCallsIfTheLimitDoesNotComeFirst()
 {
     LocalNode node(kOwnId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     End end(node, {}, true);
     const LogCapture log;
@@ -377,7 +377,7 @@ void tst_HandshakeSocket::anAttemptMakesSevenCallsIfTheLimitDoesNotComeFirst()
 void tst_HandshakeSocket::anAttemptFailsAfterSixSeconds()
 {
     LocalNode node(kOwnId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     End end(node, {}, true);
     const LogCapture log;
@@ -397,9 +397,9 @@ void tst_HandshakeSocket::anAttemptFailsAfterSixSeconds()
 void tst_HandshakeSocket::theReachingEndAsksTheServerNearestToTheTarget()
 {
     LocalNode node(kOwnId);
-    const RpcPeer nearToMe(QByteArray(20, '\x10'));
-    const RpcPeer nearToThePeer(QByteArray(20, '\x23'));
-    const RpcPeer peer(kPeerId);
+    const WirePeer nearToMe(QByteArray(20, '\x10'));
+    const WirePeer nearToThePeer(QByteArray(20, '\x23'));
+    const WirePeer peer(kPeerId);
     End end(node, {LocalNode::info(nearToMe), LocalNode::info(nearToThePeer)}, false);
     end.object->start(LocalNode::info(peer));
     QTRY_COMPARE(nearToThePeer.calls().size(), 1);
@@ -416,7 +416,7 @@ void tst_HandshakeSocket::theReachingEndAsksTheServerNearestToTheTarget()
 void tst_HandshakeSocket::theReplyOfTheTargetSucceeds()
 {
     LocalNode node(kOwnId);
-    const RpcPeer peer(kPeerId);
+    const WirePeer peer(kPeerId);
     End end(node, {}, true);
     const LogCapture log;
     end.object->start(LocalNode::info(peer));
@@ -432,8 +432,8 @@ void tst_HandshakeSocket::theReplyOfTheTargetSucceeds()
 void tst_HandshakeSocket::aReplyOfAnotherNodeDoesNot()
 {
     LocalNode node(kOwnId);
-    RpcPeer peer(kPeerId);
-    RpcPeer stranger(kStrangerId);
+    WirePeer peer(kPeerId);
+    WirePeer stranger(kStrangerId);
     peer.setSilent(true);
     End end(node, {}, true);
     end.object->start(LocalNode::info(peer));
@@ -448,7 +448,7 @@ void tst_HandshakeSocket::aReplyOfAnotherNodeDoesNot()
 void tst_HandshakeSocket::theCallOfTheTargetSucceeds()
 {
     LocalNode node(kOwnId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     End end(node, {}, true);
     NodeInfo met;
     connect(end.object.get(), &HandshakeSocket::successHandshake, this,
@@ -468,8 +468,8 @@ void tst_HandshakeSocket::theCallOfTheTargetSucceeds()
 void tst_HandshakeSocket::theCallOfAnotherIsAnsweredAndHasNoOtherEffect()
 {
     LocalNode node(kOwnId);
-    const RpcPeer peer(kPeerId);
-    RpcPeer stranger(kStrangerId);
+    const WirePeer peer(kPeerId);
+    WirePeer stranger(kStrangerId);
     End end(node, {}, true);
     end.object->start(LocalNode::info(peer));
     QVERIFY(callAndWait(stranger, node, kHolePunching));
@@ -480,7 +480,7 @@ void tst_HandshakeSocket::theCallOfAnotherIsAnsweredAndHasNoOtherEffect()
 void tst_HandshakeSocket::inactiveTheCallOfTheTargetIsAnsweredAndHasNoOtherEffect()
 {
     LocalNode node(kOwnId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     End end(node, {}, true);
     end.object->setActive(false);
     end.object->start(LocalNode::info(peer));
@@ -491,7 +491,7 @@ void tst_HandshakeSocket::inactiveTheCallOfTheTargetIsAnsweredAndHasNoOtherEffec
 void tst_HandshakeSocket::aCallWithoutAnAttemptHasNoEffectWhateverItsSender()
 {
     LocalNode node(kOwnId);
-    RpcPeer nobody(QByteArray(20, '\0'));
+    WirePeer nobody(QByteArray(20, '\0'));
     End end(node, {}, true);
     QVERIFY(callAndWait(nobody, node, kHolePunching));
     QCOMPARE(end.success.size(), 0);
@@ -500,8 +500,8 @@ void tst_HandshakeSocket::aCallWithoutAnAttemptHasNoEffectWhateverItsSender()
 void tst_HandshakeSocket::aSecondStartReplacesTheTarget()
 {
     LocalNode node(kOwnId);
-    RpcPeer first(kPeerId);
-    RpcPeer second(kStrangerId);
+    WirePeer first(kPeerId);
+    WirePeer second(kStrangerId);
     second.setSilent(true);
     End end(node, {}, true);
     end.object->start(LocalNode::info(first));
@@ -515,8 +515,8 @@ void tst_HandshakeSocket::aSecondStartReplacesTheTarget()
 void tst_HandshakeSocket::aRelayedRequestStartsAnAttempt()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
-    const RpcPeer peer(kPeerId);
+    WirePeer master(kMasterId);
+    const WirePeer peer(kPeerId);
     End end(node, {LocalNode::info(master)}, true);
     QVERIFY(callAndWait(master, node, kRequest, requestFor(peer)));
     QVERIFY(end.object->isTrying());
@@ -554,8 +554,8 @@ void tst_HandshakeSocket::aRequestWithAMissingKeyIsIgnored()
     QFETCH(QJsonValue, value);
     QFETCH(QString, message);
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
-    const RpcPeer peer(kPeerId);
+    WirePeer master(kMasterId);
+    const WirePeer peer(kPeerId);
     End end(node, {LocalNode::info(master)}, true);
     QJsonObject request = requestFor(peer);
     request.insert(key, value); // one that is undefined takes the key away
@@ -569,9 +569,9 @@ void tst_HandshakeSocket::aRequestWithAMissingKeyIsIgnored()
 void tst_HandshakeSocket::aRequestDuringAnAttemptIsIgnored()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
-    RpcPeer peer(kPeerId);
-    const RpcPeer other(kStrangerId);
+    WirePeer master(kMasterId);
+    WirePeer peer(kPeerId);
+    const WirePeer other(kStrangerId);
     peer.setSilent(true);
     End end(node, {LocalNode::info(master)}, true);
     end.object->start(LocalNode::info(peer));
@@ -585,9 +585,9 @@ void tst_HandshakeSocket::aRequestDuringAnAttemptIsIgnored()
 void tst_HandshakeSocket::aRequestAtTheLastTryIsTakenUp()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
-    RpcPeer peer(kPeerId);
-    const RpcPeer other(kStrangerId);
+    WirePeer master(kMasterId);
+    WirePeer peer(kPeerId);
+    const WirePeer other(kStrangerId);
     peer.setSilent(true);
     End end(node, {LocalNode::info(master)}, true);
     end.object->start(LocalNode::info(peer));
@@ -600,8 +600,8 @@ void tst_HandshakeSocket::aRequestAtTheLastTryIsTakenUp()
 void tst_HandshakeSocket::aRequestAtTheReachingEndIsIgnored()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
-    const RpcPeer peer(kPeerId);
+    WirePeer master(kMasterId);
+    const WirePeer peer(kPeerId);
     End end(node, {LocalNode::info(master)}, false);
     QVERIFY(callAndWait(master, node, kRequest, requestFor(peer)));
     QVERIFY(!end.object->isTrying());
@@ -610,8 +610,8 @@ void tst_HandshakeSocket::aRequestAtTheReachingEndIsIgnored()
 void tst_HandshakeSocket::whatArrivesAfterTheObjectHasGoneTouchesNothing()
 {
     LocalNode node(kOwnId);
-    RpcPeer master(kMasterId);
-    RpcPeer peer(kPeerId);
+    WirePeer master(kMasterId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     {
         End end(node, {LocalNode::info(master)}, true);
@@ -629,8 +629,8 @@ void tst_HandshakeSocket::whatArrivesAfterTheObjectHasGoneTouchesNothing()
 void tst_HandshakeSocket::bothEndsReachTheSameServerAndEachOther()
 {
     // Ids far apart: each end would choose another server for itself.
-    RpcPeer first(QByteArray(20, '\x10'));
-    RpcPeer second(QByteArray(20, '\x61'));
+    WirePeer first(QByteArray(20, '\x10'));
+    WirePeer second(QByteArray(20, '\x61'));
     relayRequests(first);
     relayRequests(second);
     const QVector<NodeInfo> masters{LocalNode::info(first), LocalNode::info(second)};
@@ -658,7 +658,7 @@ void tst_HandshakeSocket::bothEndsReachTheSameServerAndEachOther()
 
 void tst_HandshakeSocket::thePairFailsWhenNothingPassesBetweenThem()
 {
-    RpcPeer server(kMasterId);
+    WirePeer server(kMasterId);
     relayRequests(server);
     const QVector<NodeInfo> masters{LocalNode::info(server)};
     LocalNode listeningNode(kPeerId);

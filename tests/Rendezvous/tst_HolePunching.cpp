@@ -1,7 +1,7 @@
 #include "Rendezvous/HolePunching.h"
 
 #include "support/LocalNode.h"
-#include "support/RpcPeer.h"
+#include "support/WirePeer.h"
 
 #include <QtTest>
 #include <memory>
@@ -79,7 +79,7 @@ bool isEmpty(const NodeInfo& node)
 void tst_HolePunching::isIdleUntilStartedAndThenTicksTwiceASecond()
 {
     const LocalNode node(kServerId);
-    const RpcPeer peer(kPeerId);
+    const WirePeer peer(kPeerId);
     HolePunching punching(node.rpcSocket, nullptr);
     const QTimer* const timer = punching.findChild<QTimer*>();
     QVERIFY(!timer->isActive());
@@ -93,7 +93,7 @@ void tst_HolePunching::isIdleUntilStartedAndThenTicksTwiceASecond()
 void tst_HolePunching::everyCallIsTheBareCommand()
 {
     const LocalNode node(kServerId);
-    const RpcPeer peer(kPeerId);
+    const WirePeer peer(kPeerId);
     Punching punching(node);
     punching.object->start(LocalNode::info(peer), kIdentificator);
     punching.tick(1);
@@ -105,7 +105,7 @@ void tst_HolePunching::everyCallIsTheBareCommand()
 void tst_HolePunching::aPeerThatAnswersTheFirstCallStopsTheRunAfterOneCall()
 {
     const LocalNode node(kServerId);
-    const RpcPeer peer(kPeerId);
+    const WirePeer peer(kPeerId);
     Punching punching(node);
     punching.object->start(LocalNode::info(peer), kIdentificator);
     punching.tick(1);
@@ -123,7 +123,7 @@ void tst_HolePunching::aPeerThatAnswersTheFirstCallStopsTheRunAfterOneCall()
 void tst_HolePunching::aPeerThatNeverAnswersReceivesElevenCallsAndFailComesOnceWithAnEmptyNode()
 {
     const LocalNode node(kServerId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     Punching punching(node);
     punching.object->start(LocalNode::info(peer), kIdentificator);
@@ -141,7 +141,7 @@ void tst_HolePunching::aPeerThatNeverAnswersReceivesElevenCallsAndFailComesOnceW
 void tst_HolePunching::theTimerDrivesTheWholeRun()
 {
     const LocalNode node(kServerId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     Punching punching(node, 1);
     punching.object->start(LocalNode::info(peer), kIdentificator);
@@ -153,7 +153,7 @@ void tst_HolePunching::theTimerDrivesTheWholeRun()
 void tst_HolePunching::aReplyThatComesAfterTheFailureSucceedsWithAnEmptyNode()
 {
     LocalNode node(kServerId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     Punching punching(node);
     punching.object->start(LocalNode::info(peer), kIdentificator);
@@ -171,7 +171,7 @@ void tst_HolePunching::aReplyThatComesAfterTheFailureSucceedsWithAnEmptyNode()
 void tst_HolePunching::aSecondReplyToARunCountsOnceMoreWithAnEmptyNode()
 {
     const LocalNode node(kServerId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     Punching punching(node);
     punching.object->start(LocalNode::info(peer), kIdentificator);
@@ -196,7 +196,7 @@ void tst_HolePunching::aReplyIsAwaitedForFiveSeconds()
 {
     QFETCH(int, delay);
     LocalNode node(kServerId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     Punching punching(node);
     punching.object->start(LocalNode::info(peer), kIdentificator);
@@ -212,8 +212,8 @@ void tst_HolePunching::aReplyIsAwaitedForFiveSeconds()
 void tst_HolePunching::aSecondStartReplacesTheTargetAndTheCountdown()
 {
     const LocalNode node(kServerId);
-    RpcPeer peer(kPeerId);
-    RpcPeer other(kOtherId);
+    WirePeer peer(kPeerId);
+    WirePeer other(kOtherId);
     peer.setSilent(true);
     other.setSilent(true);
     Punching punching(node);
@@ -239,12 +239,12 @@ void tst_HolePunching::anyPeerMayCallAndGetsAnEmptyReply()
 {
     QFETCH(bool, isRunning);
     const LocalNode node(kServerId);
-    const RpcPeer target(kPeerId);
+    const WirePeer target(kPeerId);
     Punching punching(node);
     if (isRunning) {
         punching.object->start(LocalNode::info(target), kIdentificator);
     }
-    RpcPeer stranger(kOtherId);
+    WirePeer stranger(kOtherId);
     const quint32 number = stranger.call(kServerId, QHostAddress::LocalHost, node.socket->localPort(),
                                          kCommand, {{QStringLiteral("anything"), 1}});
     QTRY_COMPARE(stranger.replies().size(), 1);
@@ -258,7 +258,7 @@ void tst_HolePunching::anyPeerMayCallAndGetsAnEmptyReply()
 void tst_HolePunching::whatArrivesAfterTheObjectHasGoneTouchesNothing()
 {
     const LocalNode node(kServerId);
-    RpcPeer peer(kPeerId);
+    WirePeer peer(kPeerId);
     peer.setSilent(true);
     Punching punching(node);
     punching.object->start(LocalNode::info(peer), kIdentificator);

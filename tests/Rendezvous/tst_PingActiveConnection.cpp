@@ -96,7 +96,7 @@ struct Announcing
         command(rendezvous, QStringLiteral("process_hole_punching"));
     }
     /// Has `sender` call a command of the server and gives the reply's body.
-    QJsonObject command(RpcPeer& sender, const QString& name, const QJsonObject& arguments = {})
+    QJsonObject command(WirePeer& sender, const QString& name, const QJsonObject& arguments = {})
     {
         const int replies = sender.replies().size();
         sender.call(kServerId, QHostAddress::LocalHost, node.socket->localPort(), name, arguments);
@@ -124,7 +124,7 @@ void tst_PingActiveConnection::theAnnouncementHoldsExactlyItsFourKeysAndTheVersi
     Announcing announcing;
     announcing.tick();
     QTRY_COMPARE(announcing.rendezvous.calls().size(), 1);
-    const RpcPeer::Message call = announcing.rendezvous.calls().constFirst();
+    const WirePeer::Message call = announcing.rendezvous.calls().constFirst();
     QCOMPARE(call.sender, kServerId);
     QCOMPARE(call.body, (QJsonObject{{QStringLiteral("cd"), kNewServer},
                                      {QStringLiteral("port"), 40001},
@@ -212,7 +212,7 @@ void tst_PingActiveConnection::theDestructorTellsThatTheServerLeaves()
 void tst_PingActiveConnection::aClientNamedInASlowReplyIsPunchedTowards()
 {
     Announcing announcing;
-    const RpcPeer client(kClientId);
+    const WirePeer client(kClientId);
     announcing.rendezvous.offerClient(kClientId, client.address(), client.port());
     QCOMPARE(announcing.announcements(9), 9);
     QTRY_COMPARE(client.calls(QStringLiteral("process_hole_punching")).size(), 1);
@@ -224,7 +224,7 @@ void tst_PingActiveConnection::aClientNamedInASlowReplyIsPunchedTowards()
 void tst_PingActiveConnection::theAttemptPassesAnEmptyIdentificator()
 {
     Announcing announcing;
-    const RpcPeer client(kClientId);
+    const WirePeer client(kClientId);
     QString identificator = QStringLiteral("untouched");
     NodeInfo peer;
     connect(announcing.holePunching(), &HolePunching::success, this,
@@ -283,7 +283,7 @@ void tst_PingActiveConnection::aPortThatIsNoNumberStartsNothing()
 void tst_PingActiveConnection::failuresAndSuccessesOfAttemptsAreCounted()
 {
     Announcing announcing;
-    RpcPeer client(kClientId);
+    WirePeer client(kClientId);
     client.setSilent(true);
     announcing.rendezvous.offerClient(kClientId, client.address(), client.port());
     QCOMPARE(announcing.announcements(9), 9);
@@ -350,7 +350,7 @@ void tst_PingActiveConnection::setTimeoutTimerPingMakesTheSlowCallsFollowEachSec
 {
     Announcing announcing;
     QCOMPARE(announcing.announcements(9), 9);
-    const RpcPeer::Message announcement = announcing.rendezvous.calls().constFirst();
+    const WirePeer::Message announcement = announcing.rendezvous.calls().constFirst();
     announcing.rendezvous.clear();
     const LogCapture log;
     announcing.rendezvous.setTimeoutTimerPing(announcement, 1000);
@@ -449,7 +449,7 @@ void tst_PingActiveConnection::setTimeoutTimerPingWithoutAnIntegerChangesNothing
 void tst_PingActiveConnection::anySenderIsObeyed()
 {
     Announcing announcing;
-    RpcPeer stranger(kStrangerId);
+    WirePeer stranger(kStrangerId);
     const LogCapture log;
     QCOMPARE(announcing.command(stranger, kSetTimeout, {{QStringLiteral("v"), 5}}), kEmptyReply);
     QCOMPARE(announcing.command(stranger, QStringLiteral("drop_client")), kEmptyReply);
@@ -461,7 +461,7 @@ void tst_PingActiveConnection::anySenderIsObeyed()
 void tst_PingActiveConnection::aFloodOfCommandsLogsFiftyLines()
 {
     Announcing announcing;
-    RpcPeer stranger(kStrangerId);
+    WirePeer stranger(kStrangerId);
     const LogCapture log;
     for (int i = 0; i < 60; ++i) {
         announcing.command(stranger, kSetTimeout, {{QStringLiteral("v"), i}});

@@ -1,77 +1,11 @@
-#include "Server/IQStream.h"
+#include "IQSession.h"
 
 #include "Core/Losses/Losses.h"
-#include "Core/RadioDevice/AbstractRadioDevice.h"
-#include "DatagramReceiver.h"
 #include "Network/Socket/IQSocket.h"
-#include "Network/Socket/Socket.h"
-#include "support/AllocationCounter.h"
 
-#include <QMutexLocker>
-#include <QTest>
-#include <QTimer>
+#include <QUdpSocket>
+#include <QtTest>
 #include <limits>
-
-namespace
-{
-
-constexpr int kBlock = 128;
-constexpr int kCapacity = 65536;
-
-QSharedPointer<InfoRadioDevice> anyInfo()
-{
-    return QSharedPointer<InfoRadioDevice>::create();
-}
-
-// A stream that plays a device's samples to a receiver on loopback.
-struct Session
-{
-    explicit Session(bool compress = false)
-        : stream(socket, compress, nullptr)
-    {
-        stream.setHost(QHostAddress::LocalHost, receiver.port());
-        stream.setDevice(&device);
-    }
-
-    void write(const QVector<DoubleComplex>& samples)
-    {
-        RingBuffer<DoubleComplex>& ring = *device.outBuffer();
-        const QMutexLocker lock(&ring.mutex);
-        ring.write(samples.constData(), samples.size());
-    }
-
-    QList<QByteArray> tick()
-    {
-        stream.onTimeout();
-        return receiver.take();
-    }
-
-    QSharedPointer<Socket> socket = QSharedPointer<Socket>::create();
-    AbstractRadioDevice device{anyInfo(), nullptr};
-    DatagramReceiver receiver;
-    IQStream stream;
-};
-
-// Sample number i is first + i counts in its real part, and minus that in its imaginary part.
-QVector<DoubleComplex> ramp(int first, int count)
-{
-    QVector<DoubleComplex> samples;
-    for (int i = first; i < first + count; ++i) {
-        samples.append({i / 32768.0, -i / 32768.0});
-    }
-    return samples;
-}
-
-QVector<qint16> rampValues(int first, int count)
-{
-    QVector<qint16> values;
-    for (int i = first; i < first + count; ++i) {
-        values << static_cast<qint16>(i) << static_cast<qint16>(-i);
-    }
-    return values;
-}
-
-} // namespace
 
 class tst_IQStream : public QObject
 {
@@ -93,14 +27,6 @@ private slots:
     void newDeviceIsReadFromIndexZero();
     void hostMayChangeBetweenTicks();
     void withoutADeviceATickDoesNothing();
-    void stopLeavesNoFurtherDatagram();
-    void tickQueuedBeforeStopFindsNoDevice();
-    void runsByItselfEvery28MillisecondsOnceStarted();
-    void longBacklogIsSentInSeveralTurnsOfTheEventLoop();
-    void longBacklogFollowsADirectCallInLaterTurns();
-    void stopAmidALongBacklogLeavesNoFurtherDatagram();
-    void releasesTheRingBeforeItSends();
-    void takesNothingFromTheHeapPerBlock();
     void dropsWhateverArrives();
     void takesNoPacketsOnceGone();
 };
@@ -332,109 +258,6 @@ void tst_IQStream::withoutADeviceATickDoesNothing()
     QCOMPARE(socket->sentPackets(), 0U);
 }
 
-void tst_IQStream::stopLeavesNoFurtherDatagram()
-{
-    Session session;
-    session.stream.start();
-    session.write(ramp(0, kBlock));
-    session.stream.stop();
-    QVERIFY(!session.stream.findChild<QTimer*>()->isActive());
-    QCOMPARE(session.tick().size(), 0);
-}
-
-void tst_IQStream::tickQueuedBeforeStopFindsNoDevice()
-{
-    Session session;
-    session.write(ramp(0, kBlock));
-    QMetaObject::invokeMethod(&session.stream, "onTimeout", Qt::QueuedConnection);
-    session.stream.stop();
-    QCoreApplication::processEvents();
-    QCOMPARE(session.socket->sentPackets(), 0U);
-}
-
-void tst_IQStream::runsByItselfEvery28MillisecondsOnceStarted()
-{
-    Session session;
-    const auto* const timer = session.stream.findChild<QTimer*>();
-    QCOMPARE(timer->interval(), 28);
-    QVERIFY(!timer->isActive());
-    session.write(ramp(0, 2 * kBlock));
-    session.stream.start();
-    QCOMPARE(session.receiver.take().size(), 0);
-    QTRY_COMPARE(session.socket->sentPackets(), 2U);
-    session.write(ramp(0, kBlock));
-    QTRY_COMPARE(session.socket->sentPackets(), 3U);
-    QCOMPARE(session.receiver.take().size(), 3);
-}
-
-void tst_IQStream::longBacklogIsSentInSeveralTurnsOfTheEventLoop()
-{
-    constexpr int kBlocks = 130;
-    Session session;
-    session.write(ramp(0, kBlocks * kBlock));
-    session.stream.start();
-    QVector<qint16> values;
-    int longest = 0;
-    while (values.size() < 2 * kBlocks * kBlock) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        const QList<QByteArray> datagrams = session.receiver.take();
-        longest = std::max(longest, datagrams.size());
-        for (const QByteArray& datagram : datagrams) {
-            values += valuesOf(datagram);
-        }
-    }
-    QVERIFY(longest <= 40);
-    QCOMPARE(values, rampValues(0, kBlocks * kBlock));
-}
-
-void tst_IQStream::longBacklogFollowsADirectCallInLaterTurns()
-{
-    constexpr int kBlocks = 500;
-    Session session;
-    session.write(ramp(0, kBlocks * kBlock));
-    session.stream.onTimeout();
-    QVERIFY(session.socket->sentPackets() <= 40U);
-    QTRY_COMPARE(session.socket->sentPackets(), quint64{kBlocks});
-}
-
-void tst_IQStream::stopAmidALongBacklogLeavesNoFurtherDatagram()
-{
-    Session session;
-    session.write(ramp(0, 130 * kBlock));
-    session.stream.start();
-    while (session.receiver.take().isEmpty()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    session.stream.stop();
-    for (int i = 0; i < 20; ++i) {
-        QCoreApplication::processEvents();
-    }
-    QCOMPARE(session.receiver.take().size(), 0);
-}
-
-void tst_IQStream::releasesTheRingBeforeItSends()
-{
-    Session session;
-    session.write(ramp(0, kBlock));
-    QCOMPARE(session.tick().size(), 1);
-    RingBuffer<DoubleComplex>& ring = *session.device.outBuffer();
-    QVERIFY(ring.mutex.tryLock());
-    ring.mutex.unlock();
-}
-
-void tst_IQStream::takesNothingFromTheHeapPerBlock()
-{
-    constexpr int kBlocks = 39; // of one turn
-    Session session;
-    session.write(ramp(0, kBlock));
-    session.tick(); // what the first one makes
-    session.write(ramp(0, kBlocks * kBlock));
-
-    const AllocationCounter allocations;
-    session.stream.onTimeout();
-    QCOMPARE(allocations.count(), 0);
-}
-
 void tst_IQStream::dropsWhateverArrives()
 {
     Session session;
@@ -473,4 +296,5 @@ void tst_IQStream::takesNoPacketsOnceGone()
 }
 
 QTEST_GUILESS_MAIN(tst_IQStream)
+
 #include "tst_IQStream.moc"

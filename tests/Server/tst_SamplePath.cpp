@@ -22,8 +22,8 @@ class tst_SamplePath : public QObject
 private slots:
     void receiversSamplesReachTheDatagramsWithoutTheHeap_data();
     void receiversSamplesReachTheDatagramsWithoutTheHeap();
-    void theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data();
-    void theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges();
+    void wholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data();
+    void wholeBandReachesTheDatagramsAlsoWhenTheRateChanges();
 };
 
 namespace
@@ -147,14 +147,14 @@ void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap()
     QCOMPARE(chain, 0);
 }
 
-void tst_SamplePath::theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data()
+void tst_SamplePath::wholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data()
 {
     QTest::addColumn<double>("wide"); // samples a second
     QTest::newRow("10 million") << 10e6;
     QTest::newRow("38.4 million") << 38.4e6;
 }
 
-void tst_SamplePath::theWholeBandReachesTheDatagramsAlsoWhenTheRateChanges()
+void tst_SamplePath::wholeBandReachesTheDatagramsAlsoWhenTheRateChanges()
 {
     QFETCH(const double, wide);
     constexpr int kDatagram = 128; // samples

@@ -1,7 +1,7 @@
 #include "System/Carrier.h"
 
 #include "System/Measure.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <cmath>
 
@@ -17,7 +17,7 @@ constexpr double kMeasured = 0.01; // seconds of samples: a tuner's steps put th
 double outSampleRate(const WireClient& client)
 {
     const auto calls = client.calls(QStringLiteral("outSampleRateChanged"));
-    return calls.isEmpty() ? 0 : calls.last().object.value(QStringLiteral("outSampleRate")).toDouble();
+    return calls.isEmpty() ? 0 : calls.last().body.value(QStringLiteral("outSampleRate")).toDouble();
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #include "System/ConsoleStatus.h"
 
 #include "System/ServerProcess.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 QStringList ConsoleStatus::lines(const ServerProcess& server)
 {
@@ -24,5 +24,5 @@ bool ConsoleStatus::waitFor(const ServerProcess& server, int runs)
 bool ConsoleStatus::answers(const ServerProcess& server)
 {
     WireClient stranger(server);
-    return stranger.ask(server.id(), QStringLiteral("connect_to_host")).has_value();
+    return stranger.askInVain({}).has_value();
 }

@@ -124,7 +124,7 @@ bool ServedReceiver::turnsAway(WireClient& client) const
            clock.elapsed() < kAtOnceMs &&
            client.calls(QStringLiteral("error_happen"))
                .last()
-               .object.value(QStringLiteral("err"))
+               .body.value(QStringLiteral("err"))
                .toString()
                .startsWith(which.type == 9 ? QStringLiteral("Error start RSP device ...")
                                            : QStringLiteral("Error open device"));

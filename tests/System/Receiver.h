@@ -2,8 +2,8 @@
 
 #include "System/ServerHome.h"
 #include "System/ServerProcess.h"
-#include "System/WireClient.h"
 #include "support/FakeVendor.h"
+#include "support/WireClient.h"
 
 #include <QMap>
 #include <QVector>

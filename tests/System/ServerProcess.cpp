@@ -2,7 +2,7 @@
 
 #include "System/Base58Text.h"
 #include "System/ServerHome.h"
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "System/Served.h"
-#include "System/WireClient.h"
 #include "fuzz/Mutator.h"
+#include "support/WireClient.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -152,7 +152,7 @@ private:
         const QByteArray target = foreign ? bytes(20) : toSession ? client.sessionId() : client.serverId();
         const QByteArray sender = below(4) == 0 ? bytes(20) : client.id();
         const auto number = below(4) == 0 ? m_mutator.any() : static_cast<quint32>(below(200));
-        return WireClient::packet(number, sender, target, command, arguments(command));
+        return Wire::packet(number, sender, target, command, arguments(command));
     }
 
     QByteArray stream()
@@ -185,7 +185,7 @@ bool openSession(WireClient& client, const QString& identificator)
     clock.start();
     while (clock.elapsed() < kPatience) {
         const auto answer = client.ask(client.serverId(), QStringLiteral("connect_to_host"),
-                                       WireClient::greeting(QStringLiteral("an administrator")), 5000);
+                                       Wire::greeting(QStringLiteral("an administrator")), 5000);
         if (!answer) {
             continue;
         }

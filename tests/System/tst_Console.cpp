@@ -2,8 +2,8 @@
 #include "System/Recording.h"
 #include "System/ServerHome.h"
 #include "System/ServerProcess.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QElapsedTimer>
 #include <QFile>

@@ -3,7 +3,7 @@
 #include "System/Recording.h"
 #include "System/ServerHome.h"
 #include "System/ServerProcess.h"
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QElapsedTimer>
 #include <QFile>

@@ -1,5 +1,5 @@
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 
@@ -52,7 +52,7 @@ void tst_KeepAlive::onlyTheSilentClientIsDropped()
     const QStringList lines = silent.server.lines();
     const int misses = lines.mid(0, lines.indexOf(kGone)).filter(kMiss).size();
     QVERIFY2(misses == 5 || misses == 6, qPrintable(QString::number(misses)));
-    const QVector<WireClient::Call> pings = silentClient.calls(kPing);
+    const QVector<WireClient::Message> pings = silentClient.calls(kPing);
     QVERIFY2(pings.size() >= 5 && pings.size() <= 12, qPrintable(QString::number(pings.size())));
     QVERIFY(pings[1].time - pings[0].time >= 900);
     silent.server.type("stat\n");

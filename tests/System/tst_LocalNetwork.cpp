@@ -1,6 +1,6 @@
 #include "System/SecondHost.h"
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QJsonDocument>
 #include <QNetworkDatagram>

@@ -1,6 +1,6 @@
 #include "System/Served.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -67,10 +67,10 @@ void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone()
 
     QVERIFY(client.open(served.file));
     QVERIFY(client.waitForCall(kLeave));
-    const QVector<WireClient::Call> errors = client.calls(kError);
+    const QVector<WireClient::Message> errors = client.calls(kError);
     QCOMPARE(errors.size(), 1);
     QCOMPARE(errors[0].sender, client.sessionId());
-    const QString text = errors[0].object.value(QStringLiteral("err")).toString();
+    const QString text = errors[0].body.value(QStringLiteral("err")).toString();
     QVERIFY2(text.startsWith(error), qPrintable(text));
 
     QDir().rmdir(served.file);
@@ -183,7 +183,7 @@ void tst_Player::fileCutToNothingDuringASessionIsNoData()
     const int before = served.server.count(QStringLiteral("End file."));
     // The watchdog looks every 6 s.
     QVERIFY(client.waitForCall(QStringLiteral("error_happen")));
-    QCOMPARE(client.calls(QStringLiteral("error_happen")).constFirst().object.value(QStringLiteral("err")),
+    QCOMPARE(client.calls(QStringLiteral("error_happen")).constFirst().body.value(QStringLiteral("err")),
              QJsonValue(QStringLiteral("No IQ data - stop!")));
     QVERIFY(client.waitForCall(QStringLiteral("disconnect_from_host")));
     QVERIFY(served.server.count(QStringLiteral("End file.")) <= before + 1);

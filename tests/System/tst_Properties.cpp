@@ -1,5 +1,5 @@
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QJsonArray>
 #include <QTest>
@@ -56,17 +56,17 @@ Dump dump(WireClient& client)
     if (!client.ask(client.serverId(), QStringLiteral("it_ra_rrd"))) {
         return result;
     }
-    for (const WireClient::Call& call : client.calls()) {
+    for (const WireClient::Message& call : client.calls()) {
         if (call.sender != client.serverId() || call.command.startsWith(QStringLiteral("pc_"))) {
             continue;
         }
         result.commands.append(call.command);
         if (call.command == QStringLiteral("pci_rrd")) {
-            const QString name = call.object.value(QStringLiteral("n")).toString();
+            const QString name = call.body.value(QStringLiteral("n")).toString();
             result.names.append(name);
-            result.values.insert(name, call.object.value(QStringLiteral("v")));
+            result.values.insert(name, call.body.value(QStringLiteral("v")));
         } else if (call.command == QStringLiteral("sync_crc_rrd")) {
-            result.crc = call.object.value(QStringLiteral("crc")).toInt(-1);
+            result.crc = call.body.value(QStringLiteral("crc")).toInt(-1);
         }
     }
     return result;
@@ -198,11 +198,11 @@ void tst_Properties::changeComesBackAsAnEcho()
     m_client->forgetCalls();
     QVERIFY(writeProperty(QStringLiteral("frequency"), 14'123'456));
     // The echo leaves before the reply does.
-    const QVector<WireClient::Call> echoes = m_client->calls(QStringLiteral("pc_rrd"));
+    const QVector<WireClient::Message> echoes = m_client->calls(QStringLiteral("pc_rrd"));
     QCOMPARE(echoes.size(), 1);
     QCOMPARE(echoes[0].sender, m_client->serverId());
-    QCOMPARE(echoes[0].object.value(QStringLiteral("n")), QJsonValue(QStringLiteral("frequency")));
-    QCOMPARE(echoes[0].object.value(QStringLiteral("v")).toDouble(), 14'123'456.0);
+    QCOMPARE(echoes[0].body.value(QStringLiteral("n")), QJsonValue(QStringLiteral("frequency")));
+    QCOMPARE(echoes[0].body.value(QStringLiteral("v")).toDouble(), 14'123'456.0);
     QCOMPARE(dump(*m_client).values.value(QStringLiteral("frequency")).toDouble(), 14'123'456.0);
 }
 
@@ -211,7 +211,7 @@ void tst_Properties::everyChangeOfAPropertyWithANoticeIsTold()
     m_client->forgetCalls();
     QVERIFY(writeProperty(QStringLiteral("sampleRate"), 96'000));
     QVERIFY(m_client->waitForCall(QStringLiteral("pc_rrd")));
-    QCOMPARE(m_client->calls(QStringLiteral("pc_rrd")).first().object.value(QStringLiteral("v")).toDouble(),
+    QCOMPARE(m_client->calls(QStringLiteral("pc_rrd")).first().body.value(QStringLiteral("v")).toDouble(),
              96'000.0);
     // The chain behind it follows.
     QVERIFY(m_client->waitForCall(QStringLiteral("outSampleRateChanged")));
@@ -316,7 +316,7 @@ void tst_Properties::refusedValuesAreAnsweredWithThePresentOnes()
     m_client->forgetCalls();
     QVERIFY(writeProperty(name, value));
     QVERIFY(m_client->waitForCall(QStringLiteral("pc_rrd")));
-    const QJsonObject told = m_client->calls(QStringLiteral("pc_rrd")).constFirst().object;
+    const QJsonObject told = m_client->calls(QStringLiteral("pc_rrd")).constFirst().body;
     const double present = name == QStringLiteral("frequency") ? kCenter : 48'000;
     QCOMPARE(told.value(QStringLiteral("n")), QJsonValue(name));
     QCOMPARE(told.value(QStringLiteral("v")), QJsonValue(present));

@@ -1,7 +1,7 @@
 #include "System/Carrier.h"
 #include "System/Receiver.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -37,10 +37,7 @@ private:
             QElapsedTimer clock;
             clock.start();
             WireClient stranger(served.server);
-            return stranger
-                       .ask(stranger.serverId(), QStringLiteral("connect_to_host"),
-                            WireClient::greeting(served.which.identificator, 9))
-                       .has_value() &&
+            return stranger.askInVain(Wire::greeting(served.which.identificator, 9)).has_value() &&
                    clock.elapsed() < 13'000;
         }
         /// Whether a session opens, and samples come in it before an error does.
@@ -98,7 +95,7 @@ void tst_ReceiversDeaf::startOfADeafReceiverHoldsNobody()
     for (const auto& station : m_stations) {
         station->setDeaf(true);
         station->client->call(station->client->serverId(), QStringLiteral("connect_to_host"),
-                              WireClient::greeting(station->served.which.identificator));
+                              Wire::greeting(station->served.which.identificator));
     }
     for (const auto& station : m_stations) {
         QVERIFY2(station->answersAStranger(), station->name());
@@ -130,7 +127,7 @@ void tst_ReceiversDeaf::settingOfADeafReceiverHoldsNobody()
                      const auto errors = station->client->calls(QStringLiteral("error_happen"));
                      return !errors.isEmpty() &&
                             errors.last()
-                                .object.value(QStringLiteral("err"))
+                                .body.value(QStringLiteral("err"))
                                 .toString()
                                 .startsWith(isRtl ? QStringLiteral("Error set sampling mpde = 1!")
                                                   : QStringLiteral("Error set frequency!"));

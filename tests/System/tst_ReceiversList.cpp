@@ -1,7 +1,7 @@
 #include "System/Carrier.h"
 #include "System/Receiver.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <numeric>

@@ -1,8 +1,8 @@
 #include "System/Carrier.h"
 #include "System/Measure.h"
 #include "System/Receiver.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <cmath>
@@ -190,7 +190,7 @@ void tst_ReceiversSession::settingThatFailsLeavesTheStream()
     if (!error.isEmpty()) {
         QVERIFY(client.waitForCall(QStringLiteral("error_happen")));
         const auto told = client.calls(QStringLiteral("error_happen")).first();
-        QCOMPARE(told.object.value(QStringLiteral("err")).toString(), error);
+        QCOMPARE(told.body.value(QStringLiteral("err")).toString(), error);
     }
     client.forgetSamples();
     QVERIFY(client.waitForSamples(1000));

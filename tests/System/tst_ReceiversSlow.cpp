@@ -1,6 +1,6 @@
 #include "System/Carrier.h"
 #include "System/Receiver.h"
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -90,7 +90,7 @@ void tst_ReceiversSlow::slowStartsAreServed()
         QVERIFY2(stations.back()->serves(), name);
         stations.back()->delay(delays);
         stations.back()->client->call(stations.back()->client->serverId(), QStringLiteral("connect_to_host"),
-                                      WireClient::greeting(stations.back()->served.which.identificator));
+                                      Wire::greeting(stations.back()->served.which.identificator));
     }
     for (const auto& station : stations) {
         QVERIFY2(station->isServed(), station->served.which.name);
@@ -204,7 +204,7 @@ void tst_ReceiversSlow::setterThatHangsIsToldAtOnce()
         QVERIFY2(clock.elapsed() < kAtOnceMs, qPrintable(QString::number(clock.elapsed())));
         const auto errors = station.client->calls(QStringLiteral("error_happen"));
         QCOMPARE(errors.size(), 1);
-        QCOMPARE(errors.first().object.value(QStringLiteral("err")).toString(), each.error);
+        QCOMPARE(errors.first().body.value(QStringLiteral("err")).toString(), each.error);
         // Until it is back clients are turned away, and served then.
         station.client->forgetCalls();
         QVERIFY2(station.served.turnsAway(*station.client), each.name);

@@ -1,6 +1,6 @@
 #include "System/Receiver.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <memory>
@@ -83,7 +83,7 @@ void tst_ReceiversStall::watchEndsTheSession()
         QVERIFY2(station->client->waitForCall(QStringLiteral("error_happen")), name);
         QCOMPARE(station->client->calls(QStringLiteral("error_happen"))
                      .first()
-                     .object.value(QStringLiteral("err"))
+                     .body.value(QStringLiteral("err"))
                      .toString(),
                  QStringLiteral("No IQ data - stop!"));
         QVERIFY2(station->client->waitForCall(QStringLiteral("disconnect_from_host")), name);
@@ -91,10 +91,7 @@ void tst_ReceiversStall::watchEndsTheSession()
         QElapsedTimer clock;
         clock.start();
         WireClient stranger(station->served.server);
-        QVERIFY2(stranger
-                     .ask(stranger.serverId(), QStringLiteral("connect_to_host"),
-                          WireClient::greeting(station->served.which.identificator, 9))
-                     .has_value(),
+        QVERIFY2(stranger.askInVain(Wire::greeting(station->served.which.identificator, 9)).has_value(),
                  name);
         QVERIFY2(clock.elapsed() < 6000, name);
     }

@@ -1,6 +1,6 @@
 #include "System/Receiver.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <memory>
@@ -68,7 +68,7 @@ void tst_ReceiversStart::clientIsToldAndTheNextIsServed()
     QVERIFY(client.waitForCall(QStringLiteral("disconnect_from_host")));
     const auto errors = client.calls(QStringLiteral("error_happen"));
     QCOMPARE(errors.size(), 1);
-    QCOMPARE(errors[0].object.value(QStringLiteral("err")).toString().remove(QLatin1Char(' ')),
+    QCOMPARE(errors[0].body.value(QStringLiteral("err")).toString().remove(QLatin1Char(' ')),
              QString(error).remove(QLatin1Char(' ')));
 
     served.fake.remove(key);
@@ -141,10 +141,7 @@ void tst_ReceiversStart::closeThatHangsTurnsClientsAway()
         QVERIFY2(station->served.server.waitForLine(QStringLiteral("doesn't come back")), name);
         // The call still hangs, and the server answers.
         WireClient stranger(station->served.server);
-        QVERIFY2(stranger
-                     .ask(stranger.serverId(), QStringLiteral("connect_to_host"),
-                          WireClient::greeting(station->served.which.identificator, 9))
-                     .has_value(),
+        QVERIFY2(stranger.askInVain(Wire::greeting(station->served.which.identificator, 9)).has_value(),
                  name);
     }
     for (const auto& station : stations) {

@@ -1,7 +1,7 @@
 #include "System/Carrier.h"
 #include "System/Receiver.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <memory>
@@ -59,7 +59,7 @@ void tst_ReceiversUnplug::clientIsToldAndLeft()
         const char* const name = station->served.which.name;
         QVERIFY2(client.waitForCall(QStringLiteral("error_happen")), name);
         const auto error = client.calls(QStringLiteral("error_happen")).first();
-        QCOMPARE(error.object.value(QStringLiteral("err")).toString(), QStringLiteral("No IQ data - stop!"));
+        QCOMPARE(error.body.value(QStringLiteral("err")).toString(), QStringLiteral("No IQ data - stop!"));
         QCOMPARE(error.sender, client.sessionId());
         // Samples may have come for a moment after; a coarse timer is late by a twentieth.
         QVERIFY2(error.time - station->unplugged > 5500, name);

@@ -1,6 +1,6 @@
 #include "System/Served.h"
-#include "System/WireClient.h"
 #include "support/RendezvousServer.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <csignal>
@@ -78,8 +78,8 @@ private:
     Announced m_reached{29'401};
     Announced m_unreached{29'402};
     Announced m_silent{29'403};
-    RpcPeer m_client{nodeId(7)};
-    RpcPeer m_deafClient{nodeId(9)};
+    WirePeer m_client{nodeId(7)};
+    WirePeer m_deafClient{nodeId(9)};
     QElapsedTimer m_clock;
     QVector<qint64> m_times; // of the plain one's announcements, ms
 };
@@ -87,7 +87,7 @@ private:
 void tst_Rendezvous::initTestCase()
 {
     m_clock.start();
-    connect(&m_plain.rendezvous, &RpcPeer::called, this, [this](const QString& command) {
+    connect(&m_plain.rendezvous, &WirePeer::called, this, [this](const QString& command) {
         if (command == kAnnounce) {
             m_times.append(m_clock.elapsed());
         }
@@ -116,7 +116,7 @@ void tst_Rendezvous::builtInServerIsAnnouncedTo()
 void tst_Rendezvous::announcementHoldsPortVersionAndDevice()
 {
     QVERIFY(m_plain.waitForAnnouncements(1));
-    const RpcPeer::Message call = m_plain.rendezvous.calls(kAnnounce).first();
+    const WirePeer::Message call = m_plain.rendezvous.calls(kAnnounce).first();
     QCOMPARE(call.sender, m_plain.served.server.id());
     QCOMPARE(call.port, m_plain.served.server.port());
     const QJsonObject expected{{QStringLiteral("cd"), kAnnounce},
@@ -202,7 +202,7 @@ void tst_Rendezvous::clientThatAnswersIsReachedAndComesIn()
     QVERIFY(m_reached.waitForAnnouncements(kBurst + 1));
     QVERIFY(waitUntil([this] { return m_client.calls(kPunch).size() >= 1; }));
     QVERIFY(m_reached.waitForPunching(1, 0));
-    const RpcPeer::Message call = m_client.calls(kPunch).first();
+    const WirePeer::Message call = m_client.calls(kPunch).first();
     QCOMPARE(call.sender, m_reached.served.server.id());
     QCOMPARE(call.port, m_reached.served.server.port());
     QCOMPARE(call.body.keys(), QStringList(QStringLiteral("cd")));
@@ -224,7 +224,7 @@ void tst_Rendezvous::clientThatNeverAnswersIsCalledElevenTimes()
 
 void tst_Rendezvous::slowIntervalIsCommanded()
 {
-    const RpcPeer::Message announcement = m_plain.rendezvous.calls(kAnnounce).first();
+    const WirePeer::Message announcement = m_plain.rendezvous.calls(kAnnounce).first();
     m_plain.rendezvous.setTimeoutTimerPing(announcement, 1000);
     QVERIFY(m_plain.waitForAnnouncements(kBurst + 3));
     QCOMPARE(m_plain.rendezvous.replies().size(), 1);
@@ -241,11 +241,11 @@ void tst_Rendezvous::silentRendezvousServerIsToldOf()
 
 void tst_Rendezvous::dropEndsAllAnnouncing()
 {
-    const RpcPeer::Message announcement = m_plain.rendezvous.calls(kAnnounce).first();
+    const WirePeer::Message announcement = m_plain.rendezvous.calls(kAnnounce).first();
     m_plain.rendezvous.dropClient(announcement);
     QVERIFY(m_plain.served.server.waitForLine(QStringLiteral("Handshake server dropped connection!")));
     const int before = m_plain.announcements();
-    // A session's end starts the burst anew, but not here.
+    // A session's end starts the burst again, but not here.
     WireClient client(m_plain.served.server);
     QVERIFY(client.open(m_plain.served.file));
     QVERIFY(client.close());

@@ -1,6 +1,6 @@
 #include "System/Receiver.h"
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 
@@ -72,9 +72,9 @@ double told(WireClient& client, const char* name)
     if (!client.ask(client.serverId(), QStringLiteral("it_ra_rrd"))) {
         return -1;
     }
-    for (const WireClient::Call& call : client.calls(QStringLiteral("pci_rrd"))) {
-        if (call.object.value(QStringLiteral("n")).toString() == QLatin1String(name)) {
-            return call.object.value(QStringLiteral("v")).toDouble();
+    for (const WireClient::Message& call : client.calls(QStringLiteral("pci_rrd"))) {
+        if (call.body.value(QStringLiteral("n")).toString() == QLatin1String(name)) {
+            return call.body.value(QStringLiteral("v")).toDouble();
         }
     }
     return -1;

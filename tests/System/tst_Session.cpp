@@ -1,6 +1,6 @@
 #include "System/Measure.h"
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -61,7 +61,7 @@ void tst_Session::clientGetsASessionOfItsOwn()
     WireClient client(served.server);
 
     const auto answer =
-        client.ask(client.serverId(), QStringLiteral("connect_to_host"), WireClient::greeting(served.file));
+        client.ask(client.serverId(), QStringLiteral("connect_to_host"), Wire::greeting(served.file));
 
     QVERIFY(answer.has_value());
     QCOMPARE(answer->keys(), QStringList({QStringLiteral("cd"), QStringLiteral("session_id")}));
@@ -142,9 +142,9 @@ void tst_Session::rateOfTheSamplesIsToldAtTheStart()
     WireClient client(served.server);
     QVERIFY(client.open(served.file));
     QVERIFY(client.waitForCall(QStringLiteral("outSampleRateChanged")));
-    const WireClient::Call call = client.calls(QStringLiteral("outSampleRateChanged")).first();
+    const WireClient::Message call = client.calls(QStringLiteral("outSampleRateChanged")).first();
     QCOMPARE(call.sender, client.sessionId());
-    QCOMPARE(call.object.value(QStringLiteral("outSampleRate")).toDouble(), double(kRate));
+    QCOMPARE(call.body.value(QStringLiteral("outSampleRate")).toDouble(), double(kRate));
     QVERIFY(served.server.quit());
 }
 
@@ -155,10 +155,10 @@ void tst_Session::runningIsToldAtTheStart()
     WireClient client(served.server);
     QVERIFY(client.open(served.file));
     QVERIFY(client.waitForCall(QStringLiteral("pc_rrd")));
-    const WireClient::Call call = client.calls(QStringLiteral("pc_rrd")).first();
+    const WireClient::Message call = client.calls(QStringLiteral("pc_rrd")).first();
     QCOMPARE(call.sender, client.serverId());
-    QCOMPARE(text(call.object, "n"), QStringLiteral("running"));
-    QCOMPARE(call.object.value(QStringLiteral("v")), QJsonValue(true));
+    QCOMPARE(text(call.body, "n"), QStringLiteral("running"));
+    QCOMPARE(call.body.value(QStringLiteral("v")), QJsonValue(true));
     QVERIFY(served.server.quit());
 }
 
@@ -169,10 +169,10 @@ void tst_Session::clientIsPinged()
     WireClient client(served.server);
     QVERIFY(client.open(served.file));
     QVERIFY(client.waitForCall(QStringLiteral("ping"), 2));
-    const QVector<WireClient::Call> pings = client.calls(QStringLiteral("ping"));
+    const QVector<WireClient::Message> pings = client.calls(QStringLiteral("ping"));
     QCOMPARE(pings[0].sender, client.sessionId());
-    const double first = pings[0].object.value(QStringLiteral("c")).toDouble(-1);
-    const double second = pings[1].object.value(QStringLiteral("c")).toDouble(-1);
+    const double first = pings[0].body.value(QStringLiteral("c")).toDouble(-1);
+    const double second = pings[1].body.value(QStringLiteral("c")).toDouble(-1);
     QVERIFY(first > 0);
     QVERIFY2(second > first + 10, "the count of datagrams sent grows with the streams");
     // The other way round as well.
@@ -243,8 +243,8 @@ void tst_Session::minorVersionIsNotLookedAt()
     Served served(recording({}));
     QVERIFY(served.server.serve());
     WireClient client(served.server);
-    const auto answer = client.ask(client.serverId(), QStringLiteral("connect_to_host"),
-                                   WireClient::greeting(served.file, 8, 77));
+    const auto answer =
+        client.ask(client.serverId(), QStringLiteral("connect_to_host"), Wire::greeting(served.file, 8, 77));
     QVERIFY(answer.has_value());
     QVERIFY(answer->contains(QStringLiteral("session_id")));
     QVERIFY(served.server.quit());
@@ -426,8 +426,8 @@ void tst_Session::serverThatGetsNoThreadRefusesAndServesOnceItGetsOne()
     limit(served.server.pid(), RLIMIT_AS, addressSpace(served.server.pid()) + kGibi / 2);
     WireClient client(served.server);
     for (int i = 0; i < 3; ++i) {
-        const auto answer = client.ask(client.serverId(), QStringLiteral("connect_to_host"),
-                                       WireClient::greeting(served.file));
+        const auto answer =
+            client.ask(client.serverId(), QStringLiteral("connect_to_host"), Wire::greeting(served.file));
         QVERIFY(answer.has_value());
         QCOMPARE(text(*answer, "err"), QStringLiteral("Error factory RadioDevice!"));
     }

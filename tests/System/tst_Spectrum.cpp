@@ -1,6 +1,6 @@
 #include "System/Measure.h"
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <cmath>

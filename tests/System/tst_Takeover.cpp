@@ -1,5 +1,5 @@
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <csignal>
@@ -17,7 +17,7 @@ const QString kOther = QStringLiteral("any other");
 QStringList told(const WireClient& client, const QByteArray& sender)
 {
     QStringList result;
-    for (const WireClient::Call& call : client.calls()) {
+    for (const WireClient::Message& call : client.calls()) {
         if (call.sender == sender && call.command != QStringLiteral("ping")) {
             result.append(call.command);
         }
@@ -52,9 +52,9 @@ bool setFrequency(WireClient& client, double frequency)
 double toldFrequency(const WireClient& client)
 {
     double frequency = 0.0;
-    for (const WireClient::Call& call : client.calls(QStringLiteral("pci_rrd"))) {
-        if (call.object.value(QStringLiteral("n")).toString() == QStringLiteral("frequency")) {
-            frequency = call.object.value(QStringLiteral("v")).toDouble();
+    for (const WireClient::Message& call : client.calls(QStringLiteral("pci_rrd"))) {
+        if (call.body.value(QStringLiteral("n")).toString() == QStringLiteral("frequency")) {
+            frequency = call.body.value(QStringLiteral("v")).toDouble();
         }
     }
     return frequency;
@@ -104,7 +104,7 @@ void tst_Takeover::secondClientFindsTheServerBusy()
     WireClient first(m_served->server);
     QVERIFY(first.open(m_served->file));
     WireClient second(m_served->server);
-    const auto answer = second.ask(second.serverId(), kGreet, WireClient::greeting(m_served->file));
+    const auto answer = second.ask(second.serverId(), kGreet, Wire::greeting(m_served->file));
     QVERIFY(answer.has_value());
     QCOMPARE(answer->keys(), QStringList({QStringLiteral("cd"), QStringLiteral("err")}));
     QCOMPARE(answer->value(QStringLiteral("err")).toString(), QStringLiteral("Server busy!"));
@@ -122,7 +122,7 @@ void tst_Takeover::sameClientFindsTheServerBusy()
 {
     WireClient client(m_served->server);
     QVERIFY(client.open(m_served->file));
-    const auto answer = client.ask(client.serverId(), kGreet, WireClient::greeting(m_served->file));
+    const auto answer = client.ask(client.serverId(), kGreet, Wire::greeting(m_served->file));
     QVERIFY(answer.has_value());
     QCOMPARE(answer->value(QStringLiteral("err")).toString(), QStringLiteral("Server busy!"));
     QVERIFY(client.askSession(QStringLiteral("ping")).has_value());
@@ -194,7 +194,7 @@ void tst_Takeover::leavingAndComingInOneGoLeavesTheNewSessionAlive()
     quint32 greet = 0;
     sendTogether(m_served->server, [&] {
         leave = first.call(first.sessionId(), kLeave);
-        greet = second.call(second.serverId(), kGreet, WireClient::greeting(m_served->file));
+        greet = second.call(second.serverId(), kGreet, Wire::greeting(m_served->file));
     });
     QVERIFY(waitUntil([&] { return first.hasReply(leave) && second.hasReply(greet); }));
     const QByteArray session =
@@ -220,7 +220,7 @@ void tst_Takeover::leavingAndComingInOneGoSavesTheOldProperties()
     quint32 greet = 0;
     sendTogether(m_served->server, [&] {
         client.call(client.sessionId(), kLeave);
-        greet = client.call(client.serverId(), kGreet, WireClient::greeting(m_served->file));
+        greet = client.call(client.serverId(), kGreet, Wire::greeting(m_served->file));
     });
     QVERIFY(waitUntil([&] { return client.hasReply(greet); }));
     QVERIFY(client.reply(greet).contains(QStringLiteral("session_id")));
@@ -239,7 +239,7 @@ void tst_Takeover::leavingAndComingManyTimesOver()
         quint32 greet = 0;
         sendTogether(m_served->server, [&] {
             client.call(session, kLeave);
-            greet = client.call(client.serverId(), kGreet, WireClient::greeting(m_served->file));
+            greet = client.call(client.serverId(), kGreet, Wire::greeting(m_served->file));
         });
         QVERIFY(waitUntil([&] { return client.hasReply(greet); }));
         session = QByteArray::fromHex(
@@ -256,7 +256,7 @@ std::optional<QJsonObject> tst_Takeover::leaveAndTakeOver(WireClient& client, Wi
     quint32 greet = 0;
     sendTogether(m_served->server, [&] {
         client.call(client.sessionId(), kLeave);
-        greet = administrator.call(administrator.serverId(), kGreet, WireClient::greeting(kOther));
+        greet = administrator.call(administrator.serverId(), kGreet, Wire::greeting(kOther));
     });
     if (!waitUntil([&] { return administrator.hasReply(greet); })) {
         return std::nullopt;

@@ -1,5 +1,5 @@
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -57,7 +57,7 @@ void tst_TakeoverFlood::floodOfTakeoversCostsLittleMemoryAndNoSecondWithoutAnAns
 
     WireClient stranger(m_served->server);
     for (int i = 0; i < kFlood; ++i) {
-        stranger.call(stranger.serverId(), kGreet, WireClient::greeting(kOther));
+        stranger.call(stranger.serverId(), kGreet, Wire::greeting(kOther));
     }
     WireClient other(m_served->server);
     qint64 longest = 0;
@@ -84,7 +84,7 @@ void tst_TakeoverFlood::takeoverBeyondTheRationFindsTheServerBusyAndLeavesTheSes
         // A free server takes its own identificator all the same.
         QVERIFY(client.open(m_served->file));
         client.forgetCalls();
-        const auto answer = stranger.ask(stranger.serverId(), kGreet, WireClient::greeting(kOther));
+        const auto answer = stranger.ask(stranger.serverId(), kGreet, Wire::greeting(kOther));
         QVERIFY(answer.has_value());
         busy = answer->value(QStringLiteral("err")).toString() == QStringLiteral("Server busy!");
     }

@@ -1,5 +1,5 @@
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 #include "System/Measure.h"
 #include "System/Served.h"
-#include "System/WireClient.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <cmath>
@@ -173,8 +173,8 @@ void tst_Tuning::savedFrequencyCountsFromTheNextWrite()
     QVERIFY(m_client->open(m_served.file));
     m_client->forgetCalls();
     QVERIFY(m_client->ask(m_client->serverId(), QStringLiteral("it_ra_rrd")).has_value());
-    const QVector<WireClient::Call> dump = m_client->calls(QStringLiteral("pci_rrd"));
-    QCOMPARE(dump.value(6).object.value(QStringLiteral("v")).toDouble(), kCenter + 2000);
+    const QVector<WireClient::Message> dump = m_client->calls(QStringLiteral("pci_rrd"));
+    QCOMPARE(dump.value(6).body.value(QStringLiteral("v")).toDouble(), kCenter + 2000);
     QVERIFY(stationComesTo(5000));
     QVERIFY(write("frequency", kCenter + 2000));
     QVERIFY(stationComesTo(3000));
@@ -208,7 +208,7 @@ void tst_Tuning::frequencyOutOfRangeChangesNothing()
     m_client->forgetCalls();
     QVERIFY(write("frequency", 15'000'000));
     QVERIFY(m_client->waitForCall(QStringLiteral("pc_rrd")));
-    QCOMPARE(m_client->calls(QStringLiteral("pc_rrd")).first().object.value(QStringLiteral("v")).toDouble(),
+    QCOMPARE(m_client->calls(QStringLiteral("pc_rrd")).first().body.value(QStringLiteral("v")).toDouble(),
              kCenter + 1000);
     QVERIFY(stationComesTo(4000));
 }
@@ -234,7 +234,7 @@ void tst_Tuning::halfTheBandWidthHalvesTheRate()
     QVERIFY(waitUntil([this, rate] {
         const auto calls = m_client->calls(QStringLiteral("outSampleRateChanged"));
         return !calls.isEmpty() &&
-               calls.last().object.value(QStringLiteral("outSampleRate")).toDouble() == rate;
+               calls.last().body.value(QStringLiteral("outSampleRate")).toDouble() == rate;
     }));
     QVERIFY(stationComesTo(1000, rate));
 }
@@ -328,10 +328,10 @@ void tst_Tuning::newRateIsTold()
     m_client->forgetCalls();
     QVERIFY(setupDspH(12'000, 6'000));
     QVERIFY(m_client->waitForCall(QStringLiteral("outSampleRateChanged")));
-    const WireClient::Call call = m_client->calls(QStringLiteral("outSampleRateChanged")).last();
+    const WireClient::Message call = m_client->calls(QStringLiteral("outSampleRateChanged")).last();
     QCOMPARE(call.sender, m_client->sessionId());
-    QCOMPARE(call.object.keys(), QStringList({QStringLiteral("cd"), QStringLiteral("outSampleRate")}));
-    QCOMPARE(call.object.value(QStringLiteral("outSampleRate")).toDouble(), 12'000.0);
+    QCOMPARE(call.body.keys(), QStringList({QStringLiteral("cd"), QStringLiteral("outSampleRate")}));
+    QCOMPARE(call.body.value(QStringLiteral("outSampleRate")).toDouble(), 12'000.0);
 }
 
 QTEST_GUILESS_MAIN(tst_Tuning)

@@ -1,13 +1,13 @@
 #include "abuse/Datagrams.h"
 
 #include "System/ServerProcess.h"
+#include "support/Wire.h"
 
 #include <random>
 
 namespace
 {
 
-constexpr int kIdSize = 20;
 constexpr int kSupply = 256;   // datagrams of one kind
 constexpr int kLongest = 1200; // bytes: they pass any network whole
 
@@ -57,8 +57,9 @@ std::vector<QByteArray> rightTypeByte(const ServerProcess& /*server*/)
 std::vector<QByteArray> wrongIds(const ServerProcess& /*server*/)
 {
     RandomBytes random;
-    return supply(
-        [&random](int) { return Datagrams::call(random.next(kIdSize), R"({"cd":"connect_to_host"})"); });
+    return supply([&random](int) {
+        return Datagrams::call(random.next(Wire::kIdSize), R"({"cd":"connect_to_host"})");
+    });
 }
 
 std::vector<QByteArray> unknownCommand(const ServerProcess& server)
@@ -146,7 +147,7 @@ const std::vector<Datagrams::Kind>& Datagrams::kinds()
 
 QByteArray Datagrams::call(const QByteArray& target, const QByteArray& body)
 {
-    return QByteArray(5, '\0') + QByteArray(kIdSize, '\7') + target + body;
+    return Wire::packet(Wire::bigEndian(0), QByteArray(Wire::kIdSize, '\7'), target, body);
 }
 
 std::vector<QByteArray> Datagrams::bombs()

@@ -1,8 +1,8 @@
 #include "abuse/ForeignText.h"
 
-#include "System/WireClient.h"
 #include "abuse/Datagrams.h"
 #include "abuse/Flood.h"
+#include "support/WireClient.h"
 
 #include <QJsonArray>
 #include <algorithm>

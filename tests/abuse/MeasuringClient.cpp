@@ -1,13 +1,10 @@
 #include "abuse/MeasuringClient.h"
 
 #include "System/ServerProcess.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
 #include "abuse/LoopbackSocket.h"
+#include "support/Wait.h"
+#include "support/Wire.h"
 
-#include <QJsonDocument>
-#include <QRandomGenerator>
-#include <QtEndian>
 #include <algorithm>
 #include <cstring>
 #include <ctime>
@@ -18,22 +15,10 @@
 namespace
 {
 
-constexpr int kIdSize = 20;
-constexpr int kHeaderSize = 45;
 constexpr int kLongest = 65'536;
 constexpr int kReceiveBuffer = 4'000'000; // bytes
 constexpr int kGreetInterval = 500;       // ms
 constexpr qint64 kPingInterval = 1'000'000'000;
-
-// Never zero, and no byte sum of zero: such an id counts as none.
-QByteArray randomId()
-{
-    QByteArray id;
-    for (int i = 0; i < kIdSize; ++i) {
-        id.append(static_cast<char>(QRandomGenerator::global()->bounded(1, 12)));
-    }
-    return id;
-}
 
 qint64 nanoseconds(const timespec& time)
 {
@@ -56,7 +41,7 @@ qint64 arrival(msghdr& message)
 } // namespace
 
 MeasuringClient::MeasuringClient(const ServerProcess& server, int host)
-    : m_id(randomId())
+    : m_id(Wire::newId())
     , m_serverId(server.id())
     , m_descriptor(LoopbackSocket::connected(server.port(), host))
 {
@@ -82,7 +67,7 @@ qint64 MeasuringClient::now()
 
 void MeasuringClient::greet(const QString& identificator)
 {
-    call(m_serverId, QStringLiteral("connect_to_host"), WireClient::greeting(identificator));
+    call(m_serverId, QStringLiteral("connect_to_host"), Wire::greeting(identificator));
 }
 
 bool MeasuringClient::open(const QString& identificator, int milliseconds)
@@ -116,7 +101,7 @@ void MeasuringClient::wantSpectra()
 
 void MeasuringClient::call(const QByteArray& target, const QString& command, const QJsonObject& arguments)
 {
-    send(WireClient::packet(++m_number, m_id, target, command, arguments));
+    send(Wire::packet(++m_number, m_id, target, command, arguments));
 }
 
 void MeasuringClient::send(const QByteArray& datagram)
@@ -180,26 +165,24 @@ bool MeasuringClient::receive()
         return false;
     }
     Heard heard{arrival(message), size, buffer.at(0), {}};
-    if (heard.type == 0 && size > kHeaderSize) {
-        onRpc(buffer.left(size), heard);
+    if (const auto packet = Wire::read(buffer.left(size))) {
+        heard.command = packet->command;
+        onRpc(*packet);
     }
     const std::lock_guard lock(m_mutex);
     m_heard.append(heard);
     return true;
 }
 
-void MeasuringClient::onRpc(const QByteArray& datagram, Heard& heard)
+void MeasuringClient::onRpc(const Wire::Message& message)
 {
-    const QJsonObject object = QJsonDocument::fromJson(datagram.mid(kHeaderSize)).object();
-    heard.command = object.value(QStringLiteral("cd")).toString();
-    if (!heard.command.isEmpty()) {
+    if (!message.command.isEmpty()) {
         if (m_alive) {
-            send(WireClient::packet(qFromBigEndian<quint32>(datagram.constData() + 1), m_id,
-                                    datagram.mid(5, kIdSize), QString(), {}));
+            send(Wire::packet(message.number, m_id, message.sender, QString()));
         }
         return;
     }
-    const QString session = object.value(QStringLiteral("session_id")).toString();
+    const QString session = message.body.value(QStringLiteral("session_id")).toString();
     if (!session.isEmpty()) {
         const std::lock_guard lock(m_mutex);
         m_sessionId = QByteArray::fromHex(session.toLatin1());

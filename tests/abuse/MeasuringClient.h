@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Wire.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
@@ -53,7 +55,7 @@ private:
     Q_DISABLE_COPY_MOVE(MeasuringClient)
     void run();
     bool receive();
-    void onRpc(const QByteArray& datagram, Heard& heard);
+    void onRpc(const Wire::Message& message);
 
     const QByteArray m_id;
     const QByteArray m_serverId;

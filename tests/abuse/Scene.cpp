@@ -1,7 +1,7 @@
 #include "abuse/Scene.h"
 
-#include "System/Wait.h"
 #include "abuse/Records.h"
+#include "support/Wait.h"
 
 #include <algorithm>
 

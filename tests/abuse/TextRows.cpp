@@ -1,9 +1,9 @@
 // What foreign text costs: in the log, to parse and to keep.
-#include "System/WireClient.h"
 #include "abuse/Datagrams.h"
 #include "abuse/ForeignText.h"
 #include "abuse/Rows.h"
 #include "abuse/Verdicts.h"
+#include "support/WireClient.h"
 
 namespace
 {

@@ -1,11 +1,11 @@
 #include "System/Recording.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
 #include "abuse/Datagrams.h"
 #include "abuse/Flood.h"
 #include "abuse/ForeignText.h"
 #include "abuse/Records.h"
 #include "abuse/Scene.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QTest>
 #include <algorithm>

@@ -1,9 +1,8 @@
 #include "Client/IqQueue.h"
 #include "Client/IqReceiver.h"
-#include "Network/Protocol/PacketType.h"
-#include "Network/Protocol/SampleBlock.h"
 #include "Network/Socket/IQSocket.h"
 #include "fuzz/FuzzTarget.h"
+#include "support/Wire.h"
 
 using FuzzTarget::expect;
 
@@ -78,11 +77,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         if (!Socket::isOffered(datagram.size())) {
             continue;
         }
-        const bool isIq = isPacket(datagram, PacketType::Iq) || isPacket(datagram, PacketType::IqCompressed);
+        const bool isIq = Wire::type(datagram) == 2 || Wire::type(datagram) == 3;
         expect(receiver.receive(datagram) == isIq, "IQ is taken, and nothing else");
-        twin.receive(isPacket(datagram, PacketType::Iq)
-                         ? makePacket(PacketType::IqCompressed, qCompress(datagram.mid(1)))
-                         : datagram);
+        twin.receive(Wire::type(datagram) == 2 ? '\3' + qCompress(datagram.mid(1)) : datagram);
         expect(receiver.iq.receivedSamples() == twin.iq.receivedSamples() &&
                    receiver.iq.damagedDatagrams() == twin.iq.damagedDatagrams(),
                "compression makes no difference");
@@ -91,7 +88,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     receiver.checkQueue();
 
     const qint64 before = receiver.iq.receivedSamples();
-    receiver.receive(makePacket(PacketType::Iq, SampleBlock::encode({1, -2, 32767, -32768})));
+    receiver.receive('\2' + Wire::block({1, -2, 32767, -32768}));
     expect(receiver.iq.receivedSamples() == before + 2, "a block is still received");
     const QVector<IqSample>& samples = receiver.last.samples;
     expect(samples.at(0).q == 1 && samples.at(0).i == -2 && samples.at(1).q == 32767 &&

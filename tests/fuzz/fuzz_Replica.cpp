@@ -1,7 +1,7 @@
 #include "Client/RemoteDevice.h"
-#include "Network/Protocol/RpcPacket.h"
 #include "Network/Remote/ReplicaObject.h"
 #include "fuzz/FuzzTarget.h"
+#include "support/Wire.h"
 
 #include <QCoreApplication>
 #include <cmath>
@@ -43,7 +43,8 @@ public:
 
     void receive(const QByteArray& json)
     {
-        QByteArray datagram = RpcPacket{++m_number, m_server.id, m_rpc->id(), json}.toDatagram();
+        QByteArray datagram =
+            Wire::packet(Wire::bigEndian(++m_number), m_server.id.bytes(), m_rpc->id().bytes(), json);
         if (Socket::isOffered(datagram.size())) {
             m_rpc->readyRead(datagram, m_server.address, m_server.port);
         }

@@ -1,6 +1,6 @@
-#include "Network/Protocol/RpcPacket.h"
 #include "Network/Socket/UserSocket.h"
 #include "fuzz/FuzzTarget.h"
+#include "support/Wire.h"
 
 #include <array>
 
@@ -41,7 +41,7 @@ public:
 
     [[nodiscard]] QByteArray packet(const QByteArray& json) const
     {
-        return RpcPacket{1, peer.id, user.id(), json}.toDatagram();
+        return Wire::packet(Wire::bigEndian(1), peer.id.bytes(), user.id().bytes(), json);
     }
 
     qint64 now = 1'700'000'000'000; // ms

@@ -1,8 +1,7 @@
 #include "Client/SpectrumReceiver.h"
-#include "Network/Protocol/PacketType.h"
-#include "Network/Protocol/SampleBlock.h"
 #include "Network/Socket/FFTSocket.h"
 #include "fuzz/FuzzTarget.h"
+#include "support/Wire.h"
 
 using FuzzTarget::expect;
 
@@ -29,10 +28,7 @@ public:
         return m_fftSocket.readyRead(datagram, QHostAddress(QHostAddress::LocalHost), 1);
     }
 
-    void receive(const QVector<qint16>& values)
-    {
-        receive(makePacket(PacketType::Spectrum, SampleBlock::encode(values)));
-    }
+    void receive(const QVector<qint16>& values) { receive('\4' + Wire::block(values)); }
 
     SpectrumReceiver spectrum;
     SpectrumFrame last;
@@ -74,12 +70,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         if (!Socket::isOffered(datagram.size())) {
             continue;
         }
-        const bool isSpectrum =
-            isPacket(datagram, PacketType::Spectrum) || isPacket(datagram, PacketType::SpectrumCompressed);
+        const bool isSpectrum = Wire::type(datagram) == 4 || Wire::type(datagram) == 5;
         expect(receiver.receive(datagram) == isSpectrum, "spectra are taken, and nothing else");
-        twin.receive(isPacket(datagram, PacketType::Spectrum)
-                         ? makePacket(PacketType::SpectrumCompressed, qCompress(datagram.mid(1)))
-                         : datagram);
+        twin.receive(Wire::type(datagram) == 4 ? '\5' + qCompress(datagram.mid(1)) : datagram);
         expect(receiver.spectrum.receivedFrames() == twin.spectrum.receivedFrames() &&
                    receiver.spectrum.droppedFrames() == twin.spectrum.droppedFrames(),
                "compression makes no difference");

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Network/Socket/RpcSocket.h"
-#include "support/RpcPeer.h"
+#include "support/NodeOf.h"
 
 /// The system's own end of the wire, on a free port of loopback: a Socket with an RpcSocket attached, whose
 /// clock doesn't run: the test moves it.
@@ -24,10 +24,7 @@ struct LocalNode
     }
 
     /// How this end addresses a peer.
-    static NodeInfo info(const RpcPeer& peer)
-    {
-        return {int160(peer.id().constData()), peer.address(), peer.port()};
-    }
+    static NodeInfo info(const WirePeer& peer) { return nodeOf(peer, int160(peer.id().constData())); }
 
     qint64 now = 1000; // ms, as on a machine that has just been switched on
     QSharedPointer<Socket> socket{new Socket(nullptr)};

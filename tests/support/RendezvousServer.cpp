@@ -2,7 +2,7 @@
 
 RendezvousServer::RendezvousServer(const QByteArray& id, const QHostAddress& address, quint16 port,
                                    QObject* parent)
-    : RpcPeer(id, address, port, parent)
+    : WirePeer(id, address, port, parent)
 {
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "support/RpcPeer.h"
+#include "support/WirePeer.h"
 
 /// A rendezvous server for tests, at its own port 29365 unless told otherwise: records what servers announce
 /// (`calls("new_server")`, `calls("busy")`, `calls("drop")`), names a client to them, and commands them.
-class RendezvousServer : public RpcPeer
+class RendezvousServer : public WirePeer
 {
     Q_OBJECT
 

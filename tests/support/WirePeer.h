@@ -1,58 +1,48 @@
 #pragma once
 
-#include "Network/Data/NodeInfo.h"
-#include "Network/Socket/Socket.h"
+#include "support/Wait.h"
+#include "support/Wire.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QList>
+#include <QMap>
+#include <QObject>
 #include <QUdpSocket>
-#include <QtTest>
 
-/// The far end of the wire: a bare UDP socket on loopback that builds and reads RPC packets on its own.
-class WirePeer
+/// The far end of the wire: a bare UDP socket, on loopback unless told otherwise. It hands out datagrams as
+/// they come and, if it has an id, is a node: records the calls and replies to that id, and answers the
+/// calls.
+class WirePeer : public QObject
 {
+    Q_OBJECT
+
 public:
-    struct Packet
-    {
-        QByteArray type;   // 1 byte
-        QByteArray number; // 4 bytes
-        QByteArray sender; // 20 bytes
-        QByteArray target; // 20 bytes
-        QByteArray json;
+    using Message = Wire::Message;
 
-        [[nodiscard]] QJsonObject object() const { return QJsonDocument::fromJson(json).object(); }
-        [[nodiscard]] QString command() const { return object().value(QStringLiteral("cd")).toString(); }
-    };
+    /// Binds to `address` and `port`, 0 for one that is free. `id` is 20 bytes, or none.
+    explicit WirePeer(const QByteArray& id = {},
+                      const QHostAddress& address = QHostAddress(QHostAddress::LocalHost), quint16 port = 0,
+                      QObject* parent = nullptr);
 
-    WirePeer() { m_bound = m_socket.bind(QHostAddress(QHostAddress::LocalHost)); }
-
-    [[nodiscard]] bool isBound() const { return m_bound; }
+    [[nodiscard]] bool isBound() const { return m_socket.state() == QUdpSocket::BoundState; }
+    [[nodiscard]] const QByteArray& id() const { return m_id; }
     [[nodiscard]] QHostAddress address() const { return m_socket.localAddress(); }
     [[nodiscard]] quint16 port() const { return m_socket.localPort(); }
-    [[nodiscard]] NodeInfo node(const int160& id) const { return {id, address(), port()}; }
 
-    void send(const QByteArray& datagram, quint16 port)
-    {
-        m_socket.writeDatagram(datagram, QHostAddress(QHostAddress::LocalHost), port);
-    }
+    /// Sends one datagram as it is.
+    void send(const QByteArray& datagram, quint16 port,
+              const QHostAddress& address = QHostAddress(QHostAddress::LocalHost));
 
-    /// The next datagram, awaited; empty if none comes.
-    [[nodiscard]] QByteArray next()
-    {
-        if (!QTest::qWaitFor([this] { return m_socket.hasPendingDatagrams(); })) {
-            return {};
-        }
-        QByteArray datagram(static_cast<int>(m_socket.pendingDatagramSize()), '\0');
-        m_socket.readDatagram(datagram.data(), datagram.size());
-        return datagram;
-    }
-
-    /// All that `socket` has sent here until now: a datagram sent behind it marks the end.
-    [[nodiscard]] QList<QByteArray> received(Socket& socket)
+    /// The next datagram, awaited; empty if none comes. For a peer without an id.
+    [[nodiscard]] QByteArray next();
+    /// All that `sender`, a Socket, has sent here until now: a datagram sent after it marks the end.
+    template <typename Sender>
+    [[nodiscard]] QList<QByteArray> received(Sender& sender)
     {
         const QByteArray mark("mark");
         QList<QByteArray> datagrams;
-        if (!socket.write(mark, address(), port())) {
+        if (!sender.write(mark, address(), port())) {
             return datagrams;
         }
         for (QByteArray datagram = next(); !datagram.isEmpty() && datagram != mark; datagram = next()) {
@@ -60,26 +50,68 @@ public:
         }
         return datagrams;
     }
-
     /// `received`, taken apart.
-    [[nodiscard]] QList<Packet> receivedPackets(Socket& socket)
+    template <typename Sender>
+    [[nodiscard]] QList<Message> receivedMessages(Sender& sender)
     {
-        QList<Packet> packets;
-        for (const QByteArray& datagram : received(socket)) {
-            packets.append({datagram.left(1), datagram.mid(1, 4), datagram.mid(5, 20), datagram.mid(25, 20),
-                            datagram.mid(45)});
+        QList<Message> messages;
+        for (const QByteArray& datagram : received(sender)) {
+            messages.append(Wire::read(datagram).value_or(Message()));
         }
-        return packets;
+        return messages;
     }
 
-    /// A packet of type 0, put together byte by byte; `number` as it stands on the wire.
-    [[nodiscard]] static QByteArray packet(const QByteArray& number, const int160& sender,
-                                           const int160& target, const QByteArray& json)
+    /// Calls received so far, in the order of their arrival; those of one command alone.
+    [[nodiscard]] const QVector<Message>& calls() const { return m_calls; }
+    [[nodiscard]] QVector<Message> calls(const QString& command) const;
+    [[nodiscard]] bool waitForCall(const QString& command, int count = 1) const;
+    /// Replies received so far. Of several with one number the first is the reply.
+    [[nodiscard]] const QVector<Message>& replies() const { return m_replies; }
+    [[nodiscard]] bool hasReply(quint32 number) const { return m_placeOfReply.contains(number); }
+    [[nodiscard]] QJsonObject reply(quint32 number) const
     {
-        return QByteArray(1, '\0') + number + sender.bytes() + target.bytes() + json;
+        return m_replies.at(m_placeOfReply[number]).body;
     }
+    /// Forgets the calls, or the calls and replies, received so far.
+    void forgetCalls() { m_calls.clear(); }
+    void clear();
+
+    /// The reply that calls of `command` get from now on; "cd" is added. Without one: an empty reply.
+    void setReply(const QString& command, const QJsonObject& reply) { m_answers.insert(command, reply); }
+    /// While silent it records, but answers nothing.
+    void setSilent(bool silent) { m_silent = silent; }
+
+    /// Answers a recorded call, whenever the test likes.
+    void reply(const Message& call, const QJsonObject& body = {});
+    /// Calls a command on a node; gives the message number, which its reply will carry.
+    quint32 call(const QByteArray& target, const QHostAddress& address, quint16 port, const QString& command,
+                 const QJsonObject& arguments = {});
+    void setNextNumber(quint32 number) { m_nextNumber = number; }
+
+    /// ms since the peer was made.
+    [[nodiscard]] qint64 now() const { return m_clock.elapsed(); }
+
+signals:
+    void called(const QString& command);
+
+protected:
+    /// Through a socket made elsewhere, such as in another network namespace.
+    WirePeer(int descriptor, const QByteArray& id);
+
+    /// Every datagram that comes to a node.
+    virtual void onDatagram(const QByteArray& datagram, const QHostAddress& address, quint16 port);
 
 private:
-    QUdpSocket m_socket;
-    bool m_bound = false;
+    void begin();
+    void onReadyRead();
+
+    QByteArray m_id;
+    mutable QUdpSocket m_socket;
+    QElapsedTimer m_clock;
+    quint32 m_nextNumber = 1;
+    bool m_silent = false;
+    QVector<Message> m_calls;
+    QVector<Message> m_replies;
+    QHash<quint32, int> m_placeOfReply; // by its number
+    QMap<QString, QJsonObject> m_answers;
 };

@@ -2,7 +2,7 @@
 #include "ClientApplication/Program/ClientProcess.h"
 #include "Network/Data/Base58.h"
 #include "Receiving/Sound.h"
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

@@ -1,8 +1,8 @@
 #include "ClientApplication/Program/ClientProcess.h"
 #include "System/SecondHost.h"
 #include "System/Served.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -5,7 +5,7 @@
 #include "Receiving/Dsp/PlayerSink.h"
 #include "Receiving/Sound.h"
 #include "System/Served.h"
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QJsonObject>
 #include <QTemporaryDir>

@@ -1,6 +1,6 @@
 #include "ClientApplication/Program/ClientProcess.h"
 #include "System/Served.h"
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QImage>
 #include <QJsonArray>

@@ -1,7 +1,7 @@
 #include "ClientApplication/Program/ClientProcess.h"
 #include "ClientApplication/Program/Noise.h"
 #include "System/Served.h"
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QtEndian>
 #include <QtTest>

@@ -15,13 +15,13 @@ private slots:
     void emptyTextsAreAllowed();
     void furtherKeysAreIgnored();
     void anotherMajorVersionIsReadAndNotCompatible();
-    void aKeyThatIsMissingOrWrongMakesItNone_data();
-    void aKeyThatIsMissingOrWrongMakesItNone();
+    void keyThatIsMissingOrWrongMakesItNone_data();
+    void keyThatIsMissingOrWrongMakesItNone();
     void whatIsNoObjectIsNone_data();
     void whatIsNoObjectIsNone();
-    void aDatagramBeyondTheBoundIsNone();
+    void datagramBeyondTheBoundIsNone();
     void textForPeopleHoldsNothingThatATerminalObeys();
-    void theIdentificatorIsExact();
+    void identificatorIsExact();
     void anythingAtAllIsReadWithoutAFault();
 };
 
@@ -92,7 +92,7 @@ void tst_Announcement::anotherMajorVersionIsReadAndNotCompatible()
     QVERIFY(!announcement->isCompatible());
 }
 
-void tst_Announcement::aKeyThatIsMissingOrWrongMakesItNone_data()
+void tst_Announcement::keyThatIsMissingOrWrongMakesItNone_data()
 {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QJsonValue>("value");
@@ -120,7 +120,7 @@ void tst_Announcement::aKeyThatIsMissingOrWrongMakesItNone_data()
     QTest::newRow("id null") << QStringLiteral("id") << QJsonValue(QString(40, QLatin1Char('0')));
 }
 
-void tst_Announcement::aKeyThatIsMissingOrWrongMakesItNone()
+void tst_Announcement::keyThatIsMissingOrWrongMakesItNone()
 {
     QFETCH(QString, key);
     QFETCH(QJsonValue, value);
@@ -145,7 +145,7 @@ void tst_Announcement::whatIsNoObjectIsNone()
     QVERIFY(!Announcement::decode(datagram));
 }
 
-void tst_Announcement::aDatagramBeyondTheBoundIsNone()
+void tst_Announcement::datagramBeyondTheBoundIsNone()
 {
     const QByteArray padded = kDatagram + QByteArray(Announcement::kMaximumSize - kDatagram.size(), ' ');
     QVERIFY(Announcement::decode(padded));
@@ -163,7 +163,7 @@ void tst_Announcement::textForPeopleHoldsNothingThatATerminalObeys()
     QCOMPARE(other->description, announcement->title);
 }
 
-void tst_Announcement::theIdentificatorIsExact()
+void tst_Announcement::identificatorIsExact()
 {
     const QString text = QStringLiteral("a\u001b\n\u00fc \"");
     const auto announcement = Announcement::decode(with(QStringLiteral("identificator"), text));

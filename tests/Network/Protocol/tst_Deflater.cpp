@@ -14,8 +14,8 @@ private slots:
     void bytesAreThoseOfQCompress_data();
     void bytesAreThoseOfQCompress();
     void blocksLeaveNoTraceInTheNextOnes();
-    void anEmptyBlockIsItsLengthAlone();
-    void aBlockTakesNothingFromTheHeapButItsResult();
+    void emptyBlockIsItsLengthAlone();
+    void blockTakesNothingFromTheHeapButItsResult();
 };
 
 namespace
@@ -66,13 +66,13 @@ void tst_Deflater::blocksLeaveNoTraceInTheNextOnes()
     }
 }
 
-void tst_Deflater::anEmptyBlockIsItsLengthAlone()
+void tst_Deflater::emptyBlockIsItsLengthAlone()
 {
     Deflater deflater(kLevel);
     QCOMPARE(compressed(deflater, {}), QByteArray(4, '\0'));
 }
 
-void tst_Deflater::aBlockTakesNothingFromTheHeapButItsResult()
+void tst_Deflater::blockTakesNothingFromTheHeapButItsResult()
 {
     const QByteArray block = noise(516);
     Deflater deflater(kLevel);

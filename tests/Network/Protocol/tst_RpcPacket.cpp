@@ -9,14 +9,14 @@ class tst_RpcPacket : public QObject
 private slots:
     void isWrittenAsDrawn();
     void isReadAsDrawn();
-    void theNumberIsReadWithSignedUpperBytes_data();
-    void theNumberIsReadWithSignedUpperBytes();
-    void theHighFourBitsOfTheTypeAreIgnored();
+    void numberIsReadWithSignedUpperBytes_data();
+    void numberIsReadWithSignedUpperBytes();
+    void highFourBitsOfTheTypeAreIgnored();
     void otherTypesAreNoRpc_data();
     void otherTypesAreNoRpc();
-    void aHeaderAloneIsNoPacket_data();
-    void aHeaderAloneIsNoPacket();
-    void anIdOfAnotherLengthLeavesTheHeaderWhole();
+    void headerAloneIsNoPacket_data();
+    void headerAloneIsNoPacket();
+    void idOfAnotherLengthLeavesTheHeaderWhole();
 };
 
 namespace
@@ -47,7 +47,7 @@ void tst_RpcPacket::isReadAsDrawn()
     QCOMPARE(packet->targetId.bytes(), kTarget);
 }
 
-void tst_RpcPacket::theNumberIsReadWithSignedUpperBytes_data()
+void tst_RpcPacket::numberIsReadWithSignedUpperBytes_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<quint32>("number");
@@ -64,7 +64,7 @@ void tst_RpcPacket::theNumberIsReadWithSignedUpperBytes_data()
     QTest::newRow("bit 31") << QByteArray("80000001") << 0x80000001U;
 }
 
-void tst_RpcPacket::theNumberIsReadWithSignedUpperBytes()
+void tst_RpcPacket::numberIsReadWithSignedUpperBytes()
 {
     QFETCH(QByteArray, bytes);
     const auto packet = RpcPacket::readHeader(drawn("00", bytes, "{}"));
@@ -72,7 +72,7 @@ void tst_RpcPacket::theNumberIsReadWithSignedUpperBytes()
     QTEST(packet->number, "number");
 }
 
-void tst_RpcPacket::theHighFourBitsOfTheTypeAreIgnored()
+void tst_RpcPacket::highFourBitsOfTheTypeAreIgnored()
 {
     for (const char* type : {"10", "70", "80", "f0"}) {
         QVERIFY2(RpcPacket::readHeader(drawn(type, "00000001", "{}")).has_value(), type);
@@ -93,7 +93,7 @@ void tst_RpcPacket::otherTypesAreNoRpc()
     QVERIFY(!RpcPacket::readHeader(drawn(type, "00000001", "{}")).has_value());
 }
 
-void tst_RpcPacket::aHeaderAloneIsNoPacket_data()
+void tst_RpcPacket::headerAloneIsNoPacket_data()
 {
     QTest::addColumn<int>("size");
     QTest::addColumn<bool>("accepted");
@@ -104,13 +104,13 @@ void tst_RpcPacket::aHeaderAloneIsNoPacket_data()
     QTest::newRow("46 bytes") << 46 << true;
 }
 
-void tst_RpcPacket::aHeaderAloneIsNoPacket()
+void tst_RpcPacket::headerAloneIsNoPacket()
 {
     QFETCH(int, size);
     QTEST(RpcPacket::readHeader(drawn("00", "00000001", "{}").left(size)).has_value(), "accepted");
 }
 
-void tst_RpcPacket::anIdOfAnotherLengthLeavesTheHeaderWhole()
+void tst_RpcPacket::idOfAnotherLengthLeavesTheHeaderWhole()
 {
     const int160 empty{QString()};
     QVERIFY(empty.bytes().isEmpty());

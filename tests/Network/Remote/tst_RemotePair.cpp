@@ -56,7 +56,7 @@ private slots:
     void everyPropertyEndsEqualOverABadLink();
     void whatChangesMeanwhileIsEqualAfterOneMoreDump_data();
     void whatChangesMeanwhileIsEqualAfterOneMoreDump();
-    void aWriteComesBackAsItsEcho();
+    void writeComesBackAsItsEcho();
 };
 
 namespace
@@ -181,7 +181,7 @@ void tst_RemotePair::whatChangesMeanwhileIsEqualAfterOneMoreDump()
         }
         QTRY_VERIFY(pair.link.passed() + pair.link.lost() > seen);
     }
-    // A dump over a good link leaves nothing under way behind it.
+    // A dump over a good link leaves nothing under way after it.
     pair.link.setFates({});
     pair.link.flush();
     pair.makeReplica();
@@ -194,7 +194,7 @@ void tst_RemotePair::whatChangesMeanwhileIsEqualAfterOneMoreDump()
     QCOMPARE(pair.difference(), QString());
 }
 
-void tst_RemotePair::aWriteComesBackAsItsEcho()
+void tst_RemotePair::writeComesBackAsItsEcho()
 {
     const LogCapture log;
     Pair pair(1);

@@ -12,14 +12,14 @@ private slots:
         m_budget = UnprovenBudget([this] { return m_now; });
     }
 
-    void anAddressThatIsNotLimitedGetsAnything();
-    void aLimitedOneGetsThirtyTwoKibibytesAndNoMore();
+    void addressThatIsNotLimitedGetsAnything();
+    void limitedOneGetsThirtyTwoKibibytesAndNoMore();
     void allLimitedOnesShareTheOneBudget();
     void addressAndPortDecideTogether();
-    void anIPv4AddressIsTheSameInItsLongForm();
+    void iPv4AddressIsTheSameInItsLongForm();
     void noTenSecondsHoldMoreThanTheBudget();
     void whatIsRefusedIsNotCharged();
-    void aReleasedAddressGetsAnythingAgain();
+    void releasedAddressGetsAnythingAgain();
     void limitedTwiceItIsReleasedAtOnce();
 
 private:
@@ -47,14 +47,14 @@ int tst_UnprovenBudget::admitted(const QHostAddress& address, quint16 port, int 
     return count;
 }
 
-void tst_UnprovenBudget::anAddressThatIsNotLimitedGetsAnything()
+void tst_UnprovenBudget::addressThatIsNotLimitedGetsAnything()
 {
     QCOMPARE(admitted(kFirst, kPort, 100), 100);
     m_budget.limit(kSecond, kPort);
     QCOMPARE(admitted(kSecond, kPort, 100), 32); // what the other got hasn't cost it anything
 }
 
-void tst_UnprovenBudget::aLimitedOneGetsThirtyTwoKibibytesAndNoMore()
+void tst_UnprovenBudget::limitedOneGetsThirtyTwoKibibytesAndNoMore()
 {
     m_budget.limit(kFirst, kPort);
     QVERIFY(m_budget.isLimited(kFirst, kPort));
@@ -78,7 +78,7 @@ void tst_UnprovenBudget::addressAndPortDecideTogether()
     QCOMPARE(admitted(kFirst, kPort + 1, 50), 50);
 }
 
-void tst_UnprovenBudget::anIPv4AddressIsTheSameInItsLongForm()
+void tst_UnprovenBudget::iPv4AddressIsTheSameInItsLongForm()
 {
     m_budget.limit(QHostAddress(QStringLiteral("::ffff:192.0.2.1")), kPort);
     QVERIFY(m_budget.isLimited(kFirst, kPort));
@@ -106,7 +106,7 @@ void tst_UnprovenBudget::whatIsRefusedIsNotCharged()
     QCOMPARE(admitted(kFirst, kPort, 100), 32);
 }
 
-void tst_UnprovenBudget::aReleasedAddressGetsAnythingAgain()
+void tst_UnprovenBudget::releasedAddressGetsAnythingAgain()
 {
     m_budget.limit(kFirst, kPort);
     m_budget.limit(kSecond, kPort);

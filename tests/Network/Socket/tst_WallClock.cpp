@@ -1,6 +1,7 @@
 #include "Network/Socket/UserSocket.h"
 
 #include "support/LogCapture.h"
+#include "support/NodeOf.h"
 #include "support/WirePeer.h"
 
 #include <QDateTime>
@@ -32,7 +33,7 @@ class tst_WallClock : public QObject
 private slots:
     void cleanup() { wallOffset = 0; }
 
-    void theClockCanBeSet();
+    void clockCanBeSet();
     void setBackItStopsNoKeepAlive();
     void setForwardItEndsNoCall();
 };
@@ -49,7 +50,7 @@ int160 id(char byte)
 
 } // namespace
 
-void tst_WallClock::theClockCanBeSet()
+void tst_WallClock::clockCanBeSet()
 {
     const qint64 before = QDateTime::currentMSecsSinceEpoch();
     wallOffset = -kHour;
@@ -63,7 +64,7 @@ void tst_WallClock::setBackItStopsNoKeepAlive()
     const auto socket = QSharedPointer<Socket>::create(nullptr);
     QVERIFY(socket->listen(0));
     const WirePeer peer; // stays silent
-    UserSocket user(socket, id('a'), peer.node(id('b')), nullptr);
+    UserSocket user(socket, id('a'), nodeOf(peer, id('b')), nullptr);
     user.setPingInterval(1);
     user.setMaximumMissedPings(0);
     wallOffset = -kHour;
@@ -80,7 +81,7 @@ void tst_WallClock::setForwardItEndsNoCall()
     RpcSocket rpc(socket, id('a'), nullptr);
     bool expired = false;
     QVERIFY(rpc.invoke(
-        peer.node(id('b')), QStringLiteral("work"), {}, {}, [&] { expired = true; }, 60'000));
+        nodeOf(peer, id('b')), QStringLiteral("work"), {}, {}, [&] { expired = true; }, 60'000));
     wallOffset = kHour;
     rpc.onTimeout();
     QVERIFY(!expired);

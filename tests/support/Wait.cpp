@@ -1,4 +1,4 @@
-#include "System/Wait.h"
+#include "support/Wait.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
