@@ -1,12 +1,16 @@
 #pragma once
 
+#include "Network/Protocol/IqBlocks.h"
+
 #include <QMetaType>
 #include <QVector>
 
 /// One complex sample of true baseband: I is the real part and Q the imaginary one, so that a signal above
-/// the tuned frequency turns counter-clockwise. Full scale is 32768.
+/// the tuned frequency turns counter-clockwise.
 struct IqSample
 {
+    static constexpr float kFullScale = static_cast<float>(IqBlocks::kFullScale);
+
     qint16 i = 0;
     qint16 q = 0;
 };

@@ -16,26 +16,26 @@ class tst_FFTStream : public FFTStreamTest
     Q_OBJECT
 
 private slots:
-    void frameIsAHeaderThenDatagramsOf252Points_data();
-    void frameIsAHeaderThenDatagramsOf252Points();
-    void headerHoldsTheMarkerAndTheLow16BitsOfTheDataSize_data();
-    void headerHoldsTheMarkerAndTheLow16BitsOfTheDataSize();
+    void frameIsHeaderThenDatagramsOf252Points_data();
+    void frameIsHeaderThenDatagramsOf252Points();
+    void headerHoldsMarkerAndLow16BitsOfDataSize_data();
+    void headerHoldsMarkerAndLow16BitsOfDataSize();
     void largestFrameIs262Datagrams();
     void onlyDatagramsAbove256BytesAreCompressed();
     void withoutCompressionEveryDatagramIsPlain();
-    void frameEndsAtTheNewestSample();
+    void frameEndsAtNewestSample();
     void frameShowsOlderSamplesWhereNoneHaveCome();
-    void frameIsReadAcrossTheEndOfTheRing();
+    void frameIsReadAcrossEndOfRing();
     void silentDeviceIsSteppedThroughBackwards();
     void indexStepsBackEvenIfNoPointIsWanted();
-    void rangeAndEngineOutliveASession();
-    void withoutADeviceATickDoesNothing();
+    void rangeAndEngineOutliveSession();
+    void withoutDeviceTickDoesNothing();
     void stopLeavesNoFurtherFrame();
     void runsByItselfEvery40MillisecondsOnceStarted();
     void dropsWhateverArrives();
 };
 
-void tst_FFTStream::frameIsAHeaderThenDatagramsOf252Points_data()
+void tst_FFTStream::frameIsHeaderThenDatagramsOf252Points_data()
 {
     QTest::addColumn<int>("dataSize");
     QTest::addColumn<QVector<int>>("sizes");
@@ -48,7 +48,7 @@ void tst_FFTStream::frameIsAHeaderThenDatagramsOf252Points_data()
     QTest::newRow("1000") << 1000 << QVector<int>{3, 252, 252, 252, 244};
 }
 
-void tst_FFTStream::frameIsAHeaderThenDatagramsOf252Points()
+void tst_FFTStream::frameIsHeaderThenDatagramsOf252Points()
 {
     QFETCH(const int, dataSize);
     QFETCH(const QVector<int>, sizes);
@@ -65,7 +65,7 @@ void tst_FFTStream::frameIsAHeaderThenDatagramsOf252Points()
     QCOMPARE(got, sizes);
 }
 
-void tst_FFTStream::headerHoldsTheMarkerAndTheLow16BitsOfTheDataSize_data()
+void tst_FFTStream::headerHoldsMarkerAndLow16BitsOfDataSize_data()
 {
     QTest::addColumn<int>("dataSize");
     QTest::addColumn<QByteArray>("header");
@@ -77,7 +77,7 @@ void tst_FFTStream::headerHoldsTheMarkerAndTheLow16BitsOfTheDataSize_data()
     QTest::newRow("65536") << 65536 << QByteArray::fromHex("04000000037f0f00000000");
 }
 
-void tst_FFTStream::headerHoldsTheMarkerAndTheLow16BitsOfTheDataSize()
+void tst_FFTStream::headerHoldsMarkerAndLow16BitsOfDataSize()
 {
     QFETCH(const int, dataSize);
     QFETCH(const QByteArray, header);
@@ -122,7 +122,7 @@ void tst_FFTStream::withoutCompressionEveryDatagramIsPlain()
     }
 }
 
-void tst_FFTStream::frameEndsAtTheNewestSample()
+void tst_FFTStream::frameEndsAtNewestSample()
 {
     Session session;
     session.stream.setDataRange(0, 512, 512, 512);
@@ -147,7 +147,7 @@ void tst_FFTStream::frameShowsOlderSamplesWhereNoneHaveCome()
     QCOMPARE(strongest(session.frame()), 296);
 }
 
-void tst_FFTStream::frameIsReadAcrossTheEndOfTheRing()
+void tst_FFTStream::frameIsReadAcrossEndOfRing()
 {
     const QVector<DoubleComplex> samples = noise(1024);
     Session session;
@@ -184,7 +184,7 @@ void tst_FFTStream::indexStepsBackEvenIfNoPointIsWanted()
     }
 }
 
-void tst_FFTStream::rangeAndEngineOutliveASession()
+void tst_FFTStream::rangeAndEngineOutliveSession()
 {
     const QVector<DoubleComplex> samples = noise(512);
     Session session;
@@ -202,7 +202,7 @@ void tst_FFTStream::rangeAndEngineOutliveASession()
     session.stream.stop();
 }
 
-void tst_FFTStream::withoutADeviceATickDoesNothing()
+void tst_FFTStream::withoutDeviceTickDoesNothing()
 {
     const auto socket = QSharedPointer<Socket>::create();
     FFTStream stream(socket, true, nullptr);

@@ -19,25 +19,25 @@ class tst_FFTStreamPoints : public FFTStreamTest
     Q_OBJECT
 
 private slots:
-    void pointsAreThoseOfTheDefinition_data();
-    void pointsAreThoseOfTheDefinition();
-    void carrierStandsAsFarFromTheMiddleBinAsFromTheCentre_data();
-    void carrierStandsAsFarFromTheMiddleBinAsFromTheCentre();
-    void silenceStandsAtTheFloor();
-    void logarithmIsTheApproximation_data();
-    void logarithmIsTheApproximation();
+    void pointsAreThoseOfDefinition_data();
+    void pointsAreThoseOfDefinition();
+    void carrierStandsAsFarFromMiddleBinAsFromCentre_data();
+    void carrierStandsAsFarFromMiddleBinAsFromCentre();
+    void silenceStandsAtFloor();
+    void logarithmIsApproximation_data();
+    void logarithmIsApproximation();
     void scaleStepsAt4096();
     void windowIsShiftedByOnePlace();
     void sampleThatIsNoNumberGivesNoLevel();
-    void rangeBeyondTheTransformIsMarked();
-    void rangeBelowTheTransformIsMarked();
+    void rangeBeyondTransformIsMarked();
+    void rangeBelowTransformIsMarked();
     void negativeBinsAreTruncatedTowardZero();
     void extremeRangesReachNothingOutside();
     void narrowFramesSkipBinsAndWideOnesRepeatThem_data();
     void narrowFramesSkipBinsAndWideOnesRepeatThem();
 };
 
-void tst_FFTStreamPoints::pointsAreThoseOfTheDefinition_data()
+void tst_FFTStreamPoints::pointsAreThoseOfDefinition_data()
 {
     QTest::addColumn<int>("fftSize");
     QTest::addColumn<int>("startIndex");
@@ -50,7 +50,7 @@ void tst_FFTStreamPoints::pointsAreThoseOfTheDefinition_data()
     QTest::newRow("8192 over the edge") << 8192 << 8100 << 8300 << 200;
 }
 
-void tst_FFTStreamPoints::pointsAreThoseOfTheDefinition()
+void tst_FFTStreamPoints::pointsAreThoseOfDefinition()
 {
     QFETCH(const int, fftSize);
     QFETCH(const int, startIndex);
@@ -64,7 +64,7 @@ void tst_FFTStreamPoints::pointsAreThoseOfTheDefinition()
     QVERIFY2(text.isEmpty(), text.constData());
 }
 
-void tst_FFTStreamPoints::carrierStandsAsFarFromTheMiddleBinAsFromTheCentre_data()
+void tst_FFTStreamPoints::carrierStandsAsFarFromMiddleBinAsFromCentre_data()
 {
     QTest::addColumn<int>("bins");
     QTest::newRow("at the centre") << 0;
@@ -74,7 +74,7 @@ void tst_FFTStreamPoints::carrierStandsAsFarFromTheMiddleBinAsFromTheCentre_data
     QTest::newRow("at the highest") << 511;
 }
 
-void tst_FFTStreamPoints::carrierStandsAsFarFromTheMiddleBinAsFromTheCentre()
+void tst_FFTStreamPoints::carrierStandsAsFarFromMiddleBinAsFromCentre()
 {
     QFETCH(const int, bins);
     Session session;
@@ -82,7 +82,7 @@ void tst_FFTStreamPoints::carrierStandsAsFarFromTheMiddleBinAsFromTheCentre()
     QCOMPARE(strongest(session.frameOf(carrier(1024, bins, 1024))), 512 + bins);
 }
 
-void tst_FFTStreamPoints::silenceStandsAtTheFloor()
+void tst_FFTStreamPoints::silenceStandsAtFloor()
 {
     Session session;
     session.stream.setDataRange(0, 512, 512, 512);
@@ -91,7 +91,7 @@ void tst_FFTStreamPoints::silenceStandsAtTheFloor()
     QCOMPARE(SpectrumReference::point(1e-22F), qint16{880});
 }
 
-void tst_FFTStreamPoints::logarithmIsTheApproximation_data()
+void tst_FFTStreamPoints::logarithmIsApproximation_data()
 {
     QTest::addColumn<double>("amplitude");
     for (const double amplitude : {1e-12, 1e-9, 3.3e-7, 1e-4, 0.01, 0.3, 1.0, 7.0, 4096.0, 1e9, 1e15}) {
@@ -99,7 +99,7 @@ void tst_FFTStreamPoints::logarithmIsTheApproximation_data()
     }
 }
 
-void tst_FFTStreamPoints::logarithmIsTheApproximation()
+void tst_FFTStreamPoints::logarithmIsApproximation()
 {
     QFETCH(const double, amplitude);
     Session session;
@@ -161,7 +161,7 @@ void tst_FFTStreamPoints::sampleThatIsNoNumberGivesNoLevel()
     }
 }
 
-void tst_FFTStreamPoints::rangeBeyondTheTransformIsMarked()
+void tst_FFTStreamPoints::rangeBeyondTransformIsMarked()
 {
     Session session;
     session.stream.setDataRange(500, 524, 24, 512);
@@ -171,7 +171,7 @@ void tst_FFTStreamPoints::rangeBeyondTheTransformIsMarked()
     QCOMPARE(points.mid(12), QVector<qint16>(12, kNoBin));
 }
 
-void tst_FFTStreamPoints::rangeBelowTheTransformIsMarked()
+void tst_FFTStreamPoints::rangeBelowTransformIsMarked()
 {
     Session session;
     session.stream.setDataRange(-10, 20, 30, 512);

@@ -17,20 +17,20 @@ class tst_FFTStreamRanges : public FFTStreamTest
     Q_OBJECT
 
 private slots:
-    void sameSizeWithANewRangeIsNotSetAgain();
-    void withoutARangeThereAreNoFrames();
+    void sameSizeWithNewRangeIsNotSetAgain();
+    void withoutRangeThereAreNoFrames();
     void emptyRangesSendNothing_data();
     void emptyRangesSendNothing();
     void negativeDataSizeSendsNothingAndSizesNothing();
-    void sizeBelowOneStopsTheFramesUntilTheNext();
+    void sizeBelowOneStopsFramesUntilNext();
     void everyPowerOfTwoFrom2To65536Works_data();
     void everyPowerOfTwoFrom2To65536Works();
-    void otherSizesAreRefusedWholeAndTheStreamGoesOn_data();
-    void otherSizesAreRefusedWholeAndTheStreamGoesOn();
+    void otherSizesAreRefusedWholeAndStreamGoesOn_data();
+    void otherSizesAreRefusedWholeAndStreamGoesOn();
     void refusalsAreLimitedTo50Lines();
 };
 
-void tst_FFTStreamRanges::sameSizeWithANewRangeIsNotSetAgain()
+void tst_FFTStreamRanges::sameSizeWithNewRangeIsNotSetAgain()
 {
     Session session;
     session.stream.setDataRange(0, 512, 100, 512);
@@ -43,7 +43,7 @@ void tst_FFTStreamRanges::sameSizeWithANewRangeIsNotSetAgain()
     QCOMPARE(m_log->texts().size(), 2);
 }
 
-void tst_FFTStreamRanges::withoutARangeThereAreNoFrames()
+void tst_FFTStreamRanges::withoutRangeThereAreNoFrames()
 {
     Session session;
     session.write(noise(1024));
@@ -82,7 +82,7 @@ void tst_FFTStreamRanges::negativeDataSizeSendsNothingAndSizesNothing()
     QCOMPARE(session.frame().size(), 253);
 }
 
-void tst_FFTStreamRanges::sizeBelowOneStopsTheFramesUntilTheNext()
+void tst_FFTStreamRanges::sizeBelowOneStopsFramesUntilNext()
 {
     Session session;
     for (const int fftSize : {0, -1, -512, kMinimum}) {
@@ -112,7 +112,7 @@ void tst_FFTStreamRanges::everyPowerOfTwoFrom2To65536Works()
     QVERIFY2(text.isEmpty(), text.constData());
 }
 
-void tst_FFTStreamRanges::otherSizesAreRefusedWholeAndTheStreamGoesOn_data()
+void tst_FFTStreamRanges::otherSizesAreRefusedWholeAndStreamGoesOn_data()
 {
     QTest::addColumn<int>("dataSize");
     QTest::addColumn<int>("fftSize");
@@ -129,7 +129,7 @@ void tst_FFTStreamRanges::otherSizesAreRefusedWholeAndTheStreamGoesOn_data()
     QTest::newRow("too many bins for no points") << 0 << 131072;
 }
 
-void tst_FFTStreamRanges::otherSizesAreRefusedWholeAndTheStreamGoesOn()
+void tst_FFTStreamRanges::otherSizesAreRefusedWholeAndStreamGoesOn()
 {
     QFETCH(const int, dataSize);
     QFETCH(const int, fftSize);

@@ -49,14 +49,14 @@ class tst_FFTStreamTurns : public FFTStreamTest
     Q_OBJECT
 
 private slots:
-    void longFrameIsSentInSeveralTurnsOfTheEventLoop();
+    void longFrameIsSentInSeveralTurnsOfEventLoop();
     void frameThatHasBegunIsSentWholeAfterStop();
-    void frameThatHasBegunIsSentWholeToTheHostItWasBegunFor();
-    void newRangeAmidALongFrameComesAfterIt();
-    void tickAmidALongFrameMakesNone();
+    void frameThatHasBegunIsSentWholeToHostItWasBegunFor();
+    void newRangeAmidLongFrameComesAfterIt();
+    void tickAmidLongFrameMakesNone();
 };
 
-void tst_FFTStreamTurns::longFrameIsSentInSeveralTurnsOfTheEventLoop()
+void tst_FFTStreamTurns::longFrameIsSentInSeveralTurnsOfEventLoop()
 {
     Session session;
     QList<QByteArray> datagrams = firstDatagrams(session);
@@ -86,7 +86,7 @@ void tst_FFTStreamTurns::frameThatHasBegunIsSentWholeAfterStop()
     QVERIFY(isLongFrame(longFrame(session, session.tick())));
 }
 
-void tst_FFTStreamTurns::frameThatHasBegunIsSentWholeToTheHostItWasBegunFor()
+void tst_FFTStreamTurns::frameThatHasBegunIsSentWholeToHostItWasBegunFor()
 {
     Session session;
     const QList<QByteArray> first = firstDatagrams(session);
@@ -101,7 +101,7 @@ void tst_FFTStreamTurns::frameThatHasBegunIsSentWholeToTheHostItWasBegunFor()
     session.stream.stop();
 }
 
-void tst_FFTStreamTurns::newRangeAmidALongFrameComesAfterIt()
+void tst_FFTStreamTurns::newRangeAmidLongFrameComesAfterIt()
 {
     Session session;
     const QVector<DoubleComplex> samples = noise(512);
@@ -128,7 +128,7 @@ void tst_FFTStreamTurns::newRangeAmidALongFrameComesAfterIt()
     QCOMPARE(valuesOf(next.at(1)).size(), 100);
 }
 
-void tst_FFTStreamTurns::tickAmidALongFrameMakesNone()
+void tst_FFTStreamTurns::tickAmidLongFrameMakesNone()
 {
     Session session;
     session.stream.setDataRange(0, 512, kLongFrame, 512);

@@ -13,20 +13,20 @@ class tst_IQStream : public QObject
 
 private slots:
     void sends128WaitingSamplesAndNotOneFewer();
-    void datagramIsATypeACountAnd256ValuesRealPartFirst();
-    void tickDrainsTheRingAndLeavesTheRest();
-    void blockAcrossTheEndOfTheRingIsInOrder();
-    void streamGoesOnOverTheEndOfTheRing();
+    void datagramIsTypeCountAnd256ValuesRealPartFirst();
+    void tickDrainsRingAndLeavesRest();
+    void blockAcrossEndOfRingIsInOrder();
+    void streamGoesOnOverEndOfRing();
     void convertsByTruncationAndWrapsBeyond16Bits_data();
     void convertsByTruncationAndWrapsBeyond16Bits();
-    void compressedDatagramsHoldTheSameBlock();
+    void compressedDatagramsHoldSameBlock();
     void withoutCompressionEveryDatagramIsPlain();
     void overrunReaderReadsOnWhereItStands();
-    void samplesOverrunInTheRingAreCounted();
+    void samplesOverrunInRingAreCounted();
     void ringThatIsResizedIsReadOnInOrder();
     void newDeviceIsReadFromIndexZero();
     void hostMayChangeBetweenTicks();
-    void withoutADeviceATickDoesNothing();
+    void withoutDeviceTickDoesNothing();
     void dropsWhateverArrives();
     void takesNoPacketsOnceGone();
 };
@@ -42,7 +42,7 @@ void tst_IQStream::sends128WaitingSamplesAndNotOneFewer()
     QCOMPARE(session.tick().size(), 0);
 }
 
-void tst_IQStream::datagramIsATypeACountAnd256ValuesRealPartFirst()
+void tst_IQStream::datagramIsTypeCountAnd256ValuesRealPartFirst()
 {
     Session session;
     QVector<DoubleComplex> samples(kBlock);
@@ -65,7 +65,7 @@ void tst_IQStream::datagramIsATypeACountAnd256ValuesRealPartFirst()
     QCOMPARE(session.tick(), QList<QByteArray>{expected});
 }
 
-void tst_IQStream::tickDrainsTheRingAndLeavesTheRest()
+void tst_IQStream::tickDrainsRingAndLeavesRest()
 {
     Session session;
     session.write(ramp(0, 2800));
@@ -81,7 +81,7 @@ void tst_IQStream::tickDrainsTheRingAndLeavesTheRest()
     QCOMPARE(values, rampValues(0, 2816));
 }
 
-void tst_IQStream::blockAcrossTheEndOfTheRingIsInOrder()
+void tst_IQStream::blockAcrossEndOfRingIsInOrder()
 {
     const auto ring = QSharedPointer<RingBuffer<DoubleComplex>>::create(1024);
     const QVector<DoubleComplex> samples = ramp(1, 1023 + kBlock);
@@ -98,7 +98,7 @@ void tst_IQStream::blockAcrossTheEndOfTheRingIsInOrder()
     QCOMPARE(reader.readIndex, kBlock - 1);
 }
 
-void tst_IQStream::streamGoesOnOverTheEndOfTheRing()
+void tst_IQStream::streamGoesOnOverEndOfRing()
 {
     Session session;
     constexpr int kStep = 160; // no divisor of the capacity
@@ -152,7 +152,7 @@ void tst_IQStream::convertsByTruncationAndWrapsBeyond16Bits()
     QCOMPARE(valuesOf(datagrams.first()), QVector<qint16>(2 * kBlock, static_cast<qint16>(value)));
 }
 
-void tst_IQStream::compressedDatagramsHoldTheSameBlock()
+void tst_IQStream::compressedDatagramsHoldSameBlock()
 {
     Session session(true);
     session.write(ramp(1000, 2 * kBlock));
@@ -188,7 +188,7 @@ void tst_IQStream::overrunReaderReadsOnWhereItStands()
     QCOMPARE(valuesOf(datagrams.first()), rampValues(5000, kBlock));
 }
 
-void tst_IQStream::samplesOverrunInTheRingAreCounted()
+void tst_IQStream::samplesOverrunInRingAreCounted()
 {
     Session session;
     const qint64 before = Losses::process().total(Losses::Cause::OutRing);
@@ -250,7 +250,7 @@ void tst_IQStream::hostMayChangeBetweenTicks()
     QCOMPARE(other.take().size(), 1);
 }
 
-void tst_IQStream::withoutADeviceATickDoesNothing()
+void tst_IQStream::withoutDeviceTickDoesNothing()
 {
     const auto socket = QSharedPointer<Socket>::create();
     IQStream stream(socket, true, nullptr);

@@ -13,11 +13,11 @@ private slots:
     void stopLeavesNoFurtherDatagram();
     void tickQueuedBeforeStopFindsNoDevice();
     void runsByItselfEvery28MillisecondsOnceStarted();
-    void longBacklogIsSentInSeveralTurnsOfTheEventLoop();
-    void longBacklogFollowsADirectCallInLaterTurns();
-    void stopAmidALongBacklogLeavesNoFurtherDatagram();
-    void releasesTheRingBeforeItSends();
-    void takesNothingFromTheHeapPerBlock();
+    void longBacklogIsSentInSeveralTurnsOfEventLoop();
+    void longBacklogFollowsDirectCallInLaterTurns();
+    void stopAmidLongBacklogLeavesNoFurtherDatagram();
+    void releasesRingBeforeItSends();
+    void takesNothingFromHeapPerBlock();
 };
 
 void tst_IQStreamTurns::stopLeavesNoFurtherDatagram()
@@ -55,7 +55,7 @@ void tst_IQStreamTurns::runsByItselfEvery28MillisecondsOnceStarted()
     QCOMPARE(session.receiver.take().size(), 3);
 }
 
-void tst_IQStreamTurns::longBacklogIsSentInSeveralTurnsOfTheEventLoop()
+void tst_IQStreamTurns::longBacklogIsSentInSeveralTurnsOfEventLoop()
 {
     constexpr int kBlocks = 130;
     Session session;
@@ -75,7 +75,7 @@ void tst_IQStreamTurns::longBacklogIsSentInSeveralTurnsOfTheEventLoop()
     QCOMPARE(values, rampValues(0, kBlocks * kBlock));
 }
 
-void tst_IQStreamTurns::longBacklogFollowsADirectCallInLaterTurns()
+void tst_IQStreamTurns::longBacklogFollowsDirectCallInLaterTurns()
 {
     constexpr int kBlocks = 500;
     Session session;
@@ -85,7 +85,7 @@ void tst_IQStreamTurns::longBacklogFollowsADirectCallInLaterTurns()
     QTRY_COMPARE(session.socket->sentPackets(), quint64{kBlocks});
 }
 
-void tst_IQStreamTurns::stopAmidALongBacklogLeavesNoFurtherDatagram()
+void tst_IQStreamTurns::stopAmidLongBacklogLeavesNoFurtherDatagram()
 {
     Session session;
     session.write(ramp(0, 130 * kBlock));
@@ -100,7 +100,7 @@ void tst_IQStreamTurns::stopAmidALongBacklogLeavesNoFurtherDatagram()
     QCOMPARE(session.receiver.take().size(), 0);
 }
 
-void tst_IQStreamTurns::releasesTheRingBeforeItSends()
+void tst_IQStreamTurns::releasesRingBeforeItSends()
 {
     Session session;
     session.write(ramp(0, kBlock));
@@ -110,7 +110,7 @@ void tst_IQStreamTurns::releasesTheRingBeforeItSends()
     ring.mutex.unlock();
 }
 
-void tst_IQStreamTurns::takesNothingFromTheHeapPerBlock()
+void tst_IQStreamTurns::takesNothingFromHeapPerBlock()
 {
     constexpr int kBlocks = 39; // of one turn
     Session session;

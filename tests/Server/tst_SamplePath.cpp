@@ -20,10 +20,10 @@ class tst_SamplePath : public QObject
     Q_OBJECT
 
 private slots:
-    void receiversSamplesReachTheDatagramsWithoutTheHeap_data();
-    void receiversSamplesReachTheDatagramsWithoutTheHeap();
-    void wholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data();
-    void wholeBandReachesTheDatagramsAlsoWhenTheRateChanges();
+    void receiversSamplesReachDatagramsWithoutHeap_data();
+    void receiversSamplesReachDatagramsWithoutHeap();
+    void wholeBandReachesDatagramsAlsoWhenRateChanges_data();
+    void wholeBandReachesDatagramsAlsoWhenRateChanges();
 };
 
 namespace
@@ -80,7 +80,7 @@ private:
 
 } // namespace
 
-void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap_data()
+void tst_SamplePath::receiversSamplesReachDatagramsWithoutHeap_data()
 {
     QTest::addColumn<bool>("compress");
     QTest::addColumn<int>("stopIndex");
@@ -91,7 +91,7 @@ void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap_data()
     QTest::newRow("plain, repeated bins") << false << 4000 << 6000;
 }
 
-void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap()
+void tst_SamplePath::receiversSamplesReachDatagramsWithoutHeap()
 {
     QFETCH(const bool, compress);
     QFETCH(const int, stopIndex);
@@ -147,14 +147,14 @@ void tst_SamplePath::receiversSamplesReachTheDatagramsWithoutTheHeap()
     QCOMPARE(chain, 0);
 }
 
-void tst_SamplePath::wholeBandReachesTheDatagramsAlsoWhenTheRateChanges_data()
+void tst_SamplePath::wholeBandReachesDatagramsAlsoWhenRateChanges_data()
 {
     QTest::addColumn<double>("wide"); // samples a second
     QTest::newRow("10 million") << 10e6;
     QTest::newRow("38.4 million") << 38.4e6;
 }
 
-void tst_SamplePath::wholeBandReachesTheDatagramsAlsoWhenTheRateChanges()
+void tst_SamplePath::wholeBandReachesDatagramsAlsoWhenRateChanges()
 {
     QFETCH(const double, wide);
     constexpr int kDatagram = 128; // samples

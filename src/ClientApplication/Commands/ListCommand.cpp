@@ -4,6 +4,7 @@
 #include "ClientApplication/Console/Terminal.h"
 #include "ClientApplication/Console/Text.h"
 #include "Network/Data/Base58.h"
+#include "Network/Protocol/Announcement.h"
 #include "Receiving/DeviceText.h"
 
 #include <QJsonArray>
@@ -60,8 +61,8 @@ QString ListCommand::read(const QCommandLineParser& parser)
 void ListCommand::start()
 {
     if (!m_finder.listen()) {
-        Terminal::error(QStringLiteral("can't listen for servers, %1: see what else uses UDP port 45433")
-                            .arg(m_finder.errorString()));
+        Terminal::error(QStringLiteral("can't listen for servers, %1: see what else uses UDP port %2")
+                            .arg(m_finder.errorString(), QString::number(Announcement::kPort)));
         emit finished(ExitCode::Failed);
         return;
     }

@@ -16,7 +16,7 @@ void addByte(quint64& hash, uint byte)
     hash = (hash ^ byte) * kHashPrime;
 }
 
-// As the bytes of UTF-8, in which the key may stand as well.
+// As the bytes of UTF-8, in which the key may be as well.
 void addCharacter(quint64& hash, uint character)
 {
     if (character < 0x80) {

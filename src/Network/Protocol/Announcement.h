@@ -11,6 +11,7 @@
 ///
 ///   {"description":"...","device_type":0,"id":"40 hexadecimal digits","identificator":"...","port":40123,
 ///    "title":"...","vma":8,"vmi":0}
+/// Thread: any.
 struct Announcement
 {
     static constexpr quint16 kPort = 45433; ///< UDP, that announcements are sent to.

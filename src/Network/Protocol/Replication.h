@@ -30,7 +30,7 @@ inline const QString kCrc = QStringLiteral("crc");
 /// The pair's name of a session's receiver.
 inline const QString kReceiver = QStringLiteral("rrd");
 
-/// The value of kCrc: CRC-16 of ISO 3309 over the names in UTF-8, one directly after the other.
+/// The value of kCrc: CRC-16 of ISO 3309 over the names in UTF-8, one directly after the other. Any thread.
 [[nodiscard]] quint16 checksum(const QByteArray& names);
 
 } // namespace Replication

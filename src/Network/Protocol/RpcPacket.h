@@ -13,7 +13,7 @@
 ///
 /// The low four bits of the type are 0 (PacketType). The JSON object names the command by the key "cd", which
 /// is empty in a reply; its other keys are the arguments, or the result. Bytes in, value or nothing out: it
-/// knows no socket and does not look into the JSON.
+/// knows no socket and does not look into the JSON. Any thread.
 struct RpcPacket
 {
     static constexpr int kHeaderSize = 45; ///< Bytes; a packet is longer than its header.

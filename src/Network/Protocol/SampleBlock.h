@@ -16,7 +16,7 @@
 ///   | length     | zlib stream (RFC 1950) ...     length: bytes of the block that was compressed
 ///
 /// Bytes in, value or nothing out: it knows no socket. A count or a length is checked against the bytes that
-/// are there before it sizes anything.
+/// are there before it sizes anything. Any thread.
 namespace SampleBlock
 {
 

@@ -9,7 +9,7 @@
 ///   | 0x7F0F | points | 0 | | 252 points ... | 252 points ... ...| the rest, unless there is none |
 ///
 /// `points` is unsigned, the low 16 bits of the frame's count. A point is -4 times the power in dB, so that
-/// the stronger signal has the smaller value; 800 is one that there is no bin for.
+/// the stronger signal has the smaller value; 800 is one that there is no bin for. Any thread.
 namespace SpectrumPackets
 {
 

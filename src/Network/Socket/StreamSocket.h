@@ -7,6 +7,7 @@
 #include <QVector>
 
 /// One kind of 16-bit samples, plain or compressed, one SampleBlock a datagram.
+/// Thread: that of the Socket.
 /// Errors: a damaged block is received as no samples. While the callback is empty a packet is taken, and
 ///         dropped unread.
 class StreamSocket : public CallbackSocket<QVector<qint16>>

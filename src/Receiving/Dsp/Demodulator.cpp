@@ -13,7 +13,6 @@ namespace
 using Sample = std::complex<float>;
 
 constexpr double kTwoPi = 6.283185307179586;
-constexpr float kFullScale = 32768.0F;
 constexpr float kAttenuation = 60.0F; // dB, of every filter
 constexpr double kFaintest = 1e-5;    // amplitude that is brought to 1: a third of a count
 constexpr float kDeEmphasis = 50e-6F; // s, as broadcast in most of the world
@@ -152,8 +151,8 @@ void Demodulator::Chain::toChannel(const QVector<IqSample>& samples)
 {
     input.clear();
     for (const IqSample& sample : samples) {
-        input.emplace_back(static_cast<float>(sample.i) / kFullScale,
-                           static_cast<float>(sample.q) / kFullScale);
+        input.emplace_back(static_cast<float>(sample.i) / IqSample::kFullScale,
+                           static_cast<float>(sample.q) / IqSample::kFullScale);
     }
     // Room as the library's manual asks for.
     channel.resize(static_cast<std::size_t>(2.0 * channelRatio * static_cast<double>(input.size())) + 64);

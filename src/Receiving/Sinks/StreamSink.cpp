@@ -5,8 +5,6 @@
 namespace
 {
 
-constexpr float kFullScale = 32768.0F;
-
 template <typename Number>
 void append(QByteArray& bytes, Number value)
 {
@@ -31,8 +29,8 @@ IqSink::Outcome StreamSink::write(const IqBlock& block)
             append(bytes, sample.i);
             append(bytes, sample.q);
         } else {
-            append(bytes, static_cast<float>(sample.i) / kFullScale);
-            append(bytes, static_cast<float>(sample.q) / kFullScale);
+            append(bytes, static_cast<float>(sample.i) / IqSample::kFullScale);
+            append(bytes, static_cast<float>(sample.q) / IqSample::kFullScale);
         }
     }
     return m_pipe.write(bytes);

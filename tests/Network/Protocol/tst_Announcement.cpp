@@ -10,7 +10,7 @@ class tst_Announcement : public QObject
     Q_OBJECT
 
 private slots:
-    void whatAServerBroadcastsIsRead();
+    void whatServerBroadcastsIsRead();
     void whatIsWrittenIsReadAgain();
     void emptyTextsAreAllowed();
     void furtherKeysAreIgnored();
@@ -19,10 +19,10 @@ private slots:
     void keyThatIsMissingOrWrongMakesItNone();
     void whatIsNoObjectIsNone_data();
     void whatIsNoObjectIsNone();
-    void datagramBeyondTheBoundIsNone();
-    void textForPeopleHoldsNothingThatATerminalObeys();
+    void datagramBeyondBoundIsNone();
+    void textForPeopleHoldsNothingThatTerminalObeys();
     void identificatorIsExact();
-    void anythingAtAllIsReadWithoutAFault();
+    void anythingAtAllIsReadWithoutFault();
 };
 
 namespace
@@ -41,7 +41,7 @@ QByteArray with(const QString& key, const QJsonValue& value)
 
 } // namespace
 
-void tst_Announcement::whatAServerBroadcastsIsRead()
+void tst_Announcement::whatServerBroadcastsIsRead()
 {
     const auto announcement = Announcement::decode(kDatagram);
     QVERIFY(announcement);
@@ -145,14 +145,14 @@ void tst_Announcement::whatIsNoObjectIsNone()
     QVERIFY(!Announcement::decode(datagram));
 }
 
-void tst_Announcement::datagramBeyondTheBoundIsNone()
+void tst_Announcement::datagramBeyondBoundIsNone()
 {
     const QByteArray padded = kDatagram + QByteArray(Announcement::kMaximumSize - kDatagram.size(), ' ');
     QVERIFY(Announcement::decode(padded));
     QVERIFY(!Announcement::decode(padded + ' '));
 }
 
-void tst_Announcement::textForPeopleHoldsNothingThatATerminalObeys()
+void tst_Announcement::textForPeopleHoldsNothingThatTerminalObeys()
 {
     const QString text = QStringLiteral("a\u001b[31mb\nc\u0007d\u009be\u202ef g \u00fc");
     const auto announcement = Announcement::decode(with(QStringLiteral("title"), text));
@@ -171,7 +171,7 @@ void tst_Announcement::identificatorIsExact()
     QCOMPARE(announcement->identificator, text);
 }
 
-void tst_Announcement::anythingAtAllIsReadWithoutAFault()
+void tst_Announcement::anythingAtAllIsReadWithoutFault()
 {
     std::mt19937 random(1);
     const auto below = [&random](int limit) {

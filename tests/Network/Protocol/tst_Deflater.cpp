@@ -13,9 +13,9 @@ class tst_Deflater : public QObject
 private slots:
     void bytesAreThoseOfQCompress_data();
     void bytesAreThoseOfQCompress();
-    void blocksLeaveNoTraceInTheNextOnes();
+    void blocksLeaveNoTraceInNextOnes();
     void emptyBlockIsItsLengthAlone();
-    void blockTakesNothingFromTheHeapButItsResult();
+    void blockTakesNothingFromHeapButItsResult();
 };
 
 namespace
@@ -58,7 +58,7 @@ void tst_Deflater::bytesAreThoseOfQCompress()
     QCOMPARE(compressed(deflater, block), qCompress(block, kLevel));
 }
 
-void tst_Deflater::blocksLeaveNoTraceInTheNextOnes()
+void tst_Deflater::blocksLeaveNoTraceInNextOnes()
 {
     Deflater deflater(kLevel);
     for (const int size : {516, 1, 70'000, 516, 300, 516}) {
@@ -72,7 +72,7 @@ void tst_Deflater::emptyBlockIsItsLengthAlone()
     QCOMPARE(compressed(deflater, {}), QByteArray(4, '\0'));
 }
 
-void tst_Deflater::blockTakesNothingFromTheHeapButItsResult()
+void tst_Deflater::blockTakesNothingFromHeapButItsResult()
 {
     const QByteArray block = noise(516);
     Deflater deflater(kLevel);

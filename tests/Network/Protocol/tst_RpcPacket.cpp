@@ -11,12 +11,12 @@ private slots:
     void isReadAsDrawn();
     void numberIsReadWithSignedUpperBytes_data();
     void numberIsReadWithSignedUpperBytes();
-    void highFourBitsOfTheTypeAreIgnored();
+    void highFourBitsOfTypeAreIgnored();
     void otherTypesAreNoRpc_data();
     void otherTypesAreNoRpc();
     void headerAloneIsNoPacket_data();
     void headerAloneIsNoPacket();
-    void idOfAnotherLengthLeavesTheHeaderWhole();
+    void idOfAnotherLengthLeavesHeaderWhole();
 };
 
 namespace
@@ -72,7 +72,7 @@ void tst_RpcPacket::numberIsReadWithSignedUpperBytes()
     QTEST(packet->number, "number");
 }
 
-void tst_RpcPacket::highFourBitsOfTheTypeAreIgnored()
+void tst_RpcPacket::highFourBitsOfTypeAreIgnored()
 {
     for (const char* type : {"10", "70", "80", "f0"}) {
         QVERIFY2(RpcPacket::readHeader(drawn(type, "00000001", "{}")).has_value(), type);
@@ -110,7 +110,7 @@ void tst_RpcPacket::headerAloneIsNoPacket()
     QTEST(RpcPacket::readHeader(drawn("00", "00000001", "{}").left(size)).has_value(), "accepted");
 }
 
-void tst_RpcPacket::idOfAnotherLengthLeavesTheHeaderWhole()
+void tst_RpcPacket::idOfAnotherLengthLeavesHeaderWhole()
 {
     const int160 empty{QString()};
     QVERIFY(empty.bytes().isEmpty());

@@ -35,7 +35,7 @@ private slots:
     void streamLongerThanItsStatedLengthIsNotInflated();
     void statedLengthBeyondWhatBytesCanMeanGivesNothing_data();
     void statedLengthBeyondWhatBytesCanMeanGivesNothing();
-    void anythingAtAllDecodesWithoutAFault();
+    void anythingAtAllDecodesWithoutFault();
 };
 
 namespace
@@ -323,7 +323,7 @@ void tst_SampleBlock::statedLengthBeyondWhatBytesCanMeanGivesNothing()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_SampleBlock::anythingAtAllDecodesWithoutAFault()
+void tst_SampleBlock::anythingAtAllDecodesWithoutFault()
 {
     const LogCapture log;
     QRandomGenerator random(5);

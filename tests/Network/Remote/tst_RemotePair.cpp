@@ -52,8 +52,8 @@ class tst_RemotePair : public QObject
     Q_OBJECT
 
 private slots:
-    void everyPropertyEndsEqualOverABadLink_data();
-    void everyPropertyEndsEqualOverABadLink();
+    void everyPropertyEndsEqualOverBadLink_data();
+    void everyPropertyEndsEqualOverBadLink();
     void whatChangesMeanwhileIsEqualAfterOneMoreDump_data();
     void whatChangesMeanwhileIsEqualAfterOneMoreDump();
     void writeComesBackAsItsEcho();
@@ -128,12 +128,12 @@ void addSeeds()
 
 } // namespace
 
-void tst_RemotePair::everyPropertyEndsEqualOverABadLink_data()
+void tst_RemotePair::everyPropertyEndsEqualOverBadLink_data()
 {
     addSeeds();
 }
 
-void tst_RemotePair::everyPropertyEndsEqualOverABadLink()
+void tst_RemotePair::everyPropertyEndsEqualOverBadLink()
 {
     QFETCH(unsigned, seed);
     const LogCapture log;

@@ -11,19 +11,19 @@ class tst_ReplicaObject : public ReplicaObjectTest
     Q_OBJECT
 
 private slots:
-    void signalsComeFirstInTheMetaObject();
+    void signalsComeFirstInMetaObject();
     void isIdleUntilItIsToldToClone();
-    void propertyBeforeTheFirstDumpIsInvalidAndWarnedOf();
-    void setPropertyBeforeTheFirstDumpIsWarnedOfAndWritten();
-    void setPropertyStoresAtOnceWithoutASignalAndWritesToTheSource();
-    void changeBeforeAnyDumpIsSignalledAndStaysOutOfTheChecksum();
-    void changeOfAnUnknownNameIsAdded();
+    void propertyBeforeFirstDumpIsInvalidAndWarnedOf();
+    void setPropertyBeforeFirstDumpIsWarnedOfAndWritten();
+    void setPropertyStoresAtOnceWithoutSignalAndWritesToSource();
+    void changeBeforeAnyDumpIsSignalledAndStaysOutOfChecksum();
+    void changeOfUnknownNameIsAdded();
     void messagesWithoutTheirKeysAreAnswered();
     void destructionLeavesTwoCommandsThatDoNothing();
-    void slotMayDeleteTheReplica();
+    void slotMayDeleteReplica();
 };
 
-void tst_ReplicaObject::signalsComeFirstInTheMetaObject()
+void tst_ReplicaObject::signalsComeFirstInMetaObject()
 {
     const QMetaObject& meta = ReplicaObject::staticMetaObject;
     QByteArrayList methods;
@@ -45,7 +45,7 @@ void tst_ReplicaObject::isIdleUntilItIsToldToClone()
     QVERIFY(sent().isEmpty());
 }
 
-void tst_ReplicaObject::propertyBeforeTheFirstDumpIsInvalidAndWarnedOf()
+void tst_ReplicaObject::propertyBeforeFirstDumpIsInvalidAndWarnedOf()
 {
     makeReplica();
     const LogCapture log;
@@ -55,7 +55,7 @@ void tst_ReplicaObject::propertyBeforeTheFirstDumpIsInvalidAndWarnedOf()
     QVERIFY(log.texts().first().endsWith(QStringLiteral("=>\t Error get property - no contains! frequency")));
 }
 
-void tst_ReplicaObject::setPropertyBeforeTheFirstDumpIsWarnedOfAndWritten()
+void tst_ReplicaObject::setPropertyBeforeFirstDumpIsWarnedOfAndWritten()
 {
     makeReplica();
     {
@@ -69,7 +69,7 @@ void tst_ReplicaObject::setPropertyBeforeTheFirstDumpIsWarnedOfAndWritten()
     QCOMPARE(sent(), QByteArrayList{R"({"cd":"wp_rrd","n":"gain","v":7})"});
 }
 
-void tst_ReplicaObject::setPropertyStoresAtOnceWithoutASignalAndWritesToTheSource()
+void tst_ReplicaObject::setPropertyStoresAtOnceWithoutSignalAndWritesToSource()
 {
     makeReplica();
     call(message("pci", "gain", "1"));
@@ -86,7 +86,7 @@ void tst_ReplicaObject::setPropertyStoresAtOnceWithoutASignalAndWritesToTheSourc
     QCOMPARE(packets.first().target, id('\x22').bytes());
 }
 
-void tst_ReplicaObject::changeBeforeAnyDumpIsSignalledAndStaysOutOfTheChecksum()
+void tst_ReplicaObject::changeBeforeAnyDumpIsSignalledAndStaysOutOfChecksum()
 {
     makeReplica();
     const QSignalSpy changed(m_replica.get(), &ReplicaObject::propertyChanged);
@@ -100,7 +100,7 @@ void tst_ReplicaObject::changeBeforeAnyDumpIsSignalledAndStaysOutOfTheChecksum()
     QVERIFY(m_replica->isSynchronized());
 }
 
-void tst_ReplicaObject::changeOfAnUnknownNameIsAdded()
+void tst_ReplicaObject::changeOfUnknownNameIsAdded()
 {
     makeReplica();
     m_replica->clone();
@@ -134,7 +134,7 @@ void tst_ReplicaObject::destructionLeavesTwoCommandsThatDoNothing()
     QCOMPARE(log.texts(QtWarningMsg).size(), 2);
 }
 
-void tst_ReplicaObject::slotMayDeleteTheReplica()
+void tst_ReplicaObject::slotMayDeleteReplica()
 {
     makeReplica();
     connect(m_replica.get(), &ReplicaObject::propertyChanged, this, [this] { m_replica.reset(); });

@@ -13,7 +13,7 @@ private slots:
     void propertiesWithoutEndAreBoundedAndWarnedOfOnce();
     void namesAndValuesOf60kBAreBounded();
     void smallerValueMakesRoomAgain();
-    void anythingAtAllIsTakenWithoutAFault();
+    void anythingAtAllIsTakenWithoutFault();
 };
 
 void tst_ReplicaObjectBounds::propertiesWithoutEndAreBoundedAndWarnedOfOnce()
@@ -68,7 +68,7 @@ void tst_ReplicaObjectBounds::smallerValueMakesRoomAgain()
     QVERIFY(m_replica->contains(QString::number(count)));
 }
 
-void tst_ReplicaObjectBounds::anythingAtAllIsTakenWithoutAFault()
+void tst_ReplicaObjectBounds::anythingAtAllIsTakenWithoutFault()
 {
     const QByteArrayList seeds{
         message("pci", "gain", "1"),        message("pc", "rates", R"(["1",{"a":[null]}])"),

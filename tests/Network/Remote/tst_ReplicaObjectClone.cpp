@@ -11,24 +11,24 @@ class tst_ReplicaObjectClone : public ReplicaObjectTest
     Q_OBJECT
 
 private slots:
-    void cloneAsksForTheDumpAndStartsTheRetryTimer();
+    void cloneAsksForDumpAndStartsRetryTimer();
     void dumpInOrderSynchronizes();
     void everyInitialValueIsStoredSignalledAndAnswered();
-    void endOfTheDumpIsAnsweredEvenIfTheChecksumDiffers();
+    void endOfDumpIsAnsweredEvenIfChecksumDiffers();
     void dumpWhoseSecondPropertyIsLostIsAskedForAgain();
     void twoPropertiesSwappedInTransitDoNotMatch();
-    void stragglerOfAnEarlierDumpCostsOneMoreRound();
-    void retryForgetsTheNamesAndKeepsTheProperties();
+    void stragglerOfEarlierDumpCostsOneMoreRound();
+    void retryForgetsNamesAndKeepsProperties();
     void unreadableChecksumHasNoEffect();
     void dumpIsAskedForEveryTwoSecondsAndFailSyncComesAfterFive();
     void setIsAskedForUntilItComes();
     void matchAfterFailSyncStillGivesSuccessSync();
     void cloneOnceSynchronizedDoesNothing();
-    void tickBeforeCloneOrAfterTheSyncDoesNothing();
+    void tickBeforeCloneOrAfterSyncDoesNothing();
     void afterSynchronisationAnotherChecksumChangesNothing();
 };
 
-void tst_ReplicaObjectClone::cloneAsksForTheDumpAndStartsTheRetryTimer()
+void tst_ReplicaObjectClone::cloneAsksForDumpAndStartsRetryTimer()
 {
     m_replica =
         std::make_unique<ReplicaObject>(QStringLiteral("rrd"), nodeOf(*m_peer, id('\x22')), m_rpc, nullptr);
@@ -72,7 +72,7 @@ void tst_ReplicaObjectClone::everyInitialValueIsStoredSignalledAndAnswered()
     QCOMPARE(m_replica->property(QStringLiteral("rates")), QVariant(5.0));
 }
 
-void tst_ReplicaObjectClone::endOfTheDumpIsAnsweredEvenIfTheChecksumDiffers()
+void tst_ReplicaObjectClone::endOfDumpIsAnsweredEvenIfChecksumDiffers()
 {
     makeReplica();
     m_replica->clone();
@@ -105,7 +105,7 @@ void tst_ReplicaObjectClone::twoPropertiesSwappedInTransitDoNotMatch()
     QVERIFY(!m_replica->isSynchronized());
 }
 
-void tst_ReplicaObjectClone::stragglerOfAnEarlierDumpCostsOneMoreRound()
+void tst_ReplicaObjectClone::stragglerOfEarlierDumpCostsOneMoreRound()
 {
     makeReplica();
     m_replica->clone();
@@ -119,7 +119,7 @@ void tst_ReplicaObjectClone::stragglerOfAnEarlierDumpCostsOneMoreRound()
     QVERIFY(m_replica->isSynchronized());
 }
 
-void tst_ReplicaObjectClone::retryForgetsTheNamesAndKeepsTheProperties()
+void tst_ReplicaObjectClone::retryForgetsNamesAndKeepsProperties()
 {
     makeReplica();
     m_replica->clone();
@@ -198,7 +198,7 @@ void tst_ReplicaObjectClone::cloneOnceSynchronizedDoesNothing()
     QVERIFY(!m_replica->findChild<QTimer*>()->isActive());
 }
 
-void tst_ReplicaObjectClone::tickBeforeCloneOrAfterTheSyncDoesNothing()
+void tst_ReplicaObjectClone::tickBeforeCloneOrAfterSyncDoesNothing()
 {
     makeReplica();
     tick();

@@ -11,28 +11,28 @@ class tst_SourceObject : public SourceObjectTest
     Q_OBJECT
 
 private slots:
-    void signalsComeFirstInTheMetaObject();
+    void signalsComeFirstInMetaObject();
     void targetWithoutPropertiesPublishesItsObjectNameAlone();
-    void dumpGoesInPropertyOrderThenTheEndTheChecksumAndTheReply();
-    void valuesTravelInTheNearestJsonType();
+    void dumpGoesInPropertyOrderThenEndChecksumAndReply();
+    void valuesTravelInNearestJsonType();
     void dumpIsFireAndForgetButForItsEnd();
-    void writeOnlyPropertyIsLeftOutOfTheDumpAndTheChecksum();
-    void checksumIsTheCrc16OfTheNamesInOrder();
-    void firstCallerBecomesThePeerWhenItsIdIsZero();
+    void writeOnlyPropertyIsLeftOutOfDumpAndChecksum();
+    void checksumIsCrc16OfNamesInOrder();
+    void firstCallerBecomesPeerWhenItsIdIsZero();
     void peerWhoseIdSumsToZeroIsReplacedToo();
-    void secondCallerDoesNotReplaceThePeer();
+    void secondCallerDoesNotReplacePeer();
     void peerThatWasGivenStays();
     void setGoesOutFiveTimesInAnySecond();
     void confirmedDumpGivesSuccessSync();
     void everyConfirmedDumpGivesSuccessSync();
-    void unansweredDumpGivesFailSyncAndALaterOneSucceeds();
-    void destructionTakesTheFunctionsAway();
+    void unansweredDumpGivesFailSyncAndLaterOneSucceeds();
+    void destructionTakesFunctionsAway();
     void confirmationAfterDestructionTouchesNothing();
     void targetThatIsGonePublishesNothing();
     void targetOnAnotherThreadIsHeardQueuedAndWrittenDirectly();
 };
 
-void tst_SourceObject::signalsComeFirstInTheMetaObject()
+void tst_SourceObject::signalsComeFirstInMetaObject()
 {
     const QMetaObject& meta = SourceObject::staticMetaObject;
     QByteArrayList methods;
@@ -54,7 +54,7 @@ void tst_SourceObject::targetWithoutPropertiesPublishesItsObjectNameAlone()
                              R"({"cd":"sync_crc_rrd","crc":)" + crc + "}", R"({"cd":""})"}));
 }
 
-void tst_SourceObject::dumpGoesInPropertyOrderThenTheEndTheChecksumAndTheReply()
+void tst_SourceObject::dumpGoesInPropertyOrderThenEndChecksumAndReply()
 {
     makeSource(m_target.get(), peerId());
     call(peerId(), kAskForDump);
@@ -74,7 +74,7 @@ void tst_SourceObject::dumpGoesInPropertyOrderThenTheEndTheChecksumAndTheReply()
     QCOMPARE(packets.last().number, 0x77U);
 }
 
-void tst_SourceObject::valuesTravelInTheNearestJsonType()
+void tst_SourceObject::valuesTravelInNearestJsonType()
 {
     m_target->m_frequency = qQNaN();
     m_target->m_rates = QStringList();
@@ -99,7 +99,7 @@ void tst_SourceObject::dumpIsFireAndForgetButForItsEnd()
     QVERIFY(log.texts().first().startsWith(QStringLiteral("Function timeout ... name: sss_syc_rrd, ")));
 }
 
-void tst_SourceObject::writeOnlyPropertyIsLeftOutOfTheDumpAndTheChecksum()
+void tst_SourceObject::writeOnlyPropertyIsLeftOutOfDumpAndChecksum()
 {
     const QMetaObject& meta = Target::staticMetaObject;
     const int index = meta.indexOfProperty("secret");
@@ -114,7 +114,7 @@ void tst_SourceObject::writeOnlyPropertyIsLeftOutOfTheDumpAndTheChecksum()
     QCOMPARE(properties, meta.propertyCount() - 1);
 }
 
-void tst_SourceObject::checksumIsTheCrc16OfTheNamesInOrder()
+void tst_SourceObject::checksumIsCrc16OfNamesInOrder()
 {
     makeSource(m_target.get(), peerId());
     call(peerId(), kAskForDump);
@@ -127,7 +127,7 @@ void tst_SourceObject::checksumIsTheCrc16OfTheNamesInOrder()
                                                                               "open"));
 }
 
-void tst_SourceObject::firstCallerBecomesThePeerWhenItsIdIsZero()
+void tst_SourceObject::firstCallerBecomesPeerWhenItsIdIsZero()
 {
     makeSource(m_target.get(), int160());
     call(peerId(), kAskForDump);
@@ -152,7 +152,7 @@ void tst_SourceObject::peerWhoseIdSumsToZeroIsReplacedToo()
     QVERIFY(before.received(*m_socket).isEmpty());
 }
 
-void tst_SourceObject::secondCallerDoesNotReplaceThePeer()
+void tst_SourceObject::secondCallerDoesNotReplacePeer()
 {
     makeSource(m_target.get(), int160());
     call(peerId(), kAskForDump);
@@ -234,7 +234,7 @@ void tst_SourceObject::everyConfirmedDumpGivesSuccessSync()
     }
 }
 
-void tst_SourceObject::unansweredDumpGivesFailSyncAndALaterOneSucceeds()
+void tst_SourceObject::unansweredDumpGivesFailSyncAndLaterOneSucceeds()
 {
     makeSource(m_target.get(), peerId());
     const QSignalSpy success(m_source.get(), &SourceObject::successSync);
@@ -255,7 +255,7 @@ void tst_SourceObject::unansweredDumpGivesFailSyncAndALaterOneSucceeds()
     QCOMPARE(fail.size(), 1);
 }
 
-void tst_SourceObject::destructionTakesTheFunctionsAway()
+void tst_SourceObject::destructionTakesFunctionsAway()
 {
     makeSource(m_target.get(), peerId());
     m_source.reset();

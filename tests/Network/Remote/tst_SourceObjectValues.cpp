@@ -10,26 +10,26 @@ class tst_SourceObjectValues : public SourceObjectTest
     Q_OBJECT
 
 private slots:
-    void changeIsSentWithoutAReplica();
+    void changeIsSentWithoutReplica();
     void changeBeforeAnyPeerIsKnownTroublesNobody();
-    void propertiesThatShareASignalAreBothSentOnce();
+    void propertiesThatShareSignalAreBothSentOnce();
     void inheritedPropertyIsWatched();
-    void propertyWithoutASignalIsNeverUpdated();
-    void writeReachesTheSetterAndComesBackAsAChange();
+    void propertyWithoutSignalIsNeverUpdated();
+    void writeReachesSetterAndComesBackAsChange();
     void writeIsServedToAnyNode();
-    void writeThatTheSetterRefusesIsAnsweredAndNotEchoed();
+    void writeThatSetterRefusesIsAnsweredAndNotEchoed();
     void writeOfAnotherTypeIsIgnored();
-    void writeToAnUnknownNameLeavesADynamicProperty();
+    void writeToUnknownNameLeavesDynamicProperty();
     void writeWithoutItsKeysIsAnswered_data();
     void writeWithoutItsKeysIsAnswered();
     void noMoreThan32DynamicPropertiesAreLeft();
-    void nameBeyondTheBoundCanStillBeWrittenIfItIsThere();
+    void nameBeyondBoundCanStillBeWrittenIfItIsThere();
     void dynamicValueHoldsUpTo4KibibytesOfJson_data();
     void dynamicValueHoldsUpTo4KibibytesOfJson();
-    void propertyOfTheTargetTakesALongValue();
+    void propertyOfTargetTakesLongValue();
 };
 
-void tst_SourceObjectValues::changeIsSentWithoutAReplica()
+void tst_SourceObjectValues::changeIsSentWithoutReplica()
 {
     makeSource(m_target.get(), peerId());
     m_target->setFrequency(2500.5);
@@ -49,7 +49,7 @@ void tst_SourceObjectValues::changeBeforeAnyPeerIsKnownTroublesNobody()
     QCOMPARE(sent().value(1).json, QByteArray(R"({"cd":"pci_rrd","n":"frequency","v":2500})"));
 }
 
-void tst_SourceObjectValues::propertiesThatShareASignalAreBothSentOnce()
+void tst_SourceObjectValues::propertiesThatShareSignalAreBothSentOnce()
 {
     makeSource(m_target.get(), peerId());
     emit m_target->levelsChanged();
@@ -64,7 +64,7 @@ void tst_SourceObjectValues::inheritedPropertyIsWatched()
     QCOMPARE(bodies(sent()), QByteArrayList{R"({"cd":"pc_rrd","n":"objectName","v":"name"})"});
 }
 
-void tst_SourceObjectValues::propertyWithoutASignalIsNeverUpdated()
+void tst_SourceObjectValues::propertyWithoutSignalIsNeverUpdated()
 {
     makeSource(m_target.get(), peerId());
     m_target->setProperty("open", false);
@@ -72,7 +72,7 @@ void tst_SourceObjectValues::propertyWithoutASignalIsNeverUpdated()
     QVERIFY(sent().isEmpty());
 }
 
-void tst_SourceObjectValues::writeReachesTheSetterAndComesBackAsAChange()
+void tst_SourceObjectValues::writeReachesSetterAndComesBackAsChange()
 {
     makeSource(m_target.get(), peerId());
     call(peerId(), R"({"cd":"wp_rrd","n":"frequency","v":7100000})");
@@ -91,7 +91,7 @@ void tst_SourceObjectValues::writeIsServedToAnyNode()
     QVERIFY(sent().isEmpty());
 }
 
-void tst_SourceObjectValues::writeThatTheSetterRefusesIsAnsweredAndNotEchoed()
+void tst_SourceObjectValues::writeThatSetterRefusesIsAnsweredAndNotEchoed()
 {
     makeSource(m_target.get(), peerId());
     call(peerId(), R"({"cd":"wp_rrd","n":"frequency","v":-1})");
@@ -110,7 +110,7 @@ void tst_SourceObjectValues::writeOfAnotherTypeIsIgnored()
     QVERIFY(m_target->dynamicPropertyNames().isEmpty());
 }
 
-void tst_SourceObjectValues::writeToAnUnknownNameLeavesADynamicProperty()
+void tst_SourceObjectValues::writeToUnknownNameLeavesDynamicProperty()
 {
     makeSource(m_target.get(), peerId());
     const LogCapture log;
@@ -159,7 +159,7 @@ void tst_SourceObjectValues::noMoreThan32DynamicPropertiesAreLeft()
     QCOMPARE(sent().size(), 33);
 }
 
-void tst_SourceObjectValues::nameBeyondTheBoundCanStillBeWrittenIfItIsThere()
+void tst_SourceObjectValues::nameBeyondBoundCanStillBeWrittenIfItIsThere()
 {
     makeSource(m_target.get(), peerId());
     for (int i = 0; i < 32; ++i) {
@@ -208,7 +208,7 @@ void tst_SourceObjectValues::dynamicValueHoldsUpTo4KibibytesOfJson()
     }
 }
 
-void tst_SourceObjectValues::propertyOfTheTargetTakesALongValue()
+void tst_SourceObjectValues::propertyOfTargetTakesLongValue()
 {
     makeSource(m_target.get(), peerId());
     call(peerId(), R"({"cd":"wp_rrd","n":"objectName","v":")" + QByteArray(20'000, 'x') + R"("})");

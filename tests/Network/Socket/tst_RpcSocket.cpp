@@ -13,25 +13,25 @@ class tst_RpcSocket : public RpcSocketTest
 private slots:
     void callGoesOutAsDrawn();
     void callsAreNumberedFromOne();
-    void commandOverwritesTheKeyCdOfTheArguments();
-    void replyCarriesTheNumberOfTheCallAndTheCallerAsTarget();
-    void replyHoldsCdEvenIfTheHandlerReturnedNothing();
-    void handlersOwnCdNeverReachesTheCaller();
-    void handlerGetsTheRequestAndTheCaller();
-    void fortyFiveBytesAreRefusedWithAMatchingTarget();
-    void fortySixBytesWithAnInvalidBodyAreConsumedAndLogged();
+    void commandOverwritesKeyCdOfArguments();
+    void replyCarriesNumberOfCallAndCallerAsTarget();
+    void replyHoldsCdEvenIfHandlerReturnedNothing();
+    void handlersOwnCdNeverReachesCaller();
+    void handlerGetsRequestAndCaller();
+    void fortyFiveBytesAreRefusedWithMatchingTarget();
+    void fortySixBytesWithInvalidBodyAreConsumedAndLogged();
     void badBodyIsConsumedAndUnanswered_data();
     void badBodyIsConsumedAndUnanswered();
-    void refusedPacketLeavesTheBufferAsItIs_data();
-    void refusedPacketLeavesTheBufferAsItIs();
+    void refusedPacketLeavesBufferAsItIs_data();
+    void refusedPacketLeavesBufferAsItIs();
     void acceptedPacketLosesItsHeader();
-    void highFourBitsOfTheTypeAreIgnored();
-    void bodyTooLongFailsWithoutALogLineAndExpires();
-    void emptyTargetIdSendsAWholeHeader();
-    void emptyOwnIdIsTheTargetOfNoPacket();
+    void highFourBitsOfTypeAreIgnored();
+    void bodyTooLongFailsWithoutLogLineAndExpires();
+    void emptyTargetIdSendsWholeHeader();
+    void emptyOwnIdIsTargetOfNoPacket();
     void number32767IsMatchedAndNumber32768EndsInItsTimeout();
     void twoSocketsTalkOverUdp();
-    void targetIdSelectsTheRpcSocketOnASharedSocket();
+    void targetIdSelectsRpcSocketOnSharedSocket();
 };
 
 void tst_RpcSocket::callGoesOutAsDrawn()
@@ -60,14 +60,14 @@ void tst_RpcSocket::callsAreNumberedFromOne()
     QCOMPARE(numbers, (QList<quint32>{1, 2, 3}));
 }
 
-void tst_RpcSocket::commandOverwritesTheKeyCdOfTheArguments()
+void tst_RpcSocket::commandOverwritesKeyCdOfArguments()
 {
     const QJsonObject args{{QStringLiteral("cd"), QStringLiteral("other")}};
     QVERIFY(m_rpc->invoke(nodeOf(*m_peer, peerId()), QStringLiteral("work"), args, {}, {}, 5000));
     QCOMPARE(m_peer->received(*m_socket).value(0).mid(45), QByteArray(R"({"cd":"work"})"));
 }
 
-void tst_RpcSocket::replyCarriesTheNumberOfTheCallAndTheCallerAsTarget()
+void tst_RpcSocket::replyCarriesNumberOfCallAndCallerAsTarget()
 {
     m_rpc->declareFunction(QStringLiteral("work"), [](const QJsonObject&, const NodeInfo&) {
         return QJsonObject{{QStringLiteral("x"), 7}};
@@ -81,14 +81,14 @@ void tst_RpcSocket::replyCarriesTheNumberOfTheCallAndTheCallerAsTarget()
                  QByteArray(R"({"cd":"","x":7})"));
 }
 
-void tst_RpcSocket::replyHoldsCdEvenIfTheHandlerReturnedNothing()
+void tst_RpcSocket::replyHoldsCdEvenIfHandlerReturnedNothing()
 {
     m_rpc->declareFunction(QStringLiteral("work"), nothing);
     QVERIFY(deliver(toOwn("00000001", R"({"cd":"work"})")));
     QCOMPARE(m_peer->received(*m_socket).value(0).mid(45), QByteArray(R"({"cd":""})"));
 }
 
-void tst_RpcSocket::handlersOwnCdNeverReachesTheCaller()
+void tst_RpcSocket::handlersOwnCdNeverReachesCaller()
 {
     m_rpc->declareFunction(QStringLiteral("work"), [](const QJsonObject&, const NodeInfo&) {
         return QJsonObject{{QStringLiteral("cd"), QStringLiteral("mine")}};
@@ -97,7 +97,7 @@ void tst_RpcSocket::handlersOwnCdNeverReachesTheCaller()
     QCOMPARE(m_peer->received(*m_socket).value(0).mid(45), QByteArray(R"({"cd":""})"));
 }
 
-void tst_RpcSocket::handlerGetsTheRequestAndTheCaller()
+void tst_RpcSocket::handlerGetsRequestAndCaller()
 {
     QJsonObject request;
     NodeInfo caller;
@@ -114,14 +114,14 @@ void tst_RpcSocket::handlerGetsTheRequestAndTheCaller()
     QCOMPARE(caller.port, m_peer->port());
 }
 
-void tst_RpcSocket::fortyFiveBytesAreRefusedWithAMatchingTarget()
+void tst_RpcSocket::fortyFiveBytesAreRefusedWithMatchingTarget()
 {
     const QByteArray datagram = toOwn("00000001", {});
     QCOMPARE(datagram.size(), 45);
     QVERIFY(!deliver(datagram));
 }
 
-void tst_RpcSocket::fortySixBytesWithAnInvalidBodyAreConsumedAndLogged()
+void tst_RpcSocket::fortySixBytesWithInvalidBodyAreConsumedAndLogged()
 {
     const QByteArray datagram = toOwn("00000001", "x");
     QCOMPARE(datagram.size(), 46);
@@ -157,7 +157,7 @@ void tst_RpcSocket::badBodyIsConsumedAndUnanswered()
     QVERIFY(m_peer->received(*m_socket).isEmpty());
 }
 
-void tst_RpcSocket::refusedPacketLeavesTheBufferAsItIs_data()
+void tst_RpcSocket::refusedPacketLeavesBufferAsItIs_data()
 {
     QTest::addColumn<QByteArray>("datagram");
     QTest::newRow("another type") << QByteArray(1, '\x02') + toOwn("00000001", R"({"cd":"work"})").mid(1);
@@ -166,7 +166,7 @@ void tst_RpcSocket::refusedPacketLeavesTheBufferAsItIs_data()
                                                     R"({"cd":"work"})");
 }
 
-void tst_RpcSocket::refusedPacketLeavesTheBufferAsItIs()
+void tst_RpcSocket::refusedPacketLeavesBufferAsItIs()
 {
     QFETCH(QByteArray, datagram);
     QByteArray data = datagram;
@@ -182,14 +182,14 @@ void tst_RpcSocket::acceptedPacketLosesItsHeader()
     QCOMPARE(data, QByteArray(R"({"cd":"work"})"));
 }
 
-void tst_RpcSocket::highFourBitsOfTheTypeAreIgnored()
+void tst_RpcSocket::highFourBitsOfTypeAreIgnored()
 {
     m_rpc->declareFunction(QStringLiteral("work"), nothing);
     QVERIFY(deliver(QByteArray(1, '\xf0') + toOwn("00000001", R"({"cd":"work"})").mid(1)));
     QCOMPARE(m_peer->received(*m_socket).size(), 1);
 }
 
-void tst_RpcSocket::bodyTooLongFailsWithoutALogLineAndExpires()
+void tst_RpcSocket::bodyTooLongFailsWithoutLogLineAndExpires()
 {
     // {"cd":"work","x":"..."} takes 20 bytes beside the text.
     const QJsonObject args{{QStringLiteral("x"), QString(65492 - 20, QLatin1Char('a'))}};
@@ -206,14 +206,14 @@ void tst_RpcSocket::bodyTooLongFailsWithoutALogLineAndExpires()
     QCOMPARE(timeouts, 1);
 }
 
-void tst_RpcSocket::emptyTargetIdSendsAWholeHeader()
+void tst_RpcSocket::emptyTargetIdSendsWholeHeader()
 {
     QVERIFY(m_rpc->invoke(nodeOf(*m_peer, int160(QString())), QStringLiteral("work"), {}, {}, {}, 5000));
     QCOMPARE(m_peer->received(*m_socket).value(0), QByteArray::fromHex("0000000001") + kOwnBytes +
                                                        QByteArray(20, '\0') + QByteArray(R"({"cd":"work"})"));
 }
 
-void tst_RpcSocket::emptyOwnIdIsTheTargetOfNoPacket()
+void tst_RpcSocket::emptyOwnIdIsTargetOfNoPacket()
 {
     RpcSocket rpc(m_socket, int160(QString()), nullptr);
     for (const int160& target : {int160(), ownId()}) {
@@ -280,7 +280,7 @@ void tst_RpcSocket::twoSocketsTalkOverUdp()
     otherSocket->removeSocket(other);
 }
 
-void tst_RpcSocket::targetIdSelectsTheRpcSocketOnASharedSocket()
+void tst_RpcSocket::targetIdSelectsRpcSocketOnSharedSocket()
 {
     const auto second = QSharedPointer<RpcSocket>::create(m_socket, peerId(), nullptr);
     m_socket->addSocket(m_rpc);

@@ -13,10 +13,10 @@ class tst_RpcSocketCommands : public RpcSocketTest
 private slots:
     void unknownCommandIsLoggedAndUnanswered();
     void commandWithBlanksAroundItIsAnotherCommand();
-    void unknownCommandsNameIsEscapedAndCutInTheLog();
-    void floodOfUnknownCommandsIsLimitedInTheLog();
+    void unknownCommandsNameIsEscapedAndCutInLog();
+    void floodOfUnknownCommandsIsLimitedInLog();
     void emptyHandlerGivesNoReply();
-    void secondRegistrationReplacesTheFirst();
+    void secondRegistrationReplacesFirst();
     void removedFunctionIsUnknown();
     void handlerMayRemoveItself();
     void handlerMayReplaceItself();
@@ -46,7 +46,7 @@ void tst_RpcSocketCommands::commandWithBlanksAroundItIsAnotherCommand()
     QVERIFY(m_peer->received(*m_socket).isEmpty());
 }
 
-void tst_RpcSocketCommands::unknownCommandsNameIsEscapedAndCutInTheLog()
+void tst_RpcSocketCommands::unknownCommandsNameIsEscapedAndCutInLog()
 {
     const LogCapture log;
     QVERIFY(deliver(toOwn("00000001", R"({"cd":"a\n\u001b]0;x\u0007"})")));
@@ -58,7 +58,7 @@ void tst_RpcSocketCommands::unknownCommandsNameIsEscapedAndCutInTheLog()
         QStringLiteral("command \"%1\" - command name not found!").arg(QString(200, QLatin1Char('x')))));
 }
 
-void tst_RpcSocketCommands::floodOfUnknownCommandsIsLimitedInTheLog()
+void tst_RpcSocketCommands::floodOfUnknownCommandsIsLimitedInLog()
 {
     const LogCapture log;
     for (int i = 0; i < 5000; ++i) {
@@ -77,7 +77,7 @@ void tst_RpcSocketCommands::emptyHandlerGivesNoReply()
     QVERIFY(m_peer->received(*m_socket).isEmpty());
 }
 
-void tst_RpcSocketCommands::secondRegistrationReplacesTheFirst()
+void tst_RpcSocketCommands::secondRegistrationReplacesFirst()
 {
     int first = 0;
     int second = 0;

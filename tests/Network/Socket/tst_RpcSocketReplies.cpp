@@ -11,23 +11,23 @@ class tst_RpcSocketReplies : public RpcSocketTest
     Q_OBJECT
 
 private slots:
-    void replyReachesTheSuccessCallbackOnce();
-    void replyWithAnUnknownNumberIsDropped();
-    void blanksAsCdMakeAReply();
-    void cdThatIsNoStringMakesAReply();
+    void replyReachesSuccessCallbackOnce();
+    void replyWithUnknownNumberIsDropped();
+    void blanksAsCdMakeReply();
+    void cdThatIsNoStringMakesReply();
     void successCallbackMayInvoke();
-    void callWithATimeoutCallbackAloneIsEndedByItsReply();
+    void callWithTimeoutCallbackAloneIsEndedByItsReply();
     void callExpiresOnceItsDeadlineHasPassed();
-    void callWithASuccessCallbackAloneExpires();
+    void callWithSuccessCallbackAloneExpires();
     void expiredCallsExpireInOrderOfTheirNumbers();
     void timeoutCallbackMayInvoke();
-    void callsMadeByTimeoutCallbacksWaitForTheNextHeartbeat();
-    void replyAfterTheTimeoutDoesNotCallSuccess();
+    void callsMadeByTimeoutCallbacksWaitForNextHeartbeat();
+    void replyAfterTimeoutDoesNotCallSuccess();
     void twoEmptyCallbacksLeaveNothingPending();
     void destructionRunsNoTimeoutCallback();
 };
 
-void tst_RpcSocketReplies::replyReachesTheSuccessCallbackOnce()
+void tst_RpcSocketReplies::replyReachesSuccessCallbackOnce()
 {
     QList<QJsonObject> replies;
     NodeInfo peer;
@@ -45,7 +45,7 @@ void tst_RpcSocketReplies::replyReachesTheSuccessCallbackOnce()
     QCOMPARE(peer.port, m_peer->port());
 }
 
-void tst_RpcSocketReplies::replyWithAnUnknownNumberIsDropped()
+void tst_RpcSocketReplies::replyWithUnknownNumberIsDropped()
 {
     int replies = 0;
     QVERIFY(invoke(QStringLiteral("work"), [&](const QJsonObject&, const NodeInfo&) { ++replies; }));
@@ -56,7 +56,7 @@ void tst_RpcSocketReplies::replyWithAnUnknownNumberIsDropped()
     QCOMPARE(replies, 1);
 }
 
-void tst_RpcSocketReplies::blanksAsCdMakeAReply()
+void tst_RpcSocketReplies::blanksAsCdMakeReply()
 {
     int replies = 0;
     m_rpc->declareFunction(QStringLiteral("  "), nothing);
@@ -66,7 +66,7 @@ void tst_RpcSocketReplies::blanksAsCdMakeAReply()
     QCOMPARE(m_peer->received(*m_socket).size(), 1); // the call alone
 }
 
-void tst_RpcSocketReplies::cdThatIsNoStringMakesAReply()
+void tst_RpcSocketReplies::cdThatIsNoStringMakesReply()
 {
     int replies = 0;
     for (const char* body : {R"({"cd":7})", R"({"cd":null})", R"({"cd":["work"]})", R"({"cd":{}})"}) {
@@ -92,7 +92,7 @@ void tst_RpcSocketReplies::successCallbackMayInvoke()
     QCOMPARE(replies, 1);
 }
 
-void tst_RpcSocketReplies::callWithATimeoutCallbackAloneIsEndedByItsReply()
+void tst_RpcSocketReplies::callWithTimeoutCallbackAloneIsEndedByItsReply()
 {
     int timeouts = 0;
     QVERIFY(invoke(QStringLiteral("work"), {}, [&] { ++timeouts; }));
@@ -126,7 +126,7 @@ void tst_RpcSocketReplies::callExpiresOnceItsDeadlineHasPassed()
     QCOMPARE(timeouts, 1);
 }
 
-void tst_RpcSocketReplies::callWithASuccessCallbackAloneExpires()
+void tst_RpcSocketReplies::callWithSuccessCallbackAloneExpires()
 {
     QVERIFY(invoke(
         QStringLiteral("%2"), [](const QJsonObject&, const NodeInfo&) {}, {}, 1500));
@@ -170,7 +170,7 @@ void tst_RpcSocketReplies::timeoutCallbackMayInvoke()
     QCOMPARE(expired.size(), 12);
 }
 
-void tst_RpcSocketReplies::callsMadeByTimeoutCallbacksWaitForTheNextHeartbeat()
+void tst_RpcSocketReplies::callsMadeByTimeoutCallbacksWaitForNextHeartbeat()
 {
     int timeouts = 0;
     RpcSocket::TimeoutCallback again = [&] {
@@ -184,7 +184,7 @@ void tst_RpcSocketReplies::callsMadeByTimeoutCallbacksWaitForTheNextHeartbeat()
     QCOMPARE(timeouts, 2);
 }
 
-void tst_RpcSocketReplies::replyAfterTheTimeoutDoesNotCallSuccess()
+void tst_RpcSocketReplies::replyAfterTimeoutDoesNotCallSuccess()
 {
     int replies = 0;
     int timeouts = 0;

@@ -13,34 +13,34 @@ class tst_Socket : public SocketTest
     Q_OBJECT
 
 private slots:
-    void systemChoosesThePortOfListenZero();
-    void listenTakesThePortItIsGiven();
-    void takenPortIsACriticalRecordAndFalse();
-    void bothFamiliesReachTheOnePort();
+    void systemChoosesPortOfListenZero();
+    void listenTakesPortItIsGiven();
+    void takenPortIsCriticalRecordAndFalse();
+    void bothFamiliesReachOnePort();
     void senderCanBeAnswered_data();
     void senderCanBeAnswered();
-    void systemIsAskedForALargeReceiveBuffer();
+    void systemIsAskedForLargeReceiveBuffer();
     void datagramOfFourBytesIsDroppedAndOneOfFiveOffered_data();
     void datagramOfFourBytesIsDroppedAndOneOfFiveOffered();
     void largestDatagramsOfBothFamiliesAreOffered_data();
     void largestDatagramsOfBothFamiliesAreOffered();
     void fiveTo65536BytesAreOffered();
     void burstIsReadToItsEnd();
-    void afterSixtyFourReadsTheTimersHaveTheirTurn();
-    void objectMayEndTheTurnAfterItsDatagram();
-    void floodLeavesTheTimersTheirTime();
-    void bufferOfALongDatagramIsCutForAShortOne();
-    void unreachablePortDoesNotStopTheReading();
-    void datagramWithABadChecksumDoesNotStopTheReading();
+    void afterSixtyFourReadsTimersHaveTheirTurn();
+    void objectMayEndTurnAfterItsDatagram();
+    void floodLeavesTimersTheirTime();
+    void bufferOfLongDatagramIsCutForShortOne();
+    void unreachablePortDoesNotStopReading();
+    void datagramWithBadChecksumDoesNotStopReading();
 };
 
-void tst_Socket::systemChoosesThePortOfListenZero()
+void tst_Socket::systemChoosesPortOfListenZero()
 {
     QVERIFY(m_socket->localPort() != 0);
     QCOMPARE(Socket().localPort(), quint16(0));
 }
 
-void tst_Socket::listenTakesThePortItIsGiven()
+void tst_Socket::listenTakesPortItIsGiven()
 {
     const LogCapture log;
     Socket socket;
@@ -48,7 +48,7 @@ void tst_Socket::listenTakesThePortItIsGiven()
     QCOMPARE(socket.localPort(), quint16(45678));
 }
 
-void tst_Socket::takenPortIsACriticalRecordAndFalse()
+void tst_Socket::takenPortIsCriticalRecordAndFalse()
 {
     const LogCapture log;
     Socket second;
@@ -60,7 +60,7 @@ void tst_Socket::takenPortIsACriticalRecordAndFalse()
         QStringLiteral("Error bind udp port: %1, %2").arg(m_socket->localPort()).arg(second.errorString()));
 }
 
-void tst_Socket::bothFamiliesReachTheOnePort()
+void tst_Socket::bothFamiliesReachOnePort()
 {
     const auto recorder = attach();
     for (const auto address : {QHostAddress::LocalHost, QHostAddress::LocalHostIPv6}) {
@@ -97,7 +97,7 @@ void tst_Socket::senderCanBeAnswered()
     QCOMPARE(peer.readDatagram(reply, sizeof reply), qint64(5));
 }
 
-void tst_Socket::systemIsAskedForALargeReceiveBuffer()
+void tst_Socket::systemIsAskedForLargeReceiveBuffer()
 {
     const auto option = QAbstractSocket::ReceiveBufferSizeSocketOption;
     const LogCapture log;
@@ -183,7 +183,7 @@ void tst_Socket::burstIsReadToItsEnd()
     QCOMPARE(m_socket->receivedPackets(), quint64(150));
 }
 
-void tst_Socket::afterSixtyFourReadsTheTimersHaveTheirTurn()
+void tst_Socket::afterSixtyFourReadsTimersHaveTheirTurn()
 {
     const auto recorder = attach();
     QList<int> readAtTurn;
@@ -202,7 +202,7 @@ void tst_Socket::afterSixtyFourReadsTheTimersHaveTheirTurn()
     QVERIFY(readAtTurn.size() >= 2);
 }
 
-void tst_Socket::objectMayEndTheTurnAfterItsDatagram()
+void tst_Socket::objectMayEndTurnAfterItsDatagram()
 {
     const auto recorder = attach();
     recorder->onDatagram = [this](QByteArray& data) {
@@ -225,7 +225,7 @@ void tst_Socket::objectMayEndTheTurnAfterItsDatagram()
 }
 
 // A sender that never pauses: each datagram that is read brings the next.
-void tst_Socket::floodLeavesTheTimersTheirTime()
+void tst_Socket::floodLeavesTimersTheirTime()
 {
     const auto recorder = attach();
     recorder->onDatagram = [this](QByteArray&) { sendFromPeer("datagram"); };
@@ -250,7 +250,7 @@ void tst_Socket::floodLeavesTheTimersTheirTime()
     QVERIFY2(zeroTicks * 64 >= recorder->datagrams.size() / 2, qPrintable(QString::number(zeroTicks)));
 }
 
-void tst_Socket::bufferOfALongDatagramIsCutForAShortOne()
+void tst_Socket::bufferOfLongDatagramIsCutForShortOne()
 {
     const auto recorder = attach();
     sendFromPeer(QByteArray(5000, 'x'));
@@ -259,7 +259,7 @@ void tst_Socket::bufferOfALongDatagramIsCutForAShortOne()
     QCOMPARE(recorder->datagrams[1].data, QByteArray("short"));
 }
 
-void tst_Socket::unreachablePortDoesNotStopTheReading()
+void tst_Socket::unreachablePortDoesNotStopReading()
 {
     const LogCapture log;
     const auto recorder = attach();
@@ -276,7 +276,7 @@ void tst_Socket::unreachablePortDoesNotStopTheReading()
     QCOMPARE(recorder->datagrams.size(), 10);
 }
 
-void tst_Socket::datagramWithABadChecksumDoesNotStopTheReading()
+void tst_Socket::datagramWithBadChecksumDoesNotStopReading()
 {
     // The system wakes the reader before it checks a payload this long, and then has nothing to hand over.
     QByteArray datagram(8 + 200, 'x');

@@ -9,26 +9,26 @@ class tst_SocketAttached : public SocketTest
     Q_OBJECT
 
 private slots:
-    void firstThatAcceptsIsTheOnlyOneToSee();
-    void refusedDatagramReachesTheNextAsItWas();
+    void firstThatAcceptsIsOnlyOneToSee();
+    void refusedDatagramReachesNextAsItWas();
     void datagramRefusedByAllCountsInBytesAlone();
     void objectAttachedTwiceIsListedOnce();
     void detachedObjectSeesNothing();
-    void detachingAnUnknownObjectChangesNothing();
+    void detachingUnknownObjectChangesNothing();
     void socketSharesWhatIsAttached();
-    void heartbeatTicksFromConstructionOnceASecond();
+    void heartbeatTicksFromConstructionOncePerSecond();
     void heartbeatReachesObjectsInOrder();
-    void speedsAreKibibytesOfTheLastTick();
-    void objectDetachedDuringAWalkLeavesNoneOut_data();
-    void objectDetachedDuringAWalkLeavesNoneOut();
-    void laterObjectDetachedDuringAWalkIsNotCalled();
-    void objectAttachedDuringAWalkIsCalled();
-    void objectOutlivesItsOwnDetachingForTheCall();
+    void speedsAreKibibytesOfLastTick();
+    void objectDetachedDuringWalkLeavesNoneOut_data();
+    void objectDetachedDuringWalkLeavesNoneOut();
+    void laterObjectDetachedDuringWalkIsNotCalled();
+    void objectAttachedDuringWalkIsCalled();
+    void objectOutlivesItsOwnDetachingForCall();
     void acceptingObjectMayReplaceAnother();
-    void heartbeatWithinAReadKeepsBothWalks();
+    void heartbeatWithinReadKeepsBothWalks();
 };
 
-void tst_SocketAttached::firstThatAcceptsIsTheOnlyOneToSee()
+void tst_SocketAttached::firstThatAcceptsIsOnlyOneToSee()
 {
     const auto first = attach();
     const auto second = attach();
@@ -38,7 +38,7 @@ void tst_SocketAttached::firstThatAcceptsIsTheOnlyOneToSee()
     QCOMPARE(m_socket->receivedPackets(), quint64(1));
 }
 
-void tst_SocketAttached::refusedDatagramReachesTheNextAsItWas()
+void tst_SocketAttached::refusedDatagramReachesNextAsItWas()
 {
     const auto first = attach(false);
     const auto second = attach();
@@ -85,7 +85,7 @@ void tst_SocketAttached::detachedObjectSeesNothing()
     QCOMPARE(second->heartbeats, 1);
 }
 
-void tst_SocketAttached::detachingAnUnknownObjectChangesNothing()
+void tst_SocketAttached::detachingUnknownObjectChangesNothing()
 {
     const auto recorder = attach();
     m_socket->removeSocket(QSharedPointer<Recorder>::create());
@@ -104,7 +104,7 @@ void tst_SocketAttached::socketSharesWhatIsAttached()
     QVERIFY(watched.isNull());
 }
 
-void tst_SocketAttached::heartbeatTicksFromConstructionOnceASecond()
+void tst_SocketAttached::heartbeatTicksFromConstructionOncePerSecond()
 {
     Socket unbound;
     const auto recorder = QSharedPointer<Recorder>::create();
@@ -127,7 +127,7 @@ void tst_SocketAttached::heartbeatReachesObjectsInOrder()
     QCOMPARE(order, (QList<int>{0, 1, 2}));
 }
 
-void tst_SocketAttached::speedsAreKibibytesOfTheLastTick()
+void tst_SocketAttached::speedsAreKibibytesOfLastTick()
 {
     QCOMPARE(m_socket->receiveSpeed(), 0.0);
     QCOMPARE(m_socket->sendSpeed(), 0.0);
@@ -148,7 +148,7 @@ void tst_SocketAttached::speedsAreKibibytesOfTheLastTick()
     QCOMPARE(m_socket->sendSpeed(), 0.0);
 }
 
-void tst_SocketAttached::objectDetachedDuringAWalkLeavesNoneOut_data()
+void tst_SocketAttached::objectDetachedDuringWalkLeavesNoneOut_data()
 {
     QTest::addColumn<QList<int>>("detached");
     QTest::newRow("itself") << QList<int>{1};
@@ -158,7 +158,7 @@ void tst_SocketAttached::objectDetachedDuringAWalkLeavesNoneOut_data()
     QTest::newRow("itself and one behind") << QList<int>{1, 3};
 }
 
-void tst_SocketAttached::objectDetachedDuringAWalkLeavesNoneOut()
+void tst_SocketAttached::objectDetachedDuringWalkLeavesNoneOut()
 {
     QFETCH(QList<int>, detached);
     // Object 1 detaches; whoever is attached after it has to be called, in either walk.
@@ -188,7 +188,7 @@ void tst_SocketAttached::objectDetachedDuringAWalkLeavesNoneOut()
     QCOMPARE(recorders[3]->heartbeats, detached.contains(3) ? 0 : 1);
 }
 
-void tst_SocketAttached::laterObjectDetachedDuringAWalkIsNotCalled()
+void tst_SocketAttached::laterObjectDetachedDuringWalkIsNotCalled()
 {
     const auto first = attach();
     const auto second = attach();
@@ -197,7 +197,7 @@ void tst_SocketAttached::laterObjectDetachedDuringAWalkIsNotCalled()
     QCOMPARE(second->heartbeats, 0);
 }
 
-void tst_SocketAttached::objectAttachedDuringAWalkIsCalled()
+void tst_SocketAttached::objectAttachedDuringWalkIsCalled()
 {
     const auto first = attach();
     const auto late = QSharedPointer<Recorder>::create();
@@ -206,7 +206,7 @@ void tst_SocketAttached::objectAttachedDuringAWalkIsCalled()
     QCOMPARE(late->heartbeats, 1);
 }
 
-void tst_SocketAttached::objectOutlivesItsOwnDetachingForTheCall()
+void tst_SocketAttached::objectOutlivesItsOwnDetachingForCall()
 {
     auto recorder = attach();
     const QWeakPointer<Recorder> watched(recorder);
@@ -243,7 +243,7 @@ void tst_SocketAttached::acceptingObjectMayReplaceAnother()
     QCOMPARE(newClient->heartbeats, 1);
 }
 
-void tst_SocketAttached::heartbeatWithinAReadKeepsBothWalks()
+void tst_SocketAttached::heartbeatWithinReadKeepsBothWalks()
 {
     const auto first = attach(false);
     const auto second = attach(false);

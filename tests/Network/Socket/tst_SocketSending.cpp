@@ -34,14 +34,14 @@ class tst_SocketSending : public SocketTest
 
 private slots:
     void writtenDatagramArrivesAndIsCounted();
-    void write65537BytesIsRefusedWithoutATrace();
-    void write65536BytesReachesTheSystem();
-    void failedSendCountsAPacketAndTakesAByteOff();
+    void write65537BytesIsRefusedWithoutTrace();
+    void write65536BytesReachesSystem();
+    void failedSendCountsPacketAndTakesByteOff();
     void failedSendIsNotTriedAgain();
     void objectMayWriteFromItsReadyRead();
-    void speedOfAFailedSendIsOneByteBelowZero();
-    void failedSendsAreLoggedFiftyTimesASecond();
-    void whatTheBudgetHasNoRoomForStaysAndIsCountedAsLost();
+    void speedOfFailedSendIsOneByteBelowZero();
+    void failedSendsAreLoggedFiftyTimesPerSecond();
+    void whatBudgetHasNoRoomForStaysAndIsCountedAsLost();
 };
 
 void tst_SocketSending::writtenDatagramArrivesAndIsCounted()
@@ -58,7 +58,7 @@ void tst_SocketSending::writtenDatagramArrivesAndIsCounted()
     QCOMPARE(m_socket->receivedPackets(), quint64(0));
 }
 
-void tst_SocketSending::write65537BytesIsRefusedWithoutATrace()
+void tst_SocketSending::write65537BytesIsRefusedWithoutTrace()
 {
     const LogCapture log;
     QVERIFY(
@@ -68,7 +68,7 @@ void tst_SocketSending::write65537BytesIsRefusedWithoutATrace()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void tst_SocketSending::write65536BytesReachesTheSystem()
+void tst_SocketSending::write65536BytesReachesSystem()
 {
     // No UDP payload is that long, so it is the system that refuses.
     const LogCapture log;
@@ -80,7 +80,7 @@ void tst_SocketSending::write65536BytesReachesTheSystem()
              QStringLiteral("Error send packet! Size: 65536, sended size: -1"));
 }
 
-void tst_SocketSending::failedSendCountsAPacketAndTakesAByteOff()
+void tst_SocketSending::failedSendCountsPacketAndTakesByteOff()
 {
     const LogCapture log;
     const QHostAddress local(QHostAddress::LocalHost);
@@ -124,7 +124,7 @@ void tst_SocketSending::objectMayWriteFromItsReadyRead()
     QTRY_VERIFY(m_peer->hasPendingDatagrams());
 }
 
-void tst_SocketSending::speedOfAFailedSendIsOneByteBelowZero()
+void tst_SocketSending::speedOfFailedSendIsOneByteBelowZero()
 {
     const LogCapture log;
     m_socket->findChild<QTimer*>()->stop();
@@ -134,7 +134,7 @@ void tst_SocketSending::speedOfAFailedSendIsOneByteBelowZero()
     QCOMPARE(m_socket->sendSpeed(), -0.0009765625);
 }
 
-void tst_SocketSending::failedSendsAreLoggedFiftyTimesASecond()
+void tst_SocketSending::failedSendsAreLoggedFiftyTimesPerSecond()
 {
     const LogCapture log;
     const QByteArray tooLong(65536, 'x');
@@ -145,7 +145,7 @@ void tst_SocketSending::failedSendsAreLoggedFiftyTimesASecond()
     QVERIFY2(log.texts().size() < 250, qPrintable(QString::number(log.texts().size())));
 }
 
-void tst_SocketSending::whatTheBudgetHasNoRoomForStaysAndIsCountedAsLost()
+void tst_SocketSending::whatBudgetHasNoRoomForStaysAndIsCountedAsLost()
 {
     const LogCapture log;
     const QHostAddress local(QHostAddress::LocalHost);

@@ -14,11 +14,11 @@ class tst_StreamSocketsReceiving : public StreamSocketsTest
     Q_OBJECT
 
 private slots:
-    void samplesArriveAtTheCallback_data();
-    void samplesArriveAtTheCallback();
-    void floatsArriveAtTheCallback();
-    void nextPacketOverwritesTheOneBefore();
-    void highFourBitsOfTheTypeAreIgnored();
+    void samplesArriveAtCallback_data();
+    void samplesArriveAtCallback();
+    void floatsArriveAtCallback();
+    void nextPacketOverwritesOneBefore();
+    void highFourBitsOfTypeAreIgnored();
     void eachTypeIsTakenByItsSocketAlone_data();
     void eachTypeIsTakenByItsSocketAlone();
     void refusedBufferIsLeftUnchanged();
@@ -26,12 +26,12 @@ private slots:
     void damagedBlockCallsBackWithNoSamples_data();
     void damagedBlockCallsBackWithNoSamples();
     void whereNobodyListensSamplesAreTakenAndDroppedUnread();
-    void emptyCallbackOfTheOthersRaisesBadFunctionCall();
-    void compressedBlockBeyondTheMaximumIsDamaged();
-    void anythingAtAllIsReadWithoutAFault();
+    void emptyCallbackOfOthersRaisesBadFunctionCall();
+    void compressedBlockBeyondMaximumIsDamaged();
+    void anythingAtAllIsReadWithoutFault();
 };
 
-void tst_StreamSocketsReceiving::samplesArriveAtTheCallback_data()
+void tst_StreamSocketsReceiving::samplesArriveAtCallback_data()
 {
     QTest::addColumn<Samples>("samples");
     QTest::newRow("none") << Samples();
@@ -39,7 +39,7 @@ void tst_StreamSocketsReceiving::samplesArriveAtTheCallback_data()
     QTest::newRow("many") << Samples(252, 800);
 }
 
-void tst_StreamSocketsReceiving::samplesArriveAtTheCallback()
+void tst_StreamSocketsReceiving::samplesArriveAtCallback()
 {
     QFETCH(Samples, samples);
     QList<Samples> received;
@@ -66,7 +66,7 @@ void tst_StreamSocketsReceiving::samplesArriveAtTheCallback()
     QCOMPARE(m_socket->receivedPackets(), quint64(5));
 }
 
-void tst_StreamSocketsReceiving::floatsArriveAtTheCallback()
+void tst_StreamSocketsReceiving::floatsArriveAtCallback()
 {
     QList<QPair<Floats, Floats>> received;
     const auto spm = QSharedPointer<SPMSocket>::create(m_socket);
@@ -79,7 +79,7 @@ void tst_StreamSocketsReceiving::floatsArriveAtTheCallback()
     QCOMPARE(received.constFirst(), qMakePair(Floats{1.5F, -3.0F}, Floats{0.1F}));
 }
 
-void tst_StreamSocketsReceiving::nextPacketOverwritesTheOneBefore()
+void tst_StreamSocketsReceiving::nextPacketOverwritesOneBefore()
 {
     Receivers receivers;
     QVERIFY(offer(receivers.iq, hex("02"
@@ -92,7 +92,7 @@ void tst_StreamSocketsReceiving::nextPacketOverwritesTheOneBefore()
     QCOMPARE(receivers.samples, (QList<Samples>{{1, 2}, {3}}));
 }
 
-void tst_StreamSocketsReceiving::highFourBitsOfTheTypeAreIgnored()
+void tst_StreamSocketsReceiving::highFourBitsOfTypeAreIgnored()
 {
     Receivers receivers;
     QVERIFY(offer(receivers.iq, hex("12"
@@ -218,7 +218,7 @@ void tst_StreamSocketsReceiving::whereNobodyListensSamplesAreTakenAndDroppedUnre
     QVERIFY(!offer(fft, '\x03' + bomb));
 }
 
-void tst_StreamSocketsReceiving::emptyCallbackOfTheOthersRaisesBadFunctionCall()
+void tst_StreamSocketsReceiving::emptyCallbackOfOthersRaisesBadFunctionCall()
 {
     AudioSocket audio(m_socket);
     SPMSocket spm(m_socket);
@@ -228,7 +228,7 @@ void tst_StreamSocketsReceiving::emptyCallbackOfTheOthersRaisesBadFunctionCall()
     QVERIFY_EXCEPTION_THROWN(offer(spm, '\x07' + payload), std::bad_function_call);
 }
 
-void tst_StreamSocketsReceiving::compressedBlockBeyondTheMaximumIsDamaged()
+void tst_StreamSocketsReceiving::compressedBlockBeyondMaximumIsDamaged()
 {
     Receivers receivers;
     receivers.iq.setMaximumSamples(256);
@@ -244,7 +244,7 @@ void tst_StreamSocketsReceiving::compressedBlockBeyondTheMaximumIsDamaged()
     QCOMPARE(receivers.samples, QList<Samples>({Samples(256, 7), {}, Samples(252, 7), {}, Samples(257, 7)}));
 }
 
-void tst_StreamSocketsReceiving::anythingAtAllIsReadWithoutAFault()
+void tst_StreamSocketsReceiving::anythingAtAllIsReadWithoutFault()
 {
     const LogCapture log;
     Receivers receivers;

@@ -15,14 +15,14 @@ class tst_StreamSocketsSending : public StreamSocketsTest
 
 private slots:
     void plainIqIsTypeTwo();
-    void emptyIqIsTheShortestPacketThere();
+    void emptyIqIsShortestPacketThere();
     void compressedIqIsTypeThreeAtAnySize();
     void spectrumOf256BytesStaysPlainAndOf258IsCompressed_data();
     void spectrumOf256BytesStaysPlainAndOf258IsCompressed();
     void spectrumNotToldToCompressStaysPlain();
     void audioIsTypeSixAndPlain();
     void spmIsTypeSevenAndTwoRunsOfFloats();
-    void sendReturnsTheResultOfTheWrite();
+    void sendReturnsResultOfWrite();
     void sendDoesNotAttach();
 };
 
@@ -38,7 +38,7 @@ void tst_StreamSocketsSending::plainIqIsTypeTwo()
                                  "8000"));
 }
 
-void tst_StreamSocketsSending::emptyIqIsTheShortestPacketThere()
+void tst_StreamSocketsSending::emptyIqIsShortestPacketThere()
 {
     IQSocket iq(m_socket);
     QVERIFY(iq.send({}, m_local, m_peer->localPort(), false));
@@ -123,7 +123,7 @@ void tst_StreamSocketsSending::spmIsTypeSevenAndTwoRunsOfFloats()
                                  "3f000000"));
 }
 
-void tst_StreamSocketsSending::sendReturnsTheResultOfTheWrite()
+void tst_StreamSocketsSending::sendReturnsResultOfWrite()
 {
     // 5 + 65532 bytes are one too many for the port.
     const LogCapture log;

@@ -14,10 +14,10 @@ private slots:
 
     void addressThatIsNotLimitedGetsAnything();
     void limitedOneGetsThirtyTwoKibibytesAndNoMore();
-    void allLimitedOnesShareTheOneBudget();
+    void allLimitedOnesShareOneBudget();
     void addressAndPortDecideTogether();
-    void iPv4AddressIsTheSameInItsLongForm();
-    void noTenSecondsHoldMoreThanTheBudget();
+    void iPv4AddressIsSameInItsLongForm();
+    void noTenSecondsHoldMoreThanBudget();
     void whatIsRefusedIsNotCharged();
     void releasedAddressGetsAnythingAgain();
     void limitedTwiceItIsReleasedAtOnce();
@@ -62,7 +62,7 @@ void tst_UnprovenBudget::limitedOneGetsThirtyTwoKibibytesAndNoMore()
     QVERIFY(!m_budget.admit(kFirst, kPort, 1));
 }
 
-void tst_UnprovenBudget::allLimitedOnesShareTheOneBudget()
+void tst_UnprovenBudget::allLimitedOnesShareOneBudget()
 {
     m_budget.limit(kFirst, kPort);
     m_budget.limit(kSecond, kPort);
@@ -78,14 +78,14 @@ void tst_UnprovenBudget::addressAndPortDecideTogether()
     QCOMPARE(admitted(kFirst, kPort + 1, 50), 50);
 }
 
-void tst_UnprovenBudget::iPv4AddressIsTheSameInItsLongForm()
+void tst_UnprovenBudget::iPv4AddressIsSameInItsLongForm()
 {
     m_budget.limit(QHostAddress(QStringLiteral("::ffff:192.0.2.1")), kPort);
     QVERIFY(m_budget.isLimited(kFirst, kPort));
     QVERIFY(!m_budget.isLimited(kSecond, kPort));
 }
 
-void tst_UnprovenBudget::noTenSecondsHoldMoreThanTheBudget()
+void tst_UnprovenBudget::noTenSecondsHoldMoreThanBudget()
 {
     m_budget.limit(kFirst, kPort);
     QCOMPARE(admitted(kFirst, kPort, 16), 16);

@@ -10,25 +10,25 @@ class tst_UserSocket : public UserSocketTest
     Q_OBJECT
 
 private slots:
-    void disconnectIsLoggedWithTheCallersAddress();
-    void disconnectFromHostTellsThePeerAndLogs();
-    void packetFromThePeersAddressProvesIt_data();
-    void packetFromThePeersAddressProvesIt();
-    void nothingElseProvesThePeersAddress();
-    void peersDisconnectEndsTheSession();
+    void disconnectIsLoggedWithCallersAddress();
+    void disconnectFromHostTellsPeerAndLogs();
+    void packetFromPeersAddressProvesIt_data();
+    void packetFromPeersAddressProvesIt();
+    void nothingElseProvesPeersAddress();
+    void peersDisconnectEndsSession();
     void peersSecondDisconnectIsAnsweredAndNothingElse();
     void disconnectFromHostTwiceSendsOneMessageAndEmitsOnce();
-    void disconnectAfterTheLocalEndIsAnsweredAndNothingElse();
-    void destroyedWhileConnectedItTellsThePeerAndEmits();
-    void destroyedAfterTheEndItSendsNothing();
-    void afterTheEndNoPingLeavesAndPendingCallsExpire();
-    void invokeCallsThePeer();
-    void ownerMayDetachWhenThePeerLeaves();
-    void ownerMayDetachWhenThePeerFallsSilent();
+    void disconnectAfterLocalEndIsAnsweredAndNothingElse();
+    void destroyedWhileConnectedItTellsPeerAndEmits();
+    void destroyedAfterEndItSendsNothing();
+    void afterEndNoPingLeavesAndPendingCallsExpire();
+    void invokeCallsPeer();
+    void ownerMayDetachWhenPeerLeaves();
+    void ownerMayDetachWhenPeerFallsSilent();
     void twoUserSocketsKeepEachOtherAliveUntilOneLeaves();
 };
 
-void tst_UserSocket::disconnectIsLoggedWithTheCallersAddress()
+void tst_UserSocket::disconnectIsLoggedWithCallersAddress()
 {
     // Told is the node that called, here another one than the peer.
     const int160 strangerId(kOwnBytes.constData());
@@ -42,7 +42,7 @@ void tst_UserSocket::disconnectIsLoggedWithTheCallersAddress()
                                                  .arg(stranger.port())});
 }
 
-void tst_UserSocket::disconnectFromHostTellsThePeerAndLogs()
+void tst_UserSocket::disconnectFromHostTellsPeerAndLogs()
 {
     m_log->clear();
     m_user->disconnectFromHost();
@@ -54,7 +54,7 @@ void tst_UserSocket::disconnectFromHostTellsThePeerAndLogs()
                                                        QByteArray(R"({"cd":"disconnect_from_host"})"));
 }
 
-void tst_UserSocket::packetFromThePeersAddressProvesIt_data()
+void tst_UserSocket::packetFromPeersAddressProvesIt_data()
 {
     QTest::addColumn<QByteArray>("json");
     QTest::newRow("call") << QByteArray(R"({"cd":"ping","c":0})");
@@ -62,7 +62,7 @@ void tst_UserSocket::packetFromThePeersAddressProvesIt_data()
     QTest::newRow("no JSON") << QByteArray("x");
 }
 
-void tst_UserSocket::packetFromThePeersAddressProvesIt()
+void tst_UserSocket::packetFromPeersAddressProvesIt()
 {
     QFETCH(QByteArray, json);
     int sentBefore = -1;
@@ -79,7 +79,7 @@ void tst_UserSocket::packetFromThePeersAddressProvesIt()
     m_log->clear(); // of the body that is no JSON
 }
 
-void tst_UserSocket::nothingElseProvesThePeersAddress()
+void tst_UserSocket::nothingElseProvesPeersAddress()
 {
     const QSignalSpy proven(m_user.data(), &UserSocket::proven);
     const QByteArray ping = R"({"cd":"ping","c":0})";
@@ -92,7 +92,7 @@ void tst_UserSocket::nothingElseProvesThePeersAddress()
     QCOMPARE(proven.size(), 0);
 }
 
-void tst_UserSocket::peersDisconnectEndsTheSession()
+void tst_UserSocket::peersDisconnectEndsSession()
 {
     const QSignalSpy disconnected(m_user.data(), &UserSocket::disconnected);
     callFromPeer(R"({"cd":"disconnect_from_host"})");
@@ -121,7 +121,7 @@ void tst_UserSocket::disconnectFromHostTwiceSendsOneMessageAndEmitsOnce()
     QCOMPARE(m_peer->received(*m_socket).size(), 1);
 }
 
-void tst_UserSocket::disconnectAfterTheLocalEndIsAnsweredAndNothingElse()
+void tst_UserSocket::disconnectAfterLocalEndIsAnsweredAndNothingElse()
 {
     const QSignalSpy disconnected(m_user.data(), &UserSocket::disconnected);
     m_user->disconnectFromHost();
@@ -133,7 +133,7 @@ void tst_UserSocket::disconnectAfterTheLocalEndIsAnsweredAndNothingElse()
     QCOMPARE(disconnected.size(), 1);
 }
 
-void tst_UserSocket::destroyedWhileConnectedItTellsThePeerAndEmits()
+void tst_UserSocket::destroyedWhileConnectedItTellsPeerAndEmits()
 {
     int emitted = 0;
     connect(m_user.data(), &UserSocket::disconnected, this, [&] { ++emitted; });
@@ -143,7 +143,7 @@ void tst_UserSocket::destroyedWhileConnectedItTellsThePeerAndEmits()
              QStringList{QStringLiteral("disconnect_from_host")});
 }
 
-void tst_UserSocket::destroyedAfterTheEndItSendsNothing()
+void tst_UserSocket::destroyedAfterEndItSendsNothing()
 {
     callFromPeer(R"({"cd":"disconnect_from_host"})");
     QCOMPARE(m_peer->received(*m_socket).size(), 1);
@@ -154,7 +154,7 @@ void tst_UserSocket::destroyedAfterTheEndItSendsNothing()
     QVERIFY(m_peer->received(*m_socket).isEmpty());
 }
 
-void tst_UserSocket::afterTheEndNoPingLeavesAndPendingCallsExpire()
+void tst_UserSocket::afterEndNoPingLeavesAndPendingCallsExpire()
 {
     int timeouts = 0;
     m_user->invoke(
@@ -168,7 +168,7 @@ void tst_UserSocket::afterTheEndNoPingLeavesAndPendingCallsExpire()
     QVERIFY(m_peer->received(*m_socket).isEmpty());
 }
 
-void tst_UserSocket::invokeCallsThePeer()
+void tst_UserSocket::invokeCallsPeer()
 {
     QJsonObject reply;
     QVERIFY(m_user->invoke(
@@ -183,7 +183,7 @@ void tst_UserSocket::invokeCallsThePeer()
     QCOMPARE(m_user->peer().id.bytes(), kPeerBytes);
 }
 
-void tst_UserSocket::ownerMayDetachWhenThePeerLeaves()
+void tst_UserSocket::ownerMayDetachWhenPeerLeaves()
 {
     m_socket->addSocket(m_user);
     connect(m_user.data(), &UserSocket::disconnected, m_socket.data(),
@@ -198,7 +198,7 @@ void tst_UserSocket::ownerMayDetachWhenThePeerLeaves()
     QCOMPARE(m_socket->receivedPackets(), quint64(1));
 }
 
-void tst_UserSocket::ownerMayDetachWhenThePeerFallsSilent()
+void tst_UserSocket::ownerMayDetachWhenPeerFallsSilent()
 {
     m_socket->addSocket(m_user);
     connect(m_user.data(), &UserSocket::disconnected, m_socket.data(),

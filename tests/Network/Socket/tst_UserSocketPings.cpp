@@ -11,28 +11,28 @@ class tst_UserSocketPings : public UserSocketTest
 
 private slots:
     void pingGoesOutAsDrawn();
-    void noPingLeavesBeforeMoreThanTheIntervalHasPassed();
+    void noPingLeavesBeforeMoreThanIntervalHasPassed();
     void intervalCanBeSet();
-    void answeredPingGivesTheRoundTrip();
-    void replyToTheEarlierOfTwoPingsMeasuresFromTheLater();
-    void fifthSilentPingEndsTheSession();
+    void answeredPingGivesRoundTrip();
+    void replyToEarlierOfTwoPingsMeasuresFromLater();
+    void fifthSilentPingEndsSession();
     void maximumOfMissedPingsCanBeSet();
     void oneAnsweredPingForgivesFourMisses();
-    void onePingFromThePeerForgivesFourMisses();
+    void onePingFromPeerForgivesFourMisses();
     void pingsOfStrangersForgiveNothing_data();
     void pingsOfStrangersForgiveNothing();
     void repliesOfStrangersForgiveNothing_data();
     void repliesOfStrangersForgiveNothing();
     void peersIPv4AddressMayBeGivenEitherWay();
-    void after32768CallsPingsTimeOutAndTheSessionEnds();
-    void after32768CallsPingsFromThePeerKeepTheSession();
-    void pingIsAnsweredWithAnEmptyReply();
-    void pingTellsThePacketsLost();
-    void pingWithoutAReadableCountLeavesThePacketsLost_data();
-    void pingWithoutAReadableCountLeavesThePacketsLost();
-    void anyCountFromThePeerIsSurvived_data();
-    void anyCountFromThePeerIsSurvived();
-    void pingAfterTheEndChangesNothingAndIsAnswered();
+    void after32768CallsPingsTimeOutAndSessionEnds();
+    void after32768CallsPingsFromPeerKeepSession();
+    void pingIsAnsweredWithEmptyReply();
+    void pingTellsPacketsLost();
+    void pingWithoutReadableCountLeavesPacketsLost_data();
+    void pingWithoutReadableCountLeavesPacketsLost();
+    void anyCountFromPeerIsSurvived_data();
+    void anyCountFromPeerIsSurvived();
+    void pingAfterEndChangesNothingAndIsAnswered();
 };
 
 void tst_UserSocketPings::pingGoesOutAsDrawn()
@@ -48,7 +48,7 @@ void tst_UserSocketPings::pingGoesOutAsDrawn()
                              QByteArray(R"({"c":1,"cd":"ping"})"));
 }
 
-void tst_UserSocketPings::noPingLeavesBeforeMoreThanTheIntervalHasPassed()
+void tst_UserSocketPings::noPingLeavesBeforeMoreThanIntervalHasPassed()
 {
     tick(999);
     tick(1); // the interval to the millisecond
@@ -70,7 +70,7 @@ void tst_UserSocketPings::intervalCanBeSet()
     QCOMPARE(m_peer->received(*m_socket).size(), 1);
 }
 
-void tst_UserSocketPings::answeredPingGivesTheRoundTrip()
+void tst_UserSocketPings::answeredPingGivesRoundTrip()
 {
     QCOMPARE(m_user->roundTrip(), qint64(0));
     tick();
@@ -79,7 +79,7 @@ void tst_UserSocketPings::answeredPingGivesTheRoundTrip()
     QCOMPARE(m_user->roundTrip(), qint64(87));
 }
 
-void tst_UserSocketPings::replyToTheEarlierOfTwoPingsMeasuresFromTheLater()
+void tst_UserSocketPings::replyToEarlierOfTwoPingsMeasuresFromLater()
 {
     tick();
     tick();
@@ -88,7 +88,7 @@ void tst_UserSocketPings::replyToTheEarlierOfTwoPingsMeasuresFromTheLater()
     QCOMPARE(m_user->roundTrip(), qint64(20));
 }
 
-void tst_UserSocketPings::fifthSilentPingEndsTheSession()
+void tst_UserSocketPings::fifthSilentPingEndsSession()
 {
     const QSignalSpy disconnected(m_user.data(), &UserSocket::disconnected);
     missTo(4);
@@ -136,7 +136,7 @@ void tst_UserSocketPings::oneAnsweredPingForgivesFourMisses()
     QVERIFY(!m_user->isConnected());
 }
 
-void tst_UserSocketPings::onePingFromThePeerForgivesFourMisses()
+void tst_UserSocketPings::onePingFromPeerForgivesFourMisses()
 {
     const QSignalSpy disconnected(m_user.data(), &UserSocket::disconnected);
     for (int round = 0; round < 20; ++round) {
@@ -202,7 +202,7 @@ void tst_UserSocketPings::peersIPv4AddressMayBeGivenEitherWay()
     QVERIFY(m_user->isProven());
 }
 
-void tst_UserSocketPings::after32768CallsPingsTimeOutAndTheSessionEnds()
+void tst_UserSocketPings::after32768CallsPingsTimeOutAndSessionEnds()
 {
     for (int i = 0; i < 32767; ++i) {
         m_user->invoke(QStringLiteral("work"), {}, {}, {}, 5000);
@@ -219,7 +219,7 @@ void tst_UserSocketPings::after32768CallsPingsTimeOutAndTheSessionEnds()
     QCOMPARE(m_user->roundTrip(), qint64(0));
 }
 
-void tst_UserSocketPings::after32768CallsPingsFromThePeerKeepTheSession()
+void tst_UserSocketPings::after32768CallsPingsFromPeerKeepSession()
 {
     for (int i = 0; i < 32767; ++i) {
         m_user->invoke(QStringLiteral("work"), {}, {}, {}, 5000);
@@ -231,14 +231,14 @@ void tst_UserSocketPings::after32768CallsPingsFromThePeerKeepTheSession()
     QVERIFY(m_user->isConnected());
 }
 
-void tst_UserSocketPings::pingIsAnsweredWithAnEmptyReply()
+void tst_UserSocketPings::pingIsAnsweredWithEmptyReply()
 {
     callFromPeer(R"({"c":0,"cd":"ping"})");
     QCOMPARE(m_peer->received(*m_socket).value(0),
              QByteArray::fromHex("0000000001") + kOwnBytes + kPeerBytes + QByteArray(R"({"cd":""})"));
 }
 
-void tst_UserSocketPings::pingTellsThePacketsLost()
+void tst_UserSocketPings::pingTellsPacketsLost()
 {
     QCOMPARE(m_user->packetsLost(), qint64(0));
     m_socket->addSocket(m_user);
@@ -254,7 +254,7 @@ void tst_UserSocketPings::pingTellsThePacketsLost()
     QCOMPARE(m_user->packetsLost(), qint64(-2));
 }
 
-void tst_UserSocketPings::pingWithoutAReadableCountLeavesThePacketsLost_data()
+void tst_UserSocketPings::pingWithoutReadableCountLeavesPacketsLost_data()
 {
     QTest::addColumn<QByteArray>("json");
     QTest::newRow("no count") << QByteArray(R"({"cd":"ping"})");
@@ -263,7 +263,7 @@ void tst_UserSocketPings::pingWithoutAReadableCountLeavesThePacketsLost_data()
     QTest::newRow("array") << QByteArray(R"({"c":[7],"cd":"ping"})");
 }
 
-void tst_UserSocketPings::pingWithoutAReadableCountLeavesThePacketsLost()
+void tst_UserSocketPings::pingWithoutReadableCountLeavesPacketsLost()
 {
     QFETCH(QByteArray, json);
     callFromPeer(R"({"c":9,"cd":"ping"})");
@@ -280,7 +280,7 @@ void tst_UserSocketPings::pingWithoutAReadableCountLeavesThePacketsLost()
     QCOMPARE(m_user->packetsLost(), qint64(9));
 }
 
-void tst_UserSocketPings::anyCountFromThePeerIsSurvived_data()
+void tst_UserSocketPings::anyCountFromPeerIsSurvived_data()
 {
     QTest::addColumn<QByteArray>("count");
     for (const char* count :
@@ -289,7 +289,7 @@ void tst_UserSocketPings::anyCountFromThePeerIsSurvived_data()
     }
 }
 
-void tst_UserSocketPings::anyCountFromThePeerIsSurvived()
+void tst_UserSocketPings::anyCountFromPeerIsSurvived()
 {
     QFETCH(QByteArray, count);
     m_socket->addSocket(m_user);
@@ -302,7 +302,7 @@ void tst_UserSocketPings::anyCountFromThePeerIsSurvived()
     QVERIFY(m_user->isConnected());
 }
 
-void tst_UserSocketPings::pingAfterTheEndChangesNothingAndIsAnswered()
+void tst_UserSocketPings::pingAfterEndChangesNothingAndIsAnswered()
 {
     callFromPeer(R"({"c":9,"cd":"ping"})");
     m_user->disconnectFromHost();
