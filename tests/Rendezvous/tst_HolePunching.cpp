@@ -11,19 +11,19 @@ class tst_HolePunching : public QObject
     Q_OBJECT
 
 private slots:
-    void isIdleUntilStartedAndThenTicksTwiceASecond();
-    void everyCallIsTheBareCommand();
-    void aPeerThatAnswersTheFirstCallStopsTheRunAfterOneCall();
-    void aPeerThatNeverAnswersReceivesElevenCallsAndFailComesOnceWithAnEmptyNode();
-    void theTimerDrivesTheWholeRun();
-    void aReplyThatComesAfterTheFailureSucceedsWithAnEmptyNode();
-    void aSecondReplyToARunCountsOnceMoreWithAnEmptyNode();
-    void aReplyIsAwaitedForFiveSeconds_data();
-    void aReplyIsAwaitedForFiveSeconds();
-    void aSecondStartReplacesTheTargetAndTheCountdown();
-    void anyPeerMayCallAndGetsAnEmptyReply_data();
-    void anyPeerMayCallAndGetsAnEmptyReply();
-    void whatArrivesAfterTheObjectHasGoneTouchesNothing();
+    void isIdleUntilStartedAndThenTicksTwicePerSecond();
+    void everyCallIsBareCommand();
+    void peerThatAnswersFirstCallStopsRunAfterOneCall();
+    void peerThatNeverAnswersGetsElevenCallsAndFailComesOnce();
+    void timerDrivesWholeRun();
+    void replyThatComesAfterFailureSucceedsWithEmptyNode();
+    void secondReplyToRunCountsOnceMoreWithEmptyNode();
+    void replyIsAwaitedForFiveSeconds_data();
+    void replyIsAwaitedForFiveSeconds();
+    void secondStartReplacesTargetAndCountdown();
+    void anyPeerMayCallAndGetsEmptyReply_data();
+    void anyPeerMayCallAndGetsEmptyReply();
+    void whatArrivesAfterObjectHasGoneTouchesNothing();
 };
 
 namespace
@@ -76,7 +76,7 @@ bool isEmpty(const NodeInfo& node)
 
 } // namespace
 
-void tst_HolePunching::isIdleUntilStartedAndThenTicksTwiceASecond()
+void tst_HolePunching::isIdleUntilStartedAndThenTicksTwicePerSecond()
 {
     const LocalNode node(kServerId);
     const WirePeer peer(kPeerId);
@@ -90,7 +90,7 @@ void tst_HolePunching::isIdleUntilStartedAndThenTicksTwiceASecond()
     QCOMPARE(node.socket->sentPackets(), quint64(0));
 }
 
-void tst_HolePunching::everyCallIsTheBareCommand()
+void tst_HolePunching::everyCallIsBareCommand()
 {
     const LocalNode node(kServerId);
     const WirePeer peer(kPeerId);
@@ -102,7 +102,7 @@ void tst_HolePunching::everyCallIsTheBareCommand()
     QCOMPARE(peer.calls().constFirst().body, (QJsonObject{{QStringLiteral("cd"), kCommand}}));
 }
 
-void tst_HolePunching::aPeerThatAnswersTheFirstCallStopsTheRunAfterOneCall()
+void tst_HolePunching::peerThatAnswersFirstCallStopsRunAfterOneCall()
 {
     const LocalNode node(kServerId);
     const WirePeer peer(kPeerId);
@@ -120,7 +120,7 @@ void tst_HolePunching::aPeerThatAnswersTheFirstCallStopsTheRunAfterOneCall()
     QCOMPARE(punching.fails.size(), 0);
 }
 
-void tst_HolePunching::aPeerThatNeverAnswersReceivesElevenCallsAndFailComesOnceWithAnEmptyNode()
+void tst_HolePunching::peerThatNeverAnswersGetsElevenCallsAndFailComesOnce()
 {
     const LocalNode node(kServerId);
     WirePeer peer(kPeerId);
@@ -138,7 +138,7 @@ void tst_HolePunching::aPeerThatNeverAnswersReceivesElevenCallsAndFailComesOnceW
     QCOMPARE(punching.successes.size(), 0);
 }
 
-void tst_HolePunching::theTimerDrivesTheWholeRun()
+void tst_HolePunching::timerDrivesWholeRun()
 {
     const LocalNode node(kServerId);
     WirePeer peer(kPeerId);
@@ -150,7 +150,7 @@ void tst_HolePunching::theTimerDrivesTheWholeRun()
     QCOMPARE(node.socket->sentPackets(), quint64(11));
 }
 
-void tst_HolePunching::aReplyThatComesAfterTheFailureSucceedsWithAnEmptyNode()
+void tst_HolePunching::replyThatComesAfterFailureSucceedsWithEmptyNode()
 {
     LocalNode node(kServerId);
     WirePeer peer(kPeerId);
@@ -168,7 +168,7 @@ void tst_HolePunching::aReplyThatComesAfterTheFailureSucceedsWithAnEmptyNode()
     QCOMPARE(punching.fails.size(), 1);
 }
 
-void tst_HolePunching::aSecondReplyToARunCountsOnceMoreWithAnEmptyNode()
+void tst_HolePunching::secondReplyToRunCountsOnceMoreWithEmptyNode()
 {
     const LocalNode node(kServerId);
     WirePeer peer(kPeerId);
@@ -184,7 +184,7 @@ void tst_HolePunching::aSecondReplyToARunCountsOnceMoreWithAnEmptyNode()
     QVERIFY(isEmpty(punching.successes.at(1).node));
 }
 
-void tst_HolePunching::aReplyIsAwaitedForFiveSeconds_data()
+void tst_HolePunching::replyIsAwaitedForFiveSeconds_data()
 {
     QTest::addColumn<int>("delay");
     QTest::addColumn<int>("successes");
@@ -192,7 +192,7 @@ void tst_HolePunching::aReplyIsAwaitedForFiveSeconds_data()
     QTest::newRow("5001 ms") << 5001 << 0;
 }
 
-void tst_HolePunching::aReplyIsAwaitedForFiveSeconds()
+void tst_HolePunching::replyIsAwaitedForFiveSeconds()
 {
     QFETCH(int, delay);
     LocalNode node(kServerId);
@@ -209,7 +209,7 @@ void tst_HolePunching::aReplyIsAwaitedForFiveSeconds()
     QTEST(static_cast<int>(punching.successes.size()), "successes");
 }
 
-void tst_HolePunching::aSecondStartReplacesTheTargetAndTheCountdown()
+void tst_HolePunching::secondStartReplacesTargetAndCountdown()
 {
     const LocalNode node(kServerId);
     WirePeer peer(kPeerId);
@@ -228,14 +228,14 @@ void tst_HolePunching::aSecondStartReplacesTheTargetAndTheCountdown()
     QCOMPARE(peer.calls().size(), 4);
 }
 
-void tst_HolePunching::anyPeerMayCallAndGetsAnEmptyReply_data()
+void tst_HolePunching::anyPeerMayCallAndGetsEmptyReply_data()
 {
     QTest::addColumn<bool>("isRunning");
     QTest::newRow("idle") << false;
     QTest::newRow("during a run") << true;
 }
 
-void tst_HolePunching::anyPeerMayCallAndGetsAnEmptyReply()
+void tst_HolePunching::anyPeerMayCallAndGetsEmptyReply()
 {
     QFETCH(bool, isRunning);
     const LocalNode node(kServerId);
@@ -255,7 +255,7 @@ void tst_HolePunching::anyPeerMayCallAndGetsAnEmptyReply()
     QCOMPARE(punching.fails.size(), 0);
 }
 
-void tst_HolePunching::whatArrivesAfterTheObjectHasGoneTouchesNothing()
+void tst_HolePunching::whatArrivesAfterObjectHasGoneTouchesNothing()
 {
     const LocalNode node(kServerId);
     WirePeer peer(kPeerId);

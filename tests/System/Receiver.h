@@ -17,7 +17,7 @@ struct Receiver
     bool overUsb;                  ///< The real library, over the fake libusb.
     QMap<QString, QString> script; ///< That puts one receiver in.
     int type;
-    QString listed; ///< Its line of the list, behind the index.
+    QString listed; ///< Its line of the list, after the index.
     QString identificator;
     double sampleRate; ///< Hertz, that a first session begins with.
     double frequency;  ///< Hertz, that a first session begins with.

@@ -25,7 +25,7 @@ const char* const kLayCable = "ip link add name cable$2 type veth peer name far$
 
 SecondHost::SecondHost()
 {
-    // Only the thread changes its namespace; the descriptor keeps what it leaves behind.
+    // Only the thread changes its namespace; the descriptor keeps the one it leaves.
     std::thread([this] {
         if (unshare(CLONE_NEWNET) == 0) {
             m_namespace = open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);

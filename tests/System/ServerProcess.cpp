@@ -123,7 +123,7 @@ qint64 ServerProcess::processorTime() const
     if (!file.open(QIODevice::ReadOnly)) {
         return -1;
     }
-    // The name in brackets may hold blanks; user and system time are the 12th and 13th field behind it.
+    // The name in brackets may hold blanks; user and system time are the 12th and 13th field after it.
     const QByteArray text = file.readAll();
     const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
     return (fields.value(11).toLongLong() + fields.value(12).toLongLong()) * 1000 / sysconf(_SC_CLK_TCK);

@@ -47,7 +47,7 @@ public:
     [[nodiscard]] QString address() const { return valueOf(QStringLiteral("Server address:\t")); }
     [[nodiscard]] QString identificator() const { return valueOf(QStringLiteral("Identificator:\t")); }
     [[nodiscard]] quint16 port() const { return valueOf(QStringLiteral("Server local port:\t")).toUShort(); }
-    /// The 20 bytes behind the address.
+    /// The 20 bytes that the address encodes.
     [[nodiscard]] QByteArray id() const;
 
     /// Of /proc: processor time used, in ms; resident memory, in KiB; threads; open files.

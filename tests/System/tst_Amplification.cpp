@@ -28,9 +28,9 @@ class tst_Amplification : public QObject
 
 private slots:
     void init();
-    void oneSilentClientAMinuteIsSentEverything();
-    void furtherSilentClientsShareASmallBudget();
-    void firstCallLiftsTheBound();
+    void oneSilentClientPerMinuteIsSentEverything();
+    void furtherSilentClientsShareSmallBudget();
+    void firstCallLiftsBound();
     void clientThatAnswersIsNeverBound();
 
 private:
@@ -50,7 +50,7 @@ bool tst_Amplification::waitForLosses(int reports) const
     return waitUntil([this, reports] { return m_served->server.count(kLost) >= reports; });
 }
 
-void tst_Amplification::oneSilentClientAMinuteIsSentEverything()
+void tst_Amplification::oneSilentClientPerMinuteIsSentEverything()
 {
     WireClient silent(m_served->server);
     silent.setSilent(true);
@@ -58,7 +58,7 @@ void tst_Amplification::oneSilentClientAMinuteIsSentEverything()
     QVERIFY(silent.waitForSamples(kMuch));
 }
 
-void tst_Amplification::furtherSilentClientsShareASmallBudget()
+void tst_Amplification::furtherSilentClientsShareSmallBudget()
 {
     WireClient first(m_served->server);
     WireClient second(m_served->server);
@@ -81,7 +81,7 @@ void tst_Amplification::furtherSilentClientsShareASmallBudget()
     QVERIFY(heard > kBudget / 2);
 }
 
-void tst_Amplification::firstCallLiftsTheBound()
+void tst_Amplification::firstCallLiftsBound()
 {
     WireClient first(m_served->server);
     WireClient second(m_served->server);

@@ -29,13 +29,13 @@ class tst_Console : public QObject
 
 private slots:
     void init();
-    void qEndsTheProcess_data();
-    void qEndsTheProcess();
-    void qEndsTheProcessWhileNameLookUpHangs();
-    void statPrintsTheFourLines_data();
-    void statPrintsTheFourLines();
+    void qEndsProcess_data();
+    void qEndsProcess();
+    void qEndsProcessWhileNameLookUpHangs();
+    void statPrintsFourLines_data();
+    void statPrintsFourLines();
     void statTellsOfSession();
-    void statTellsWhatWasLostAfterTheFourLines();
+    void statTellsWhatWasLostAfterFourLines();
     void otherLinesAreIgnoredSilently();
     void twoLinesInOneReadAreBothHandledInOrder();
     void manyLinesInOneReadAllPrint();
@@ -53,7 +53,7 @@ void tst_Console::init()
     m_file = m_home->addRecording(QStringLiteral("a.wav"), recording({}));
 }
 
-void tst_Console::qEndsTheProcess_data()
+void tst_Console::qEndsProcess_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::newRow("q") << QByteArray("q\n");
@@ -61,7 +61,7 @@ void tst_Console::qEndsTheProcess_data()
     QTest::newRow("as a Windows console ends a line") << QByteArray("q\r\n");
 }
 
-void tst_Console::qEndsTheProcess()
+void tst_Console::qEndsProcess()
 {
     QFETCH(QByteArray, line);
     ServerProcess server(*m_home);
@@ -70,7 +70,7 @@ void tst_Console::qEndsTheProcess()
     QCOMPARE(server.waitForExitCode(), 0);
 }
 
-void tst_Console::qEndsTheProcessWhileNameLookUpHangs()
+void tst_Console::qEndsProcessWhileNameLookUpHangs()
 {
     // A name server that hears and never answers.
     QUdpSocket nameServer;
@@ -95,7 +95,7 @@ void tst_Console::qEndsTheProcessWhileNameLookUpHangs()
     QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
 }
 
-void tst_Console::statPrintsTheFourLines_data()
+void tst_Console::statPrintsFourLines_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::newRow("stat") << QByteArray("stat\n");
@@ -103,7 +103,7 @@ void tst_Console::statPrintsTheFourLines_data()
     QTest::newRow("capitals") << QByteArray("\tSTAT\n");
 }
 
-void tst_Console::statPrintsTheFourLines()
+void tst_Console::statPrintsFourLines()
 {
     QFETCH(QByteArray, line);
     ServerProcess server(*m_home);
@@ -134,7 +134,7 @@ void tst_Console::statTellsOfSession()
     QVERIFY(server.quit());
 }
 
-void tst_Console::statTellsWhatWasLostAfterTheFourLines()
+void tst_Console::statTellsWhatWasLostAfterFourLines()
 {
     ServerProcess server(*m_home);
     QVERIFY(server.serve());

@@ -42,8 +42,8 @@ class tst_ConsoleEnd : public QObject
 
 private slots:
     void init();
-    void serverRunsOnAfterTheEndOfInput_data();
-    void serverRunsOnAfterTheEndOfInput();
+    void serverRunsOnAfterEndOfInput_data();
+    void serverRunsOnAfterEndOfInput();
     void inputThatEndsLaterEndsNothing();
     void endOfInputOnTerminalIsNoEnd();
     void terminalThatHangsUpEndsNothing();
@@ -59,7 +59,7 @@ void tst_ConsoleEnd::init()
     m_home->addRecording(QStringLiteral("a.wav"), recording({}));
 }
 
-void tst_ConsoleEnd::serverRunsOnAfterTheEndOfInput_data()
+void tst_ConsoleEnd::serverRunsOnAfterEndOfInput_data()
 {
     QTest::addColumn<QByteArray>("path");
     QTest::newRow("closed from the start") << QByteArray();
@@ -70,7 +70,7 @@ void tst_ConsoleEnd::serverRunsOnAfterTheEndOfInput_data()
     QTest::newRow("a folder") << QByteArray("/tmp");
 }
 
-void tst_ConsoleEnd::serverRunsOnAfterTheEndOfInput()
+void tst_ConsoleEnd::serverRunsOnAfterEndOfInput()
 {
     QFETCH(QByteArray, path);
     ServerProcess server(*m_home);

@@ -18,10 +18,10 @@ class tst_KeepAlive : public QObject
     Q_OBJECT
 
 private slots:
-    void onlyTheSilentClientIsDropped();
+    void onlySilentClientIsDropped();
 };
 
-void tst_KeepAlive::onlyTheSilentClientIsDropped()
+void tst_KeepAlive::onlySilentClientIsDropped()
 {
     Served silent(recording({}));
     Served answering(recording({}));

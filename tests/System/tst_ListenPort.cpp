@@ -12,7 +12,7 @@ class tst_ListenPort : public QObject
     Q_OBJECT
 
 private slots:
-    void portIsOneAskedFor();
+    void portAskedForIsUsed();
     void portIsCutTo16Bits_data();
     void portIsCutTo16Bits();
     void portThatIsNoNumberIsLeftToSystem();
@@ -20,7 +20,7 @@ private slots:
     void portInUseEndsProcess();
 };
 
-void tst_ListenPort::portIsOneAskedFor()
+void tst_ListenPort::portAskedForIsUsed()
 {
     const ServerHome home;
     home.addRecording(QStringLiteral("a.wav"), recording({}));

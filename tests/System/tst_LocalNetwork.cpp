@@ -40,11 +40,11 @@ class tst_LocalNetwork : public QObject
 private slots:
     void initTestCase();
     void init();
-    void announcementTellsAllThatAClientNeeds();
-    void announcementsComeOnceASecond();
-    void everyServerOfAComputerAnnouncesItself();
-    void sessionSilencesTheAnnouncements();
-    void announcementGoesOutOnEveryInterfaceWithoutARoute();
+    void announcementTellsAllThatClientNeeds();
+    void announcementsComeOncePerSecond();
+    void everyServerOfComputerAnnouncesItself();
+    void sessionSilencesAnnouncements();
+    void announcementGoesOutOnEveryInterfaceWithoutRoute();
     void interfacesMayComeAndGo();
     void silenceIsToldWhenItBeginsAndWhenItEnds();
 
@@ -97,7 +97,7 @@ bool tst_LocalNetwork::waitFor(const ServerProcess& server, int count) const
     return waitUntil([this, &server, count] { return of(server).size() >= count; });
 }
 
-void tst_LocalNetwork::announcementTellsAllThatAClientNeeds()
+void tst_LocalNetwork::announcementTellsAllThatClientNeeds()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -128,7 +128,7 @@ void tst_LocalNetwork::announcementTellsAllThatAClientNeeds()
     QVERIFY(client.close());
 }
 
-void tst_LocalNetwork::announcementsComeOnceASecond()
+void tst_LocalNetwork::announcementsComeOncePerSecond()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -139,7 +139,7 @@ void tst_LocalNetwork::announcementsComeOnceASecond()
     QCOMPARE(heard[3].port, heard[0].port);
 }
 
-void tst_LocalNetwork::everyServerOfAComputerAnnouncesItself()
+void tst_LocalNetwork::everyServerOfComputerAnnouncesItself()
 {
     Served first(recording({}), QStringLiteral("first.wav"));
     Served second(recording({}), QStringLiteral("second.wav"));
@@ -154,7 +154,7 @@ void tst_LocalNetwork::everyServerOfAComputerAnnouncesItself()
     }
 }
 
-void tst_LocalNetwork::sessionSilencesTheAnnouncements()
+void tst_LocalNetwork::sessionSilencesAnnouncements()
 {
     Served served(recording({}));
     Served other(recording({})); // goes on, and so tells that time passes
@@ -180,7 +180,7 @@ QVector<Announcement> tst_LocalNetwork::over(int cable) const
     return result;
 }
 
-void tst_LocalNetwork::announcementGoesOutOnEveryInterfaceWithoutARoute()
+void tst_LocalNetwork::announcementGoesOutOnEveryInterfaceWithoutRoute()
 {
     QVERIFY(m_host->lay(1));
     QVERIFY(m_host->lay(2));

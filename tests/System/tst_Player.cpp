@@ -21,17 +21,17 @@ class tst_Player : public QObject
     Q_OBJECT
 
 private slots:
-    void fileThatCannotBePlayedEndsTheSessionAlone_data();
-    void fileThatCannotBePlayedEndsTheSessionAlone();
+    void fileThatCannotBePlayedEndsSessionAlone_data();
+    void fileThatCannotBePlayedEndsSessionAlone();
     void headerThatLiesEndsNothing_data();
     void headerThatLiesEndsNothing();
     void recordingAtRateZeroTakesNoCore();
-    void fileThatVanishesDuringASessionPlaysOn();
-    void fileThatShrinksDuringASessionPlaysOn();
-    void fileCutToNothingDuringASessionIsNoData();
+    void fileThatVanishesDuringSessionPlaysOn();
+    void fileThatShrinksDuringSessionPlaysOn();
+    void fileCutToNothingDuringSessionIsNoData();
 };
 
-void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone_data()
+void tst_Player::fileThatCannotBePlayedEndsSessionAlone_data()
 {
     QTest::addColumn<QString>("state");
     QTest::addColumn<QString>("error");
@@ -44,7 +44,7 @@ void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone_data()
     QTest::newRow("43 bytes") << QStringLiteral("short") << header;
 }
 
-void tst_Player::fileThatCannotBePlayedEndsTheSessionAlone()
+void tst_Player::fileThatCannotBePlayedEndsSessionAlone()
 {
     QFETCH(QString, state);
     QFETCH(QString, error);
@@ -145,7 +145,7 @@ void tst_Player::recordingAtRateZeroTakesNoCore()
     QVERIFY(served.server.quit());
 }
 
-void tst_Player::fileThatVanishesDuringASessionPlaysOn()
+void tst_Player::fileThatVanishesDuringSessionPlaysOn()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -158,7 +158,7 @@ void tst_Player::fileThatVanishesDuringASessionPlaysOn()
     QVERIFY(served.server.quit());
 }
 
-void tst_Player::fileThatShrinksDuringASessionPlaysOn()
+void tst_Player::fileThatShrinksDuringSessionPlaysOn()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -172,7 +172,7 @@ void tst_Player::fileThatShrinksDuringASessionPlaysOn()
     QVERIFY(served.server.quit());
 }
 
-void tst_Player::fileCutToNothingDuringASessionIsNoData()
+void tst_Player::fileCutToNothingDuringSessionIsNoData()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());

@@ -1,9 +1,10 @@
+#include "System/Properties.h"
 #include "System/Served.h"
 #include "support/WireClient.h"
 
 #include <QJsonArray>
 #include <QTest>
-#include <cmath>
+#include <memory>
 
 namespace
 {
@@ -35,43 +36,6 @@ quint16 crc16(const QByteArray& bytes)
     return static_cast<quint16>(~crc);
 }
 
-struct Dump
-{
-    QStringList commands; ///< Of the burst, in order.
-    QStringList names;
-    QJsonObject values;
-    int crc = -1;
-};
-
-QJsonObject write(const QString& name, const QJsonValue& value)
-{
-    return {{QStringLiteral("n"), name}, {QStringLiteral("v"), value}};
-}
-
-/// Asks for all properties, and gives what came before the reply.
-Dump dump(WireClient& client)
-{
-    client.forgetCalls();
-    Dump result;
-    if (!client.ask(client.serverId(), QStringLiteral("it_ra_rrd"))) {
-        return result;
-    }
-    for (const WireClient::Message& call : client.calls()) {
-        if (call.sender != client.serverId() || call.command.startsWith(QStringLiteral("pc_"))) {
-            continue;
-        }
-        result.commands.append(call.command);
-        if (call.command == QStringLiteral("pci_rrd")) {
-            const QString name = call.body.value(QStringLiteral("n")).toString();
-            result.names.append(name);
-            result.values.insert(name, call.body.value(QStringLiteral("v")));
-        } else if (call.command == QStringLiteral("sync_crc_rrd")) {
-            result.crc = call.body.value(QStringLiteral("crc")).toInt(-1);
-        }
-    }
-    return result;
-}
-
 } // namespace
 
 class tst_Properties : public QObject
@@ -82,32 +46,25 @@ private slots:
     void initTestCase();
     void init();
     void cleanup();
-    void crcIsTheKnownOne();
+    void crcIsKnownOne();
     void dumpHoldsEveryPropertyInOrder();
-    void dumpEndsWithTheMarkAndTheChecksumOfTheNames();
-    void everyRequestRepeatsTheDump();
-    void dumpForAnotherNodeGoesToTheClient();
-    void changeComesBackAsAnEcho();
-    void everyChangeOfAPropertyWithANoticeIsTold();
-    void propertiesWithoutANoticeAreWrittenSilently_data();
-    void propertiesWithoutANoticeAreWrittenSilently();
+    void dumpEndsWithMarkAndChecksumOfNames();
+    void everyRequestRepeatsDump();
+    void dumpForAnotherNodeGoesToClient();
+    void changeComesBackAsEcho();
+    void everyChangeOfPropertyWithNoticeIsTold();
+    void propertiesWithoutNoticeAreWrittenSilently_data();
+    void propertiesWithoutNoticeAreWrittenSilently();
     void readOnlyPropertiesStay_data();
     void readOnlyPropertiesStay();
-    void correctionShowsInTheFrequency();
+    void correctionShowsInFrequency();
     void badWritesAreAnsweredAndHarmless_data();
     void badWritesAreAnsweredAndHarmless();
-    void refusedValuesAreAnsweredWithThePresentOnes_data();
-    void refusedValuesAreAnsweredWithThePresentOnes();
+    void refusedValuesAreAnsweredWithPresentOnes_data();
+    void refusedValuesAreAnsweredWithPresentOnes();
     void levelThatIsNoNumberHurtsNothing();
-    void frequencyUnderACorrectionStaysThroughSessions();
-    void changesOutliveTheSession();
-    void changesOutliveTheProcess();
-    void otherRecordingsKeepTheirOwn();
-    void propertiesAreGoneWithTheSession();
 
 private:
-    [[nodiscard]] bool writeProperty(const QString& name, const QJsonValue& value);
-
     Served m_served{recording({})};
     std::unique_ptr<WireClient> m_client;
 };
@@ -129,18 +86,13 @@ void tst_Properties::cleanup()
     if (m_client) {
         for (const auto& [name, value] : std::initializer_list<std::pair<const char*, QJsonValue>>{
                  {"ppmCorrection", 0}, {"levelCorrection", 0}, {"swapIQ", false}, {"frequency", kCenter}}) {
-            QVERIFY(writeProperty(QLatin1String(name), value));
+            QVERIFY(writeProperty(*m_client, QLatin1String(name), value));
         }
         QVERIFY(m_client->close());
     }
 }
 
-bool tst_Properties::writeProperty(const QString& name, const QJsonValue& value)
-{
-    return m_client->ask(m_client->serverId(), QStringLiteral("wp_rrd"), write(name, value)).has_value();
-}
-
-void tst_Properties::crcIsTheKnownOne()
+void tst_Properties::crcIsKnownOne()
 {
     QCOMPARE(crc16("123456789"), quint16(0x906E)); // the published check value
 }
@@ -163,7 +115,7 @@ void tst_Properties::dumpHoldsEveryPropertyInOrder()
     QCOMPARE(all.values.value(QStringLiteral("swapIQ")), QJsonValue(false));
 }
 
-void tst_Properties::dumpEndsWithTheMarkAndTheChecksumOfTheNames()
+void tst_Properties::dumpEndsWithMarkAndChecksumOfNames()
 {
     const Dump all = dump(*m_client);
     QStringList expected;
@@ -175,7 +127,7 @@ void tst_Properties::dumpEndsWithTheMarkAndTheChecksumOfTheNames()
     QCOMPARE(all.crc, int(crc16(kNames.join(QString()).toUtf8())));
 }
 
-void tst_Properties::everyRequestRepeatsTheDump()
+void tst_Properties::everyRequestRepeatsDump()
 {
     const Dump first = dump(*m_client);
     const Dump second = dump(*m_client);
@@ -183,7 +135,7 @@ void tst_Properties::everyRequestRepeatsTheDump()
     QCOMPARE(second.crc, first.crc);
 }
 
-void tst_Properties::dumpForAnotherNodeGoesToTheClient()
+void tst_Properties::dumpForAnotherNodeGoesToClient()
 {
     WireClient other(m_served.server);
     m_client->forgetCalls();
@@ -193,10 +145,10 @@ void tst_Properties::dumpForAnotherNodeGoesToTheClient()
     QCOMPARE(other.calls().size(), 0);
 }
 
-void tst_Properties::changeComesBackAsAnEcho()
+void tst_Properties::changeComesBackAsEcho()
 {
     m_client->forgetCalls();
-    QVERIFY(writeProperty(QStringLiteral("frequency"), 14'123'456));
+    QVERIFY(writeProperty(*m_client, QStringLiteral("frequency"), 14'123'456));
     // The echo leaves before the reply does.
     const QVector<WireClient::Message> echoes = m_client->calls(QStringLiteral("pc_rrd"));
     QCOMPARE(echoes.size(), 1);
@@ -206,19 +158,19 @@ void tst_Properties::changeComesBackAsAnEcho()
     QCOMPARE(dump(*m_client).values.value(QStringLiteral("frequency")).toDouble(), 14'123'456.0);
 }
 
-void tst_Properties::everyChangeOfAPropertyWithANoticeIsTold()
+void tst_Properties::everyChangeOfPropertyWithNoticeIsTold()
 {
     m_client->forgetCalls();
-    QVERIFY(writeProperty(QStringLiteral("sampleRate"), 96'000));
+    QVERIFY(writeProperty(*m_client, QStringLiteral("sampleRate"), 96'000));
     QVERIFY(m_client->waitForCall(QStringLiteral("pc_rrd")));
     QCOMPARE(m_client->calls(QStringLiteral("pc_rrd")).first().body.value(QStringLiteral("v")).toDouble(),
              96'000.0);
-    // The chain behind it follows.
+    // The chain after it follows.
     QVERIFY(m_client->waitForCall(QStringLiteral("outSampleRateChanged")));
-    QVERIFY(writeProperty(QStringLiteral("sampleRate"), 48'000));
+    QVERIFY(writeProperty(*m_client, QStringLiteral("sampleRate"), 48'000));
 }
 
-void tst_Properties::propertiesWithoutANoticeAreWrittenSilently_data()
+void tst_Properties::propertiesWithoutNoticeAreWrittenSilently_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QJsonValue>("value");
@@ -227,12 +179,12 @@ void tst_Properties::propertiesWithoutANoticeAreWrittenSilently_data()
     QTest::newRow("swapIQ") << QStringLiteral("swapIQ") << QJsonValue(true);
 }
 
-void tst_Properties::propertiesWithoutANoticeAreWrittenSilently()
+void tst_Properties::propertiesWithoutNoticeAreWrittenSilently()
 {
     QFETCH(QString, name);
     QFETCH(QJsonValue, value);
     m_client->forgetCalls();
-    QVERIFY(writeProperty(name, value));
+    QVERIFY(writeProperty(*m_client, name, value));
     QCOMPARE(m_client->calls(QStringLiteral("pc_rrd")).size(), 0);
     QCOMPARE(dump(*m_client).values.value(name), value);
 }
@@ -251,17 +203,17 @@ void tst_Properties::readOnlyPropertiesStay()
     QFETCH(QString, name);
     QFETCH(QJsonValue, value);
     const QJsonValue before = dump(*m_client).values.value(name);
-    QVERIFY(writeProperty(name, value));
+    QVERIFY(writeProperty(*m_client, name, value));
     QCOMPARE(dump(*m_client).values.value(name), before);
 }
 
-void tst_Properties::correctionShowsInTheFrequency()
+void tst_Properties::correctionShowsInFrequency()
 {
     // Stored alone: nothing is retuned, but the frequency shown has the correction taken out.
-    QVERIFY(writeProperty(QStringLiteral("ppmCorrection"), 100));
+    QVERIFY(writeProperty(*m_client, QStringLiteral("ppmCorrection"), 100));
     const double shown = dump(*m_client).values.value(QStringLiteral("frequency")).toDouble();
     QVERIFY(qAbs(shown - (kCenter - 100 * kCenter / 1e6)) < 1e-3);
-    QVERIFY(writeProperty(QStringLiteral("frequency"), kCenter));
+    QVERIFY(writeProperty(*m_client, QStringLiteral("frequency"), kCenter));
     QVERIFY(qAbs(dump(*m_client).values.value(QStringLiteral("frequency")).toDouble() - kCenter) < 1e-3);
 }
 
@@ -291,7 +243,7 @@ void tst_Properties::badWritesAreAnsweredAndHarmless()
     QCOMPARE(after.values, before.values);
 }
 
-void tst_Properties::refusedValuesAreAnsweredWithThePresentOnes_data()
+void tst_Properties::refusedValuesAreAnsweredWithPresentOnes_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QJsonValue>("value");
@@ -309,12 +261,12 @@ void tst_Properties::refusedValuesAreAnsweredWithThePresentOnes_data()
     QTest::newRow("rate beyond all reason") << rate << QJsonValue(1e300);
 }
 
-void tst_Properties::refusedValuesAreAnsweredWithThePresentOnes()
+void tst_Properties::refusedValuesAreAnsweredWithPresentOnes()
 {
     QFETCH(const QString, name);
     QFETCH(const QJsonValue, value);
     m_client->forgetCalls();
-    QVERIFY(writeProperty(name, value));
+    QVERIFY(writeProperty(*m_client, name, value));
     QVERIFY(m_client->waitForCall(QStringLiteral("pc_rrd")));
     const QJsonObject told = m_client->calls(QStringLiteral("pc_rrd")).constFirst().body;
     const double present = name == QStringLiteral("frequency") ? kCenter : 48'000;
@@ -328,91 +280,13 @@ void tst_Properties::levelThatIsNoNumberHurtsNothing()
 {
     const QString level = QStringLiteral("levelCorrection");
     for (const char* text : {"inf", "-inf", "nan"}) {
-        QVERIFY(writeProperty(level, QString::fromLatin1(text)));
+        QVERIFY(writeProperty(*m_client, level, QString::fromLatin1(text)));
         QVERIFY(m_client->close());
         QVERIFY(m_client->open(m_served.file));
         const Dump all = dump(*m_client);
         QCOMPARE(all.names, kNames);
         QCOMPARE(all.values.value(level), QJsonValue(QJsonValue::Null)); // JSON knows no other word for it
     }
-}
-
-void tst_Properties::frequencyUnderACorrectionStaysThroughSessions()
-{
-    QVERIFY(writeProperty(QStringLiteral("ppmCorrection"), 50));
-    QVERIFY(writeProperty(QStringLiteral("frequency"), 14'250'000));
-    for (int session = 0; session < 3; ++session) {
-        QVERIFY(m_client->close());
-        QVERIFY(m_client->open(m_served.file));
-        const QJsonObject values = dump(*m_client).values;
-        QCOMPARE(values.value(QStringLiteral("ppmCorrection")), QJsonValue(50));
-        QVERIFY(std::abs(values.value(QStringLiteral("frequency")).toDouble() - 14'250'000) < 1e-3);
-    }
-}
-
-void tst_Properties::changesOutliveTheSession()
-{
-    QVERIFY(writeProperty(QStringLiteral("frequency"), 14'111'000));
-    QVERIFY(writeProperty(QStringLiteral("levelCorrection"), 2.5));
-    QVERIFY(writeProperty(QStringLiteral("swapIQ"), true));
-    QVERIFY(m_client->close());
-    QVERIFY(m_client->open(m_served.file));
-    const QJsonObject values = dump(*m_client).values;
-    QCOMPARE(values.value(QStringLiteral("frequency")).toDouble(), 14'111'000.0);
-    QCOMPARE(values.value(QStringLiteral("levelCorrection")).toDouble(), 2.5);
-    QCOMPARE(values.value(QStringLiteral("swapIQ")), QJsonValue(true));
-}
-
-void tst_Properties::changesOutliveTheProcess()
-{
-    QVERIFY(writeProperty(QStringLiteral("frequency"), 14'222'000));
-    QVERIFY(m_client->close());
-    // Saving follows the reply; what proves it is a line that the next session's start does not cause.
-    QVERIFY(waitUntil([this] {
-        return m_served.home.setting(QStringLiteral("yn/%1b:frequency").arg(m_served.file)).toDouble() ==
-               14'222'000.0;
-    }));
-    QVERIFY(m_served.server.quit());
-    QVERIFY(m_served.server.serve());
-    m_client = std::make_unique<WireClient>(m_served.server);
-    QVERIFY(m_client->open(m_served.file));
-    QCOMPARE(dump(*m_client).values.value(QStringLiteral("frequency")).toDouble(), 14'222'000.0);
-}
-
-void tst_Properties::otherRecordingsKeepTheirOwn()
-{
-    const ServerHome home;
-    const QString first = home.addRecording(QStringLiteral("a.wav"), recording({}));
-    home.addRecording(QStringLiteral("b.wav"), recording({}));
-    QVector<double> seen;
-    for (const int index : {0, 1, 0, 1}) {
-        ServerProcess server(home);
-        QVERIFY(server.serve({QStringLiteral("-i"), QString::number(index)}));
-        WireClient client(server);
-        QVERIFY(client.open(server.identificator()));
-        seen.append(dump(client).values.value(QStringLiteral("frequency")).toDouble());
-        QVERIFY(client
-                    .ask(client.serverId(), QStringLiteral("wp_rrd"),
-                         write(QStringLiteral("frequency"), 14'100'000 + index))
-                    .has_value());
-        QVERIFY(client.close());
-        QVERIFY(waitUntil([&home, &server, index] {
-            return home.setting(QStringLiteral("yn/%1b:frequency").arg(server.identificator())).toDouble() ==
-                   14'100'000 + index;
-        }));
-        QVERIFY(server.quit());
-    }
-    QCOMPARE(seen, QVector<double>({kCenter, kCenter, 14'100'000, 14'100'001}));
-}
-
-void tst_Properties::propertiesAreGoneWithTheSession()
-{
-    QVERIFY(m_client->close());
-    const quint32 number = m_client->call(m_client->serverId(), QStringLiteral("it_ra_rrd"));
-    QVERIFY(m_served.server.waitForLine(
-        QStringLiteral("Error invoke rpc command \"it_ra_rrd\" - command name not found!")));
-    QVERIFY(m_client->open(m_served.file));
-    QVERIFY(!m_client->hasReply(number));
 }
 
 QTEST_GUILESS_MAIN(tst_Properties)

@@ -17,10 +17,10 @@ class tst_ReceiversDeaf : public QObject
 private slots:
     void init();
 
-    void startOfADeafReceiverHoldsNobody();
-    void settingOfADeafReceiverHoldsNobody();
-    void stopOfADeafReceiverHoldsNobody();
-    void listOfADeafReceiverComesToAnEnd();
+    void startOfDeafReceiverHoldsNobody();
+    void settingOfDeafReceiverHoldsNobody();
+    void stopOfDeafReceiverHoldsNobody();
+    void listOfDeafReceiverComesToEnd();
 
 private:
     struct Station
@@ -56,7 +56,7 @@ private:
     };
 
     /// The receiver hears again, and serves the next client.
-    void serveTheNext();
+    void serveNext();
 
     std::vector<std::unique_ptr<Station>> m_stations;
 };
@@ -74,7 +74,7 @@ void tst_ReceiversDeaf::init()
     }
 }
 
-void tst_ReceiversDeaf::serveTheNext()
+void tst_ReceiversDeaf::serveNext()
 {
     for (const auto& station : m_stations) {
         station->setDeaf(false);
@@ -90,7 +90,7 @@ void tst_ReceiversDeaf::serveTheNext()
     }
 }
 
-void tst_ReceiversDeaf::startOfADeafReceiverHoldsNobody()
+void tst_ReceiversDeaf::startOfDeafReceiverHoldsNobody()
 {
     for (const auto& station : m_stations) {
         station->setDeaf(true);
@@ -101,10 +101,10 @@ void tst_ReceiversDeaf::startOfADeafReceiverHoldsNobody()
         QVERIFY2(station->answersAStranger(), station->name());
         QVERIFY2(station->served.server.waitForLine(QStringLiteral("Error open device")), station->name());
     }
-    serveTheNext();
+    serveNext();
 }
 
-void tst_ReceiversDeaf::settingOfADeafReceiverHoldsNobody()
+void tst_ReceiversDeaf::settingOfDeafReceiverHoldsNobody()
 {
     for (const auto& station : m_stations) {
         QVERIFY2(station->client->open(station->served.which.identificator), station->name());
@@ -136,10 +136,10 @@ void tst_ReceiversDeaf::settingOfADeafReceiverHoldsNobody()
         QVERIFY2(station->client->waitForCall(QStringLiteral("disconnect_from_host")), station->name());
         QCOMPARE(station->served.server.count(QStringLiteral("doesn't come back")), 1);
     }
-    serveTheNext();
+    serveNext();
 }
 
-void tst_ReceiversDeaf::stopOfADeafReceiverHoldsNobody()
+void tst_ReceiversDeaf::stopOfDeafReceiverHoldsNobody()
 {
     for (const auto& station : m_stations) {
         QVERIFY2(station->client->open(station->served.which.identificator), station->name());
@@ -150,10 +150,10 @@ void tst_ReceiversDeaf::stopOfADeafReceiverHoldsNobody()
     for (const auto& station : m_stations) {
         QVERIFY2(station->answersAStranger(), station->name());
     }
-    serveTheNext();
+    serveNext();
 }
 
-void tst_ReceiversDeaf::listOfADeafReceiverComesToAnEnd()
+void tst_ReceiversDeaf::listOfDeafReceiverComesToEnd()
 {
     for (const auto& station : m_stations) {
         QVERIFY2(station->served.server.quit(), station->name());

@@ -17,10 +17,10 @@ private slots:
     void noReceiverIsNothingToServe_data() { receiverIsListed_data(); }
     void noReceiverIsNothingToServe();
     void offsetBinaryIsRecommendedForEachRtlStickUntilItIsChosen();
-    void onlyReceiverIsServedWithoutAChoice_data() { receiverIsListed_data(); }
-    void onlyReceiverIsServedWithoutAChoice();
-    void identityStaysWithTheReceiver_data() { receiverIsListed_data(); }
-    void identityStaysWithTheReceiver();
+    void onlyReceiverIsServedWithoutChoice_data() { receiverIsListed_data(); }
+    void onlyReceiverIsServedWithoutChoice();
+    void identityStaysWithReceiver_data() { receiverIsListed_data(); }
+    void identityStaysWithReceiver();
     void receiversOfThreeLibrariesAreListedInOrder();
     void eachOfTwoReceiversHasItsOwnIdentity();
     void forbiddenReceiverIsPassedOver_data();
@@ -100,7 +100,7 @@ void tst_ReceiversList::noReceiverIsNothingToServe()
     QVERIFY(served.server.hasLine(QStringLiteral("No supported devices found!")));
 }
 
-void tst_ReceiversList::onlyReceiverIsServedWithoutAChoice()
+void tst_ReceiversList::onlyReceiverIsServedWithoutChoice()
 {
     QFETCH(Receiver, which);
     ServedReceiver served(which);
@@ -111,7 +111,7 @@ void tst_ReceiversList::onlyReceiverIsServedWithoutAChoice()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversList::identityStaysWithTheReceiver()
+void tst_ReceiversList::identityStaysWithReceiver()
 {
     QFETCH(Receiver, which);
     ServedReceiver served(which);

@@ -15,16 +15,16 @@ class tst_ReceiversSession : public QObject
 private slots:
     void carrierIsWhereItIs_data();
     void carrierIsWhereItIs();
-    void tuningMovesTheReceiver_data();
-    void tuningMovesTheReceiver();
-    void propertyReachesTheLibrary_data();
-    void propertyReachesTheLibrary();
-    void settingThatFailsLeavesTheStream_data();
-    void settingThatFailsLeavesTheStream();
-    void settingsOutliveTheSession_data();
-    void settingsOutliveTheSession();
-    void samplesOfAnRtlStickAreReadEitherWay_data();
-    void samplesOfAnRtlStickAreReadEitherWay();
+    void tuningMovesReceiver_data();
+    void tuningMovesReceiver();
+    void propertyReachesLibrary_data();
+    void propertyReachesLibrary();
+    void settingThatFailsLeavesStream_data();
+    void settingThatFailsLeavesStream();
+    void settingsOutliveSession_data();
+    void settingsOutliveSession();
+    void samplesOfRtlStickAreReadEitherWay_data();
+    void samplesOfRtlStickAreReadEitherWay();
     void sessionsLeaveNothingOpen_data();
     void sessionsLeaveNothingOpen();
 };
@@ -67,7 +67,7 @@ void tst_ReceiversSession::carrierIsWhereItIs()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversSession::tuningMovesTheReceiver_data()
+void tst_ReceiversSession::tuningMovesReceiver_data()
 {
     QTest::addColumn<Receiver>("which");
     for (const Receiver& one : allReceivers()) {
@@ -77,7 +77,7 @@ void tst_ReceiversSession::tuningMovesTheReceiver_data()
     }
 }
 
-void tst_ReceiversSession::tuningMovesTheReceiver()
+void tst_ReceiversSession::tuningMovesReceiver()
 {
     QFETCH(Receiver, which);
     ServedReceiver served(which);
@@ -94,7 +94,7 @@ void tst_ReceiversSession::tuningMovesTheReceiver()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversSession::propertyReachesTheLibrary_data()
+void tst_ReceiversSession::propertyReachesLibrary_data()
 {
     using Writes = QVector<QPair<QByteArray, QJsonValue>>;
     QTest::addColumn<Receiver>("which");
@@ -138,7 +138,7 @@ void tst_ReceiversSession::propertyReachesTheLibrary_data()
         "libusb_control_transfer(airspy0, 192, 16, 0x0000, 0x000b, 1) = 1");
 }
 
-void tst_ReceiversSession::propertyReachesTheLibrary()
+void tst_ReceiversSession::propertyReachesLibrary()
 {
     using Writes = QVector<QPair<QByteArray, QJsonValue>>;
     QFETCH(Receiver, which);
@@ -161,7 +161,7 @@ void tst_ReceiversSession::propertyReachesTheLibrary()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversSession::settingThatFailsLeavesTheStream_data()
+void tst_ReceiversSession::settingThatFailsLeavesStream_data()
 {
     QTest::addColumn<Receiver>("which");
     QTest::addColumn<QString>("property");
@@ -175,7 +175,7 @@ void tst_ReceiversSession::settingThatFailsLeavesTheStream_data()
     row("Airspy over USB", "biasTee", "");
 }
 
-void tst_ReceiversSession::settingThatFailsLeavesTheStream()
+void tst_ReceiversSession::settingThatFailsLeavesStream()
 {
     QFETCH(Receiver, which);
     QFETCH(QString, property);
@@ -199,7 +199,7 @@ void tst_ReceiversSession::settingThatFailsLeavesTheStream()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversSession::settingsOutliveTheSession_data()
+void tst_ReceiversSession::settingsOutliveSession_data()
 {
     QTest::addColumn<Receiver>("which");
     QTest::addColumn<double>("frequency");
@@ -214,7 +214,7 @@ void tst_ReceiversSession::settingsOutliveTheSession_data()
     row("RSP", 1.002e9, "mir_sdr_StreamInit(40, 2.048, 1002, ");
 }
 
-void tst_ReceiversSession::settingsOutliveTheSession()
+void tst_ReceiversSession::settingsOutliveSession()
 {
     QFETCH(Receiver, which);
     QFETCH(double, frequency);
@@ -234,7 +234,7 @@ void tst_ReceiversSession::settingsOutliveTheSession()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversSession::samplesOfAnRtlStickAreReadEitherWay_data()
+void tst_ReceiversSession::samplesOfRtlStickAreReadEitherWay_data()
 {
     const QStringList none;
     const QStringList on{QStringLiteral("--rtl-offset-binary")};
@@ -247,7 +247,7 @@ void tst_ReceiversSession::samplesOfAnRtlStickAreReadEitherWay_data()
     QTest::newRow("until it is taken back") << QVector<QStringList>{on, off, none} << false;
 }
 
-void tst_ReceiversSession::samplesOfAnRtlStickAreReadEitherWay()
+void tst_ReceiversSession::samplesOfRtlStickAreReadEitherWay()
 {
     QFETCH(const QVector<QStringList>, starts);
     QFETCH(const bool, offsetBinary);
@@ -335,7 +335,7 @@ void tst_ReceiversSession::sessionsLeaveNothingOpen()
             files = served.server.openFiles();
         }
     }
-    // Of what one session leaves behind there would be six. Qt keeps a thread or two of its look-ups, and a
+    // Whatever one session leaked would be there six times. Qt keeps a thread or two of its look-ups, and a
     // file with each, for half a minute, and a fake may have its script open.
     QVERIFY(waitUntil([&served, threads, files] {
         return served.server.threads() < threads + 4 && served.server.openFiles() < files + 4;

@@ -15,8 +15,8 @@ class tst_ReceiversSlow : public QObject
 
 private slots:
     void slowStartsAreServed();
-    void slowSettersLeaveTheSessionAsItIs();
-    void stopThatIsOutIsOverBeforeTheNextSessionBegins();
+    void slowSettersLeaveSessionAsItIs();
+    void stopThatIsOutIsOverBeforeNextSessionBegins();
     void setterThatHangsIsToldAtOnce();
 };
 
@@ -99,7 +99,7 @@ void tst_ReceiversSlow::slowStartsAreServed()
     }
 }
 
-void tst_ReceiversSlow::slowSettersLeaveTheSessionAsItIs()
+void tst_ReceiversSlow::slowSettersLeaveSessionAsItIs()
 {
     Station station("Airspy");
     QVERIFY(station.serves());
@@ -120,7 +120,7 @@ void tst_ReceiversSlow::slowSettersLeaveTheSessionAsItIs()
     QVERIFY(station.served.server.quit());
 }
 
-void tst_ReceiversSlow::stopThatIsOutIsOverBeforeTheNextSessionBegins()
+void tst_ReceiversSlow::stopThatIsOutIsOverBeforeNextSessionBegins()
 {
     struct Case
     {

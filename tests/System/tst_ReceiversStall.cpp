@@ -14,7 +14,7 @@ class tst_ReceiversStall : public QObject
 
 private slots:
     void initTestCase();
-    void watchEndsTheSession();
+    void watchEndsSession();
     void nextClientIsServed();
     void onlyWhatHangsIsOut();
     void serversEndWell();
@@ -76,7 +76,7 @@ void tst_ReceiversStall::initTestCase()
     }
 }
 
-void tst_ReceiversStall::watchEndsTheSession()
+void tst_ReceiversStall::watchEndsSession()
 {
     for (const auto& station : m_stations) {
         const char* const name = station->name.constData();

@@ -12,14 +12,14 @@ class tst_ReceiversStart : public QObject
     Q_OBJECT
 
 private slots:
-    void clientIsToldAndTheNextIsServed_data();
-    void clientIsToldAndTheNextIsServed();
-    void serverSaysThatAnotherProcessHasTheReceiver();
-    void receiverWithoutMemoryOfTheBusIsServed();
+    void clientIsToldAndNextIsServed_data();
+    void clientIsToldAndNextIsServed();
+    void serverSaysThatAnotherProcessHasReceiver();
+    void receiverWithoutMemoryOfBusIsServed();
     void closeThatHangsTurnsClientsAway();
 };
 
-void tst_ReceiversStart::clientIsToldAndTheNextIsServed_data()
+void tst_ReceiversStart::clientIsToldAndNextIsServed_data()
 {
     QTest::addColumn<Receiver>("which");
     QTest::addColumn<QString>("key");
@@ -54,7 +54,7 @@ void tst_ReceiversStart::clientIsToldAndTheNextIsServed_data()
     row(kAirspy, "deaf to requests", kControl, -9, "Error set sample rate!-1000");
 }
 
-void tst_ReceiversStart::clientIsToldAndTheNextIsServed()
+void tst_ReceiversStart::clientIsToldAndNextIsServed()
 {
     QFETCH(Receiver, which);
     QFETCH(QString, key);
@@ -81,7 +81,7 @@ void tst_ReceiversStart::clientIsToldAndTheNextIsServed()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversStart::serverSaysThatAnotherProcessHasTheReceiver()
+void tst_ReceiversStart::serverSaysThatAnotherProcessHasReceiver()
 {
     // The one library that tells.
     ServedReceiver served(receiver("RTL over USB"));
@@ -93,7 +93,7 @@ void tst_ReceiversStart::serverSaysThatAnotherProcessHasTheReceiver()
     QVERIFY(served.server.quit());
 }
 
-void tst_ReceiversStart::receiverWithoutMemoryOfTheBusIsServed()
+void tst_ReceiversStart::receiverWithoutMemoryOfBusIsServed()
 {
     // That library falls back on memory of its own.
     ServedReceiver served(receiver("RTL over USB"));

@@ -16,7 +16,7 @@ class tst_ReceiversUnplug : public QObject
 private slots:
     void initTestCase();
     void clientIsToldAndLeft();
-    void serverGoesOnWithoutAReceiver();
+    void serverGoesOnWithoutReceiver();
     void nextClientIsServedWhenItIsBack();
     void serversEndWell();
 
@@ -68,7 +68,7 @@ void tst_ReceiversUnplug::clientIsToldAndLeft()
     }
 }
 
-void tst_ReceiversUnplug::serverGoesOnWithoutAReceiver()
+void tst_ReceiversUnplug::serverGoesOnWithoutReceiver()
 {
     for (const auto& station : m_stations) {
         WireClient client(station->served.server);

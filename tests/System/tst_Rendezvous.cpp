@@ -62,10 +62,10 @@ private slots:
     void initTestCase();
     void builtInServerIsAnnouncedTo();
     void announcementHoldsPortVersionAndDevice();
-    void sessionIsToldAndSilencesTheAnnouncements();
+    void sessionIsToldAndSilencesAnnouncements();
     void quittingIsTold_data();
     void quittingIsTold();
-    void serverWithoutAnAddressWorksOn();
+    void serverWithoutAddressWorksOn();
     void burstIsFollowedByOneSlowCall();
     void clientThatAnswersIsReachedAndComesIn();
     void clientThatNeverAnswersIsCalledElevenTimes();
@@ -127,7 +127,7 @@ void tst_Rendezvous::announcementHoldsPortVersionAndDevice()
     QCOMPARE(call.body, expected);
 }
 
-void tst_Rendezvous::sessionIsToldAndSilencesTheAnnouncements()
+void tst_Rendezvous::sessionIsToldAndSilencesAnnouncements()
 {
     Announced announced(29'410);
     QVERIFY(announced.served.server.serve());
@@ -171,7 +171,7 @@ void tst_Rendezvous::quittingIsTold()
     QCOMPARE(announced.rendezvous.calls(kDrop).first().body.keys(), QStringList(QStringLiteral("cd")));
 }
 
-void tst_Rendezvous::serverWithoutAnAddressWorksOn()
+void tst_Rendezvous::serverWithoutAddressWorksOn()
 {
     Served served(recording({}));
     served.home.setSetting(QStringLiteral("pn/rendezvous_host"), QStringLiteral("nowhere.orvenlink.test"));

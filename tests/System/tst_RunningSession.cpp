@@ -90,12 +90,12 @@ class tst_RunningSession : public QObject
     Q_OBJECT
 
 private slots:
-    void everyChangeReachesARunningSession_data() { rows(); }
-    void everyChangeReachesARunningSession();
-    void sessionCanBeLeftInTheMidstOfChanges_data() { rows(); }
-    void sessionCanBeLeftInTheMidstOfChanges();
-    void sessionCanBeTakenOverInTheMidstOfChanges_data() { rows(); }
-    void sessionCanBeTakenOverInTheMidstOfChanges();
+    void everyChangeReachesRunningSession_data() { rows(); }
+    void everyChangeReachesRunningSession();
+    void sessionCanBeLeftAmidChanges_data() { rows(); }
+    void sessionCanBeLeftAmidChanges();
+    void sessionCanBeTakenOverAmidChanges_data() { rows(); }
+    void sessionCanBeTakenOverAmidChanges();
     void cleanup();
 
 private:
@@ -143,7 +143,7 @@ void tst_RunningSession::cleanup()
     m_receiver.reset();
 }
 
-void tst_RunningSession::everyChangeReachesARunningSession()
+void tst_RunningSession::everyChangeReachesRunningSession()
 {
     QFETCH(Subject, subject);
     QVERIFY(serve(subject));
@@ -160,7 +160,7 @@ void tst_RunningSession::everyChangeReachesARunningSession()
     QVERIFY(m_server->quit());
 }
 
-void tst_RunningSession::sessionCanBeLeftInTheMidstOfChanges()
+void tst_RunningSession::sessionCanBeLeftAmidChanges()
 {
     QFETCH(Subject, subject);
     QVERIFY(serve(subject));
@@ -174,7 +174,7 @@ void tst_RunningSession::sessionCanBeLeftInTheMidstOfChanges()
     QVERIFY(m_server->quit());
 }
 
-void tst_RunningSession::sessionCanBeTakenOverInTheMidstOfChanges()
+void tst_RunningSession::sessionCanBeTakenOverAmidChanges()
 {
     QFETCH(Subject, subject);
     QVERIFY(serve(subject));

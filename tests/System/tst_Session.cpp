@@ -2,13 +2,9 @@
 #include "System/Served.h"
 #include "support/WireClient.h"
 
-#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
-#include <algorithm>
 #include <cmath>
-#include <sys/resource.h>
-#include <unistd.h>
 
 namespace
 {
@@ -32,29 +28,22 @@ class tst_Session : public QObject
     Q_OBJECT
 
 private slots:
-    void clientGetsASessionOfItsOwn();
-    void stationHasItsFrequencyAndLevelInTheSamples();
+    void clientGetsSessionOfItsOwn();
+    void stationHasItsFrequencyAndLevelInSamples();
     void sampleDatagramsHold128ComplexSamples_data();
     void sampleDatagramsHold128ComplexSamples();
-    void samplesComeAtTheRateOfTheRecording();
-    void rateOfTheSamplesIsToldAtTheStart();
-    void runningIsToldAtTheStart();
+    void samplesComeAtRateOfRecording();
+    void rateOfSamplesIsToldAtStart();
+    void runningIsToldAtStart();
     void clientIsPinged();
-    void badGreetingsAreRefused_data();
-    void badGreetingsAreRefused();
-    void minorVersionIsNotLookedAt();
-    void sessionCommandsAreUnknownUnderTheServersId();
-    void sessionCommandsAnswerWithAnEmptyObject_data();
-    void sessionCommandsAnswerWithAnEmptyObject();
-    void leavingEndsTheStreamsAndFreesTheServer();
+    void leavingEndsStreamsAndFreesServer();
     void nextSessionHasAnotherId();
     void oldSessionIdIsDead();
     void leavingTwiceIsNotAnswered();
-    void sessionAcrossARestart();
-    void serverThatGetsNoThreadRefusesAndServesOnceItGetsOne();
+    void sessionAcrossRestart();
 };
 
-void tst_Session::clientGetsASessionOfItsOwn()
+void tst_Session::clientGetsSessionOfItsOwn()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -73,7 +62,7 @@ void tst_Session::clientGetsASessionOfItsOwn()
     QVERIFY(served.server.quit());
 }
 
-void tst_Session::stationHasItsFrequencyAndLevelInTheSamples()
+void tst_Session::stationHasItsFrequencyAndLevelInSamples()
 {
     Served served(recording({{3000, kCounts}}));
     QVERIFY(served.server.serve());
@@ -119,7 +108,7 @@ void tst_Session::sampleDatagramsHold128ComplexSamples()
     QVERIFY(served.server.quit());
 }
 
-void tst_Session::samplesComeAtTheRateOfTheRecording()
+void tst_Session::samplesComeAtRateOfRecording()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -135,7 +124,7 @@ void tst_Session::samplesComeAtTheRateOfTheRecording()
     QVERIFY(served.server.quit());
 }
 
-void tst_Session::rateOfTheSamplesIsToldAtTheStart()
+void tst_Session::rateOfSamplesIsToldAtStart()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -148,7 +137,7 @@ void tst_Session::rateOfTheSamplesIsToldAtTheStart()
     QVERIFY(served.server.quit());
 }
 
-void tst_Session::runningIsToldAtTheStart()
+void tst_Session::runningIsToldAtStart()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -182,139 +171,7 @@ void tst_Session::clientIsPinged()
     QVERIFY(served.server.quit());
 }
 
-void tst_Session::badGreetingsAreRefused_data()
-{
-    const QString values = QStringLiteral("Error get client packet values!");
-    const QString version = QStringLiteral("Unsupported version protocol!");
-    const QJsonValue file(QStringLiteral("FILE"));
-    QTest::addColumn<QJsonObject>("greeting");
-    QTest::addColumn<QString>("refusal");
-    const auto row = [](const char* name, const QJsonObject& greeting, const QString& refusal) {
-        QTest::newRow(name) << greeting << refusal;
-    };
-    const QString vma = QStringLiteral("vma");
-    const QString vmi = QStringLiteral("vmi");
-    const QString identificator = QStringLiteral("identificator");
-    row("nothing", {}, values);
-    row("no vma", {{vmi, 0}, {identificator, file}}, values);
-    row("no vmi", {{vma, 8}, {identificator, file}}, values);
-    row("no identificator", {{vma, 8}, {vmi, 0}}, values);
-    row("identificator is a number", {{vma, 8}, {vmi, 0}, {identificator, 5}}, values);
-    row("identificator is null", {{vma, 8}, {vmi, 0}, {identificator, QJsonValue()}}, values);
-    row("vma 9, no identificator", {{vma, 9}, {vmi, 0}}, values);
-    row("vma 9, no vmi", {{vma, 9}, {identificator, file}}, values);
-    row("vma is no number", {{vma, QStringLiteral("eight")}, {vmi, 0}, {identificator, file}}, values);
-    row("vma is null", {{vma, QJsonValue()}, {vmi, 0}, {identificator, file}}, values);
-    row("vma is an object", {{vma, QJsonObject()}, {vmi, 0}, {identificator, file}}, values);
-    row("vma 9", {{vma, 9}, {vmi, 0}, {identificator, file}}, version);
-    row("vma 0, the application's", {{vma, 0}, {vmi, 8}, {identificator, file}}, version);
-    row("vma -8", {{vma, -8}, {vmi, 0}, {identificator, file}}, version);
-    row("vma 7, another identificator", {{vma, 7}, {vmi, 0}, {identificator, QString()}}, version);
-}
-
-void tst_Session::badGreetingsAreRefused()
-{
-    QFETCH(QJsonObject, greeting);
-    QFETCH(QString, refusal);
-    static Served served(recording({}));
-    if (!served.server.isRunning()) {
-        QVERIFY(served.server.serve());
-    }
-    if (greeting.value(QStringLiteral("identificator")) == QJsonValue(QStringLiteral("FILE"))) {
-        greeting.insert(QStringLiteral("identificator"), served.file);
-    }
-    WireClient client(served.server);
-    const auto answer = client.ask(client.serverId(), QStringLiteral("connect_to_host"), greeting);
-    QVERIFY(answer.has_value());
-    QCOMPARE(answer->keys(), QStringList({QStringLiteral("cd"), QStringLiteral("err")}));
-    QCOMPARE(text(*answer, "err"), refusal);
-    QVERIFY(served.server.waitForLine(refusal));
-    // Nobody is served, and nobody is kept out.
-    WireClient other(served.server);
-    QVERIFY(other.open(served.file));
-    QVERIFY(other.close());
-    QVERIFY(other.waitForCall(QStringLiteral("pc_rrd")));
-    QCOMPARE(client.calls().size(), 0);
-    QCOMPARE(client.iqBlockSizes().size(), 0);
-}
-
-void tst_Session::minorVersionIsNotLookedAt()
-{
-    Served served(recording({}));
-    QVERIFY(served.server.serve());
-    WireClient client(served.server);
-    const auto answer =
-        client.ask(client.serverId(), QStringLiteral("connect_to_host"), Wire::greeting(served.file, 8, 77));
-    QVERIFY(answer.has_value());
-    QVERIFY(answer->contains(QStringLiteral("session_id")));
-    QVERIFY(served.server.quit());
-}
-
-void tst_Session::sessionCommandsAreUnknownUnderTheServersId()
-{
-    Served served(recording({}));
-    QVERIFY(served.server.serve());
-    WireClient client(served.server);
-    QVERIFY(client.open(served.file));
-    QVector<quint32> numbers;
-    const QStringList commands{QStringLiteral("setIF"), QStringLiteral("setupDspH"),
-                               QStringLiteral("fft_data_range"), QStringLiteral("ping"),
-                               QStringLiteral("disconnect_from_host")};
-    for (const QString& command : commands) {
-        numbers.append(client.call(client.serverId(), command));
-        QVERIFY(served.server.waitForLine(
-            QStringLiteral("Error invoke rpc command \"%1\" - command name not found!").arg(command)));
-    }
-    QVERIFY(client.askSession(QStringLiteral("ping")).has_value());
-    for (const quint32 number : qAsConst(numbers)) {
-        QVERIFY(!client.hasReply(number));
-    }
-    QVERIFY(served.server.quit());
-}
-
-void tst_Session::sessionCommandsAnswerWithAnEmptyObject_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::addColumn<QJsonObject>("arguments");
-    const auto row = [](const char* name, const char* command, const QJsonObject& arguments) {
-        QTest::newRow(name) << QString::fromLatin1(command) << arguments;
-    };
-    const QString bandWidth = QStringLiteral("prefBandWidth");
-    const QString aliasFree = QStringLiteral("aliasFree");
-    const QString startIndex = QStringLiteral("startIndex");
-    const QString stopIndex = QStringLiteral("stopIndex");
-    const QString dataSize = QStringLiteral("dataSize");
-    row("setIF", "setIF", {{QStringLiteral("IF"), 1000}});
-    row("setIF without IF", "setIF", {});
-    row("setIF of a word", "setIF", {{QStringLiteral("IF"), QStringLiteral("up")}});
-    row("setIF beyond all reason", "setIF", {{QStringLiteral("IF"), 1e300}});
-    row("setupDspH", "setupDspH", {{bandWidth, 6000}, {aliasFree, 3000}});
-    row("setupDspH without aliasFree", "setupDspH", {{bandWidth, 6000}});
-    row("setupDspH of nothing", "setupDspH", {{bandWidth, 0}, {aliasFree, 0}});
-    row("setupDspH below nothing", "setupDspH", {{bandWidth, -1e300}, {aliasFree, -5}});
-    row("fft_data_range", "fft_data_range",
-        {{startIndex, 0}, {stopIndex, 512}, {dataSize, 512}, {QStringLiteral("fftSize"), 512}});
-    row("fft_data_range without fftSize", "fft_data_range",
-        {{startIndex, 0}, {stopIndex, 512}, {dataSize, 512}});
-}
-
-void tst_Session::sessionCommandsAnswerWithAnEmptyObject()
-{
-    QFETCH(QString, command);
-    QFETCH(QJsonObject, arguments);
-    static Served served(recording({}));
-    if (!served.server.isRunning()) {
-        QVERIFY(served.server.serve());
-    }
-    WireClient client(served.server);
-    QVERIFY(client.open(served.file));
-    const auto answer = client.askSession(command, arguments);
-    QVERIFY(answer.has_value());
-    QCOMPARE(answer->keys(), QStringList(QStringLiteral("cd")));
-    QVERIFY(client.close());
-}
-
-void tst_Session::leavingEndsTheStreamsAndFreesTheServer()
+void tst_Session::leavingEndsStreamsAndFreesServer()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -378,7 +235,7 @@ void tst_Session::leavingTwiceIsNotAnswered()
     QVERIFY(served.server.quit());
 }
 
-void tst_Session::sessionAcrossARestart()
+void tst_Session::sessionAcrossRestart()
 {
     Served served(recording({}));
     QVERIFY(served.server.serve());
@@ -389,51 +246,6 @@ void tst_Session::sessionAcrossARestart()
     WireClient client(served.server);
     QVERIFY(client.open(served.file));
     QVERIFY(client.waitForSamples(1));
-    QVERIFY(served.server.quit());
-}
-
-namespace
-{
-
-void limit(qint64 pid, __rlimit_resource resource, rlim_t bytes)
-{
-    rlimit present{};
-    QCOMPARE(prlimit(static_cast<pid_t>(pid), resource, nullptr, &present), 0);
-    present.rlim_cur = std::min(bytes, present.rlim_max);
-    QCOMPARE(prlimit(static_cast<pid_t>(pid), resource, &present, nullptr), 0);
-}
-
-rlim_t addressSpace(qint64 pid)
-{
-    QFile file(QStringLiteral("/proc/%1/statm").arg(pid));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return 0;
-    }
-    return file.readAll().split(' ').constFirst().toULongLong() * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
-}
-
-} // namespace
-
-void tst_Session::serverThatGetsNoThreadRefusesAndServesOnceItGetsOne()
-{
-    constexpr rlim_t kGibi = 1ULL << 30U;
-    Served served(recording({}));
-    // A thread gets a stack as large as this; half of it is left for everything else.
-    served.server.setPreparation([] { limit(0, RLIMIT_STACK, kGibi); });
-    QVERIFY(served.server.serve());
-    // Until then the look-up of a name may still start threads, after what there is was measured.
-    QVERIFY(served.server.waitForLine(QStringLiteral("DNS lookup")));
-    limit(served.server.pid(), RLIMIT_AS, addressSpace(served.server.pid()) + kGibi / 2);
-    WireClient client(served.server);
-    for (int i = 0; i < 3; ++i) {
-        const auto answer =
-            client.ask(client.serverId(), QStringLiteral("connect_to_host"), Wire::greeting(served.file));
-        QVERIFY(answer.has_value());
-        QCOMPARE(text(*answer, "err"), QStringLiteral("Error factory RadioDevice!"));
-    }
-    limit(served.server.pid(), RLIMIT_AS, RLIM_INFINITY);
-    QVERIFY(client.open(served.file));
-    QVERIFY(client.waitForSamples(4800));
     QVERIFY(served.server.quit());
 }
 

@@ -19,7 +19,7 @@ private slots:
     void signalsDoWhatQDoes();
     void closedTerminalEndsItsServer();
     void ignoredHangupEndsNothing();
-    void signalEndsTheProcessAfterTheEndOfInput();
+    void signalEndsProcessAfterEndOfInput();
 
 private:
     std::unique_ptr<ServerHome> m_home;
@@ -69,7 +69,7 @@ void tst_Signals::ignoredHangupEndsNothing()
     QVERIFY(server.quit());
 }
 
-void tst_Signals::signalEndsTheProcessAfterTheEndOfInput()
+void tst_Signals::signalEndsProcessAfterEndOfInput()
 {
     ServerProcess server(*m_home);
     QVERIFY(server.serve());

@@ -37,10 +37,10 @@ private slots:
     void stationStandsAtItsBinWithItsLevel();
     void frameIsCutIntoPackets_data();
     void frameIsCutIntoPackets();
-    void placesWithoutABinAreMarked();
+    void placesWithoutBinAreMarked();
     void rangeZoomsIn();
     void fewerPointsThanBinsSkip();
-    void rangeOutlivesTheSession();
+    void rangeOutlivesSession();
     void sameSizeIsNotSetUpAnew();
     void smallBlocksStayPlain();
     void framesComeSteadily();
@@ -124,7 +124,7 @@ void tst_Spectrum::frameIsCutIntoPackets()
     QCOMPARE(frame->packets, packets);
 }
 
-void tst_Spectrum::placesWithoutABinAreMarked()
+void tst_Spectrum::placesWithoutBinAreMarked()
 {
     // One point a bin, from 100 below the first to 100 above the last.
     QVERIFY(m_client->askSession(QStringLiteral("fft_data_range"), range(-100, 612, 712, 512)).has_value());
@@ -160,7 +160,7 @@ void tst_Spectrum::fewerPointsThanBinsSkip()
     QCOMPARE(Measure::strongest(frame->points), 19);
 }
 
-void tst_Spectrum::rangeOutlivesTheSession()
+void tst_Spectrum::rangeOutlivesSession()
 {
     QVERIFY(m_client->askSession(QStringLiteral("fft_data_range"), range(0, 2048, 200, 2048)).has_value());
     QVERIFY(m_client->close());

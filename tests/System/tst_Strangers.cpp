@@ -45,16 +45,16 @@ private slots:
     void badBodiesGetNoAnswer_data();
     void badBodiesGetNoAnswer();
     void repliesNobodyWaitsForAreDropped();
-    void replyCarriesTheNumberAsItWasRead_data();
-    void replyCarriesTheNumberAsItWasRead();
+    void replyCarriesNumberAsItWasRead_data();
+    void replyCarriesNumberAsItWasRead();
     void foreignTargetIsNotAnswered();
-    void unreasonableRangesLeaveTheStreamAsItWas_data();
-    void unreasonableRangesLeaveTheStreamAsItWas();
-    void sizeOfZeroStopsTheFrames();
+    void unreasonableRangesLeaveStreamAsItWas_data();
+    void unreasonableRangesLeaveStreamAsItWas();
+    void sizeOfZeroStopsFrames();
     void largestRangeIsServed();
-    void floodOfOneKindIsRationedInTheLog_data();
-    void floodOfOneKindIsRationedInTheLog();
-    void anybodyMayEndASessionWhoseIdHeKnows();
+    void floodOfOneKindIsRationedInLog_data();
+    void floodOfOneKindIsRationedInLog();
+    void anybodyMayEndSessionWhoseIdHeKnows();
 
 private:
     [[nodiscard]] bool lives();
@@ -189,7 +189,7 @@ void tst_Strangers::repliesNobodyWaitsForAreDropped()
     QVERIFY(client.close());
 }
 
-void tst_Strangers::replyCarriesTheNumberAsItWasRead_data()
+void tst_Strangers::replyCarriesNumberAsItWasRead_data()
 {
     QTest::addColumn<quint32>("sent");
     QTest::addColumn<quint32>("returned");
@@ -204,7 +204,7 @@ void tst_Strangers::replyCarriesTheNumberAsItWasRead_data()
     QTest::newRow("0") << 0U << 0U;
 }
 
-void tst_Strangers::replyCarriesTheNumberAsItWasRead()
+void tst_Strangers::replyCarriesNumberAsItWasRead()
 {
     QFETCH(quint32, sent);
     QFETCH(quint32, returned);
@@ -226,7 +226,7 @@ void tst_Strangers::foreignTargetIsNotAnswered()
     QCOMPARE(stranger.repliesReceived(), 1);
 }
 
-void tst_Strangers::unreasonableRangesLeaveTheStreamAsItWas_data()
+void tst_Strangers::unreasonableRangesLeaveStreamAsItWas_data()
 {
     QTest::addColumn<QJsonObject>("request");
     QTest::newRow("no power of two") << range(0, 100, 100, 1000);
@@ -239,7 +239,7 @@ void tst_Strangers::unreasonableRangesLeaveTheStreamAsItWas_data()
     QTest::newRow("no size") << range(0, 100, 100, QVariant());
 }
 
-void tst_Strangers::unreasonableRangesLeaveTheStreamAsItWas()
+void tst_Strangers::unreasonableRangesLeaveStreamAsItWas()
 {
     QFETCH(QJsonObject, request);
     WireClient client(m_served.server);
@@ -255,7 +255,7 @@ void tst_Strangers::unreasonableRangesLeaveTheStreamAsItWas()
     QVERIFY(client.close());
 }
 
-void tst_Strangers::sizeOfZeroStopsTheFrames()
+void tst_Strangers::sizeOfZeroStopsFrames()
 {
     WireClient client(m_served.server);
     QVERIFY(client.open(m_served.file));
@@ -296,7 +296,7 @@ void tst_Strangers::largestRangeIsServed()
     QVERIFY(client.close());
 }
 
-void tst_Strangers::floodOfOneKindIsRationedInTheLog_data()
+void tst_Strangers::floodOfOneKindIsRationedInLog_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("text");
@@ -305,7 +305,7 @@ void tst_Strangers::floodOfOneKindIsRationedInTheLog_data()
     QTest::newRow("bad greetings") << kGreet << QStringLiteral("Error get client packet values!");
 }
 
-void tst_Strangers::floodOfOneKindIsRationedInTheLog()
+void tst_Strangers::floodOfOneKindIsRationedInLog()
 {
     QFETCH(QString, command);
     QFETCH(QString, text);
@@ -335,7 +335,7 @@ void tst_Strangers::floodOfOneKindIsRationedInTheLog()
     QVERIFY(waitUntil([&clock] { return clock.elapsed() > 2500; })); // the ration of the next test is its own
 }
 
-void tst_Strangers::anybodyMayEndASessionWhoseIdHeKnows()
+void tst_Strangers::anybodyMayEndSessionWhoseIdHeKnows()
 {
     // The session's id is its only key.
     WireClient client(m_served.server);

@@ -60,7 +60,7 @@ double toldFrequency(const WireClient& client)
     return frequency;
 }
 
-/// Sends both while the server stands still, so that it finds them in one go.
+/// Sends both while the server is stopped, so that it finds them together.
 void sendTogether(const ServerProcess& server, const std::function<void()>& send)
 {
     server.signal(SIGSTOP);
@@ -76,15 +76,15 @@ class tst_Takeover : public QObject
 
 private slots:
     void init();
-    void secondClientFindsTheServerBusy();
-    void sameClientFindsTheServerBusy();
-    void otherIdentificatorTakesOverAndFreesTheServer();
-    void takeoverOfAFreeServerIsAnOrdinarySession();
+    void secondClientFindsServerBusy();
+    void sameClientFindsServerBusy();
+    void otherIdentificatorTakesOverAndFreesServer();
+    void takeoverOfFreeServerIsOrdinarySession();
     void takeoverOfOneself();
-    void leavingAndComingInOneGoLeavesTheNewSessionAlive();
-    void leavingAndComingInOneGoSavesTheOldProperties();
+    void leavingAndComingInOneGoLeavesNewSessionAlive();
+    void leavingAndComingInOneGoSavesOldProperties();
     void leavingAndComingManyTimesOver();
-    void takeoverInOneGoWithALeave();
+    void takeoverInOneGoWithLeave();
     void sessionTakenOverWhileItsEndIsOnItsWayIsSaved();
 
 private:
@@ -99,7 +99,7 @@ void tst_Takeover::init()
     QVERIFY(m_served->server.serve());
 }
 
-void tst_Takeover::secondClientFindsTheServerBusy()
+void tst_Takeover::secondClientFindsServerBusy()
 {
     WireClient first(m_served->server);
     QVERIFY(first.open(m_served->file));
@@ -118,7 +118,7 @@ void tst_Takeover::secondClientFindsTheServerBusy()
     QVERIFY(waitForStatus(m_served->server, "true", 1));
 }
 
-void tst_Takeover::sameClientFindsTheServerBusy()
+void tst_Takeover::sameClientFindsServerBusy()
 {
     WireClient client(m_served->server);
     QVERIFY(client.open(m_served->file));
@@ -128,7 +128,7 @@ void tst_Takeover::sameClientFindsTheServerBusy()
     QVERIFY(client.askSession(QStringLiteral("ping")).has_value());
 }
 
-void tst_Takeover::otherIdentificatorTakesOverAndFreesTheServer()
+void tst_Takeover::otherIdentificatorTakesOverAndFreesServer()
 {
     WireClient client(m_served->server);
     QVERIFY(client.open(m_served->file));
@@ -159,7 +159,7 @@ void tst_Takeover::otherIdentificatorTakesOverAndFreesTheServer()
     QVERIFY(waitForStatus(m_served->server, "true", 3));
 }
 
-void tst_Takeover::takeoverOfAFreeServerIsAnOrdinarySession()
+void tst_Takeover::takeoverOfFreeServerIsOrdinarySession()
 {
     WireClient administrator(m_served->server);
     QVERIFY(administrator.open(kOther));
@@ -185,7 +185,7 @@ void tst_Takeover::takeoverOfOneself()
     QVERIFY(client.askSession(QStringLiteral("ping")).has_value());
 }
 
-void tst_Takeover::leavingAndComingInOneGoLeavesTheNewSessionAlive()
+void tst_Takeover::leavingAndComingInOneGoLeavesNewSessionAlive()
 {
     WireClient first(m_served->server);
     QVERIFY(first.open(m_served->file));
@@ -212,7 +212,7 @@ void tst_Takeover::leavingAndComingInOneGoLeavesTheNewSessionAlive()
     QVERIFY(waitForStatus(m_served->server, "true", 2));
 }
 
-void tst_Takeover::leavingAndComingInOneGoSavesTheOldProperties()
+void tst_Takeover::leavingAndComingInOneGoSavesOldProperties()
 {
     WireClient client(m_served->server);
     QVERIFY(client.open(m_served->file));
@@ -264,7 +264,7 @@ std::optional<QJsonObject> tst_Takeover::leaveAndTakeOver(WireClient& client, Wi
     return administrator.reply(greet);
 }
 
-void tst_Takeover::takeoverInOneGoWithALeave()
+void tst_Takeover::takeoverInOneGoWithLeave()
 {
     // The client leaves and the administrator comes: by then there is nobody to drive out.
     WireClient client(m_served->server);

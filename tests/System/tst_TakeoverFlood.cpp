@@ -30,9 +30,9 @@ class tst_TakeoverFlood : public QObject
 
 private slots:
     void init();
-    void floodOfTakeoversCostsLittleMemoryAndNoSecondWithoutAnAnswer();
-    void takeoverBeyondTheRationFindsTheServerBusyAndLeavesTheSessionAsItIs();
-    void takeoverWorksAgainSoonAfterAFlood();
+    void floodOfTakeoversCostsLittleMemoryAndHoldsNobodyUp();
+    void takeoverBeyondRationFindsServerBusyAndLeavesSessionAsItIs();
+    void takeoverWorksAgainSoonAfterFlood();
 
 private:
     std::unique_ptr<Served> m_served;
@@ -44,7 +44,7 @@ void tst_TakeoverFlood::init()
     QVERIFY(m_served->server.serve());
 }
 
-void tst_TakeoverFlood::floodOfTakeoversCostsLittleMemoryAndNoSecondWithoutAnAnswer()
+void tst_TakeoverFlood::floodOfTakeoversCostsLittleMemoryAndHoldsNobodyUp()
 {
     constexpr int kFlood = 257;
     WireClient owner(m_served->server);
@@ -72,7 +72,7 @@ void tst_TakeoverFlood::floodOfTakeoversCostsLittleMemoryAndNoSecondWithoutAnAns
     QVERIFY2(longest < most, qPrintable(QStringLiteral("%1 ms").arg(longest)));
 }
 
-void tst_TakeoverFlood::takeoverBeyondTheRationFindsTheServerBusyAndLeavesTheSessionAsItIs()
+void tst_TakeoverFlood::takeoverBeyondRationFindsServerBusyAndLeavesSessionAsItIs()
 {
     WireClient stranger(m_served->server);
     WireClient client(m_served->server);
@@ -96,7 +96,7 @@ void tst_TakeoverFlood::takeoverBeyondTheRationFindsTheServerBusyAndLeavesTheSes
     QCOMPARE(client.calls(QStringLiteral("disconnect_from_host")).size(), 0);
 }
 
-void tst_TakeoverFlood::takeoverWorksAgainSoonAfterAFlood()
+void tst_TakeoverFlood::takeoverWorksAgainSoonAfterFlood()
 {
     WireClient stranger(m_served->server);
     QVERIFY(!useUp(stranger).isEmpty());

@@ -16,7 +16,7 @@ constexpr double kMeasured = 0.15;                // seconds of samples
 
 } // namespace
 
-/// The recording's station stands 5 kHz above its centre.
+/// The recording's station is 5 kHz above its centre.
 class tst_Tuning : public QObject
 {
     Q_OBJECT
@@ -25,24 +25,24 @@ private slots:
     void initTestCase();
     void init();
     void cleanup();
-    void stationAboveTheCentreStandsAboveTheCentreBin();
-    void realPartOnTheWireIsTheLeftChannel();
-    void setIfBringsTheStationToZero();
-    void setIfMovesTheOtherWayToo();
-    void setIfOfASmallStepIsExact();
-    void tuningThePlayerUpMovesTheStationDown();
-    void savedFrequencyCountsFromTheNextWrite();
-    void tuningMovesTheSpectrumAndSetIfDoesNot();
+    void stationAboveCentreIsAboveCentreBin();
+    void realPartOnWireIsLeftChannel();
+    void setIfBringsStationToZero();
+    void setIfMovesOtherWayToo();
+    void setIfOfSmallStepIsExact();
+    void tuningPlayerUpMovesStationDown();
+    void savedFrequencyCountsFromNextWrite();
+    void tuningMovesSpectrumAndSetIfDoesNot();
     void frequencyOutOfRangeChangesNothing();
-    void halfTheBandWidthHalvesTheRate_data();
-    void halfTheBandWidthHalvesTheRate();
-    void stationOutsideTheBandIsTakenAway();
+    void halfBandWidthHalvesRate_data();
+    void halfBandWidthHalvesRate();
+    void stationOutsideBandIsTakenAway();
     void unreasonableBandWidthsAreSurvived_data();
     void unreasonableBandWidthsAreSurvived();
     void unreasonableFrequenciesAreSurvived_data();
     void unreasonableFrequenciesAreSurvived();
-    void unreasonableSampleRatesEndNoMoreThanTheStream_data();
-    void unreasonableSampleRatesEndNoMoreThanTheStream();
+    void unreasonableSampleRatesEndNoMoreThanStream_data();
+    void unreasonableSampleRatesEndNoMoreThanStream();
     void newRateIsTold();
 
 private:
@@ -109,7 +109,7 @@ bool tst_Tuning::stationComesTo(double frequency, double rate)
     return waitUntil([this, frequency, rate] { return std::abs(level(frequency, rate) - 1) < 0.02; });
 }
 
-void tst_Tuning::stationAboveTheCentreStandsAboveTheCentreBin()
+void tst_Tuning::stationAboveCentreIsAboveCentreBin()
 {
     QVERIFY(m_client
                 ->askSession(QStringLiteral("fft_data_range"), {{QStringLiteral("startIndex"), 0},
@@ -127,35 +127,35 @@ void tst_Tuning::stationAboveTheCentreStandsAboveTheCentreBin()
     QCOMPARE(Measure::strongest(frame->points), 2048 + 427);
 }
 
-void tst_Tuning::realPartOnTheWireIsTheLeftChannel()
+void tst_Tuning::realPartOnWireIsLeftChannel()
 {
     // Re is Q and Im is I, so that I + jQ of a station above the centre turns forward, a quarter turn between
-    // the two. Taken the other way round it stands below.
+    // the two. Taken the other way round it is below.
     QVERIFY(stationComesTo(5000));
     QVERIFY(level(-5000) < 0.01);
 }
 
-void tst_Tuning::setIfBringsTheStationToZero()
+void tst_Tuning::setIfBringsStationToZero()
 {
     QVERIFY(setIf(5000));
     QVERIFY(stationComesTo(0));
     QVERIFY(level(5000) < 0.01);
 }
 
-void tst_Tuning::setIfMovesTheOtherWayToo()
+void tst_Tuning::setIfMovesOtherWayToo()
 {
     QVERIFY(setIf(-3000));
     QVERIFY(stationComesTo(8000));
 }
 
-void tst_Tuning::setIfOfASmallStepIsExact()
+void tst_Tuning::setIfOfSmallStepIsExact()
 {
     // No multiple of the coarse table's step, 93.75 Hz: both oscillators take part.
     QVERIFY(setIf(1234.5));
     QVERIFY(stationComesTo(5000 - 1234.5));
 }
 
-void tst_Tuning::tuningThePlayerUpMovesTheStationDown()
+void tst_Tuning::tuningPlayerUpMovesStationDown()
 {
     QVERIFY(write("frequency", kCenter + 2000));
     QVERIFY(stationComesTo(3000));
@@ -165,7 +165,7 @@ void tst_Tuning::tuningThePlayerUpMovesTheStationDown()
     QVERIFY(stationComesTo(0));
 }
 
-void tst_Tuning::savedFrequencyCountsFromTheNextWrite()
+void tst_Tuning::savedFrequencyCountsFromNextWrite()
 {
     QVERIFY(write("frequency", kCenter + 2000));
     QVERIFY(stationComesTo(3000));
@@ -180,7 +180,7 @@ void tst_Tuning::savedFrequencyCountsFromTheNextWrite()
     QVERIFY(stationComesTo(3000));
 }
 
-void tst_Tuning::tuningMovesTheSpectrumAndSetIfDoesNot()
+void tst_Tuning::tuningMovesSpectrumAndSetIfDoesNot()
 {
     const QJsonObject range{{QStringLiteral("startIndex"), 0},
                             {QStringLiteral("stopIndex"), 1024},
@@ -213,7 +213,7 @@ void tst_Tuning::frequencyOutOfRangeChangesNothing()
     QVERIFY(stationComesTo(4000));
 }
 
-void tst_Tuning::halfTheBandWidthHalvesTheRate_data()
+void tst_Tuning::halfBandWidthHalvesRate_data()
 {
     QTest::addColumn<double>("bandWidth");
     QTest::addColumn<double>("rate");
@@ -224,7 +224,7 @@ void tst_Tuning::halfTheBandWidthHalvesTheRate_data()
     QTest::newRow("3000, a sixteenth") << 3'000.0 << 3'000.0;
 }
 
-void tst_Tuning::halfTheBandWidthHalvesTheRate()
+void tst_Tuning::halfBandWidthHalvesRate()
 {
     QFETCH(double, bandWidth);
     QFETCH(double, rate);
@@ -239,7 +239,7 @@ void tst_Tuning::halfTheBandWidthHalvesTheRate()
     QVERIFY(stationComesTo(1000, rate));
 }
 
-void tst_Tuning::stationOutsideTheBandIsTakenAway()
+void tst_Tuning::stationOutsideBandIsTakenAway()
 {
     QVERIFY(setupDspH(6000, 4000));
     // 5 kHz at a rate of 6 kHz would come back at -1 kHz.
@@ -297,7 +297,7 @@ void tst_Tuning::unreasonableFrequenciesAreSurvived()
     QVERIFY(stationComesTo(5000));
 }
 
-void tst_Tuning::unreasonableSampleRatesEndNoMoreThanTheStream_data()
+void tst_Tuning::unreasonableSampleRatesEndNoMoreThanStream_data()
 {
     QTest::addColumn<double>("rate");
     QTest::newRow("zero") << 0.0;
@@ -308,7 +308,7 @@ void tst_Tuning::unreasonableSampleRatesEndNoMoreThanTheStream_data()
     QTest::newRow("below any integer") << -1e300;
 }
 
-void tst_Tuning::unreasonableSampleRatesEndNoMoreThanTheStream()
+void tst_Tuning::unreasonableSampleRatesEndNoMoreThanStream()
 {
     QFETCH(double, rate);
     QVERIFY(write("sampleRate", rate));
