@@ -43,14 +43,14 @@ class tst_Abuse : public QObject
 private slots:
     void init();
     void cleanup();
-    void floodLeavesTheStreamsTheirTurns_data();
-    void floodLeavesTheStreamsTheirTurns();
+    void floodLeavesStreamsTheirTurns_data();
+    void floodLeavesStreamsTheirTurns();
     void bombsAreNotInflated();
     void takeoversAreFewAndCostLittle();
-    void silentClientsShareASmallBudget();
+    void silentClientsShareSmallBudget();
     void trueClientIsServedInFullAmongSilentOnes();
-    void allPropertiesAreToldFiveTimesASecondAtMost();
-    void foreignTextIsBoundedAndHarmlessInTheLog();
+    void allPropertiesAreToldFiveTimesPerSecondAtMost();
+    void foreignTextIsBoundedAndHarmlessInLog();
     void bodiesCostNoMoreThanPlainOnes_data();
     void bodiesCostNoMoreThanPlainOnes();
     void largeDynamicValuesAreNotKept();
@@ -83,12 +83,12 @@ int tst_Abuse::countConnections()
     return m_scene->server().lines().filter(text).last().mid(text.size()).toInt();
 }
 
-void tst_Abuse::floodLeavesTheStreamsTheirTurns_data()
+void tst_Abuse::floodLeavesStreamsTheirTurns_data()
 {
     addRows(Datagrams::kinds());
 }
 
-void tst_Abuse::floodLeavesTheStreamsTheirTurns()
+void tst_Abuse::floodLeavesStreamsTheirTurns()
 {
     QFETCH(int, index);
     constexpr int kFlood = 1200; // ms
@@ -153,7 +153,7 @@ void tst_Abuse::takeoversAreFewAndCostLittle()
     QVERIFY2(grown < kMostMemory, qPrintable(QString::number(grown)));
 }
 
-void tst_Abuse::silentClientsShareASmallBudget()
+void tst_Abuse::silentClientsShareSmallBudget()
 {
     constexpr double kBudget = 32.0 * 1024;
     constexpr qint64 kWindow = 9'500'000'000; // ns: ten seconds, less what a datagram may take to arrive
@@ -190,7 +190,7 @@ void tst_Abuse::trueClientIsServedInFullAmongSilentOnes()
     QVERIFY(waitUntil([&] { return Records::spectra(client.heardSince(0)) > 20; }));
 }
 
-void tst_Abuse::allPropertiesAreToldFiveTimesASecondAtMost()
+void tst_Abuse::allPropertiesAreToldFiveTimesPerSecondAtMost()
 {
     constexpr int kRequests = 60;
     constexpr double kPerSecond = 5.0;
@@ -209,7 +209,7 @@ void tst_Abuse::allPropertiesAreToldFiveTimesASecondAtMost()
     QVERIFY2(told <= most, qPrintable(QString::number(told)));
 }
 
-void tst_Abuse::foreignTextIsBoundedAndHarmlessInTheLog()
+void tst_Abuse::foreignTextIsBoundedAndHarmlessInLog()
 {
     constexpr double kMostBytes = 32.0 * 1024; // a second
     const qint64 begin = MeasuringClient::now();
