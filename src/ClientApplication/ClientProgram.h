@@ -4,6 +4,7 @@
 
 /// The console client: reads the command line, runs one subcommand in the event loop of the application
 /// object that has to exist, and gives the exit code.
+/// Thread: main.
 namespace ClientProgram
 {
 

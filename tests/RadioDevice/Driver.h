@@ -77,10 +77,10 @@ struct Driver
     {
         Driver driver;
         driver.library = QString::fromLatin1(library);
-        driver.make = [](const QString& identificator, std::chrono::milliseconds watchdogInterval,
+        driver.make = [](const QString& receiver, std::chrono::milliseconds watchdogInterval,
                          const LibraryDeadlines& deadlines) -> std::unique_ptr<AbstractRadioDevice> {
             auto device =
-                std::make_unique<Device>(record<Device>(identificator), nullptr, deadlines, watchdogInterval);
+                std::make_unique<Device>(record<Device>(receiver), nullptr, deadlines, watchdogInterval);
             device->reset();
             return device;
         };

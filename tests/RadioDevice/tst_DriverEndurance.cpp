@@ -56,7 +56,7 @@ int handles()
 qint64 heap()
 {
     const struct mallinfo2 info = mallinfo2();
-    return static_cast<qint64>(info.uordblks + info.hblkhd);
+    return static_cast<qint64>(info.uordblks) + static_cast<qint64>(info.hblkhd);
 }
 
 /// Works a device of the driver at random, and keeps account of what state it must be in.

@@ -57,7 +57,7 @@ QString Base58Text::encode(const QByteArray& bytes)
     QString text(leading(bytes, '\0'), QLatin1Char('1'));
     const QByteArray digits = rebase(bytes, 256, 58);
     for (const char digit : digits) {
-        text.append(QLatin1Char(kAlphabet[static_cast<int>(digit)]));
+        text.append(QLatin1Char(kAlphabet[static_cast<unsigned char>(digit)]));
     }
     return text;
 }

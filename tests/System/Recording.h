@@ -14,5 +14,5 @@ struct Tone
 /// whole seconds join at the ends, so that playing it in a loop has no seam.
 QByteArray recording(const std::vector<Tone>& tones, int seconds = 1, int sampleRate = 48'000);
 
-/// The 44 bytes that stand before the samples.
+/// The 44 bytes before the samples.
 QByteArray wavHeader(quint32 dataSize, quint32 sampleRate, quint16 channels = 2, quint16 bitsPerSample = 16);

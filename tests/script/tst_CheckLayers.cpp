@@ -15,8 +15,8 @@ private slots:
 
     void ownTreePasses();
     void treeThatKeepsItsLayersPasses();
-    void whatTheLayersForbidIsRefused_data();
-    void whatTheLayersForbidIsRefused();
+    void whatLayersForbidIsRefused_data();
+    void whatLayersForbidIsRefused();
     void everyViolationIsTold();
 
 private:
@@ -95,7 +95,7 @@ void tst_CheckLayers::treeThatKeepsItsLayersPasses()
     QCOMPARE(result.exitCode, 0);
 }
 
-void tst_CheckLayers::whatTheLayersForbidIsRefused_data()
+void tst_CheckLayers::whatLayersForbidIsRefused_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QByteArray>("text");
@@ -161,7 +161,7 @@ void tst_CheckLayers::whatTheLayersForbidIsRefused_data()
         << "src/CMakeLists.txt:2: Wire/Wire.cpp is not in a folder of this layer";
 }
 
-void tst_CheckLayers::whatTheLayersForbidIsRefused()
+void tst_CheckLayers::whatLayersForbidIsRefused()
 {
     QFETCH(QString, file);
     QFETCH(QByteArray, text);

@@ -274,7 +274,7 @@ void tst_DemoRecording::sameBytesOnEveryRun()
 void tst_DemoRecording::fileAppearsOnlyWhole()
 {
     QCOMPARE(QDir(m_folder.path()).entryList({QStringLiteral("*.part")}), QStringList());
-    // What was cut off before does not stand in the way.
+    // What was cut off before is not in the way.
     QFile part(m_folder.filePath(QStringLiteral("third.wav.part")));
     QVERIFY(part.open(QIODevice::WriteOnly) && part.write("RIFF") == 4);
     part.close();

@@ -16,7 +16,7 @@ class Command : public QObject
 public:
     using QObject::QObject;
 
-    /// Adds its arguments and options, beside --help and --verbose.
+    /// Adds its arguments and options, besides --help and --verbose.
     virtual void describe(QCommandLineParser& parser) const = 0;
     /// Takes what was given; a line that says what is wrong, or nothing.
     [[nodiscard]] virtual QString read(const QCommandLineParser& parser) = 0;

@@ -7,6 +7,7 @@
 class Command;
 
 /// The subcommands, in the order in which the help lists them.
+/// Thread: main.
 struct CommandEntry
 {
     QLatin1String name;

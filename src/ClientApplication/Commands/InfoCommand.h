@@ -3,6 +3,7 @@
 #include "ClientApplication/Commands/SessionCommand.h"
 
 /// Prints what the receiver is and its properties, or with names, those alone.
+/// Thread: main.
 class InfoCommand : public SessionCommand
 {
     Q_OBJECT

@@ -6,6 +6,7 @@
 class QTimer;
 
 /// Prints the servers that are heard on the local network.
+/// Thread: main.
 class ListCommand : public Command
 {
     Q_OBJECT

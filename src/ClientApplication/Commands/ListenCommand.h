@@ -4,6 +4,7 @@
 #include "Receiving/Dsp/Demodulator.h"
 
 /// Demodulates a station and writes the audio into a WAV file, or raw to standard output.
+/// Thread: main.
 class ListenCommand : public SampleCommand
 {
     Q_OBJECT

@@ -4,6 +4,7 @@
 #include "Receiving/Sinks/RecordingInfo.h"
 
 /// Records samples into a file: WAV, SigMF, or WAV for a server's player.
+/// Thread: main.
 class RecordCommand : public SampleCommand
 {
     Q_OBJECT

@@ -10,6 +10,7 @@
 
 /// A command that carries samples into a file or a pipe until it has enough, is interrupted, or nobody reads
 /// any more; shows how far it is, and says at the end what has come of it.
+/// Thread: main.
 class SampleCommand : public TunedCommand
 {
     Q_OBJECT

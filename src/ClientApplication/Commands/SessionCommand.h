@@ -11,6 +11,7 @@ struct SessionText;
 
 /// A command that needs a session with the server that its first argument names: finds it, connects, waits
 /// for the receiver's properties, and says in a line what went wrong.
+/// Thread: main.
 class SessionCommand : public Command
 {
     Q_OBJECT

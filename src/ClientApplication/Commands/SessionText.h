@@ -6,6 +6,7 @@
 
 /// What a session that doesn't come about, or ends, means to a user: a line that says what to do, and the
 /// exit code.
+/// Thread: main.
 struct SessionText
 {
     ExitCode code;

@@ -3,6 +3,7 @@
 #include "ClientApplication/Commands/SessionCommand.h"
 
 /// Writes one property of the receiver and prints what it has taken.
+/// Thread: main.
 class SetCommand : public SessionCommand
 {
     Q_OBJECT

@@ -9,6 +9,7 @@
 #include <memory>
 
 /// Shows the spectrum: live in a terminal, as a picture, or as numbers for programs.
+/// Thread: main.
 class SpectrumCommand : public TunedCommand
 {
     Q_OBJECT

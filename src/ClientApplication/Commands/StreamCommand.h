@@ -4,6 +4,7 @@
 #include "Receiving/Sinks/StreamSink.h"
 
 /// Writes raw samples to standard output, for a pipe into another program.
+/// Thread: main.
 class StreamCommand : public SampleCommand
 {
     Q_OBJECT

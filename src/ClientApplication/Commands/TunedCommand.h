@@ -8,6 +8,7 @@
 
 /// A command that receives: tunes as its options say, and goes on once the receiver has followed and what is
 /// received has been made under the new settings.
+/// Thread: main.
 class TunedCommand : public SessionCommand
 {
     Q_OBJECT

@@ -6,6 +6,7 @@
 #include <optional>
 
 /// The options that several subcommands share, and the reading of numbers in options.
+/// Thread: main.
 namespace Options
 {
 

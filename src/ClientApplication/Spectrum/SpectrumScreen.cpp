@@ -113,7 +113,7 @@ QStringList SpectrumScreen::lines(const QString& title, const QString& status) c
     return lines;
 }
 
-// The decibels beside a row: the round number that it holds, if any.
+// The decibels next to a row: the round number that it holds, if any.
 QString SpectrumScreen::labelOf(int row) const
 {
     const double perRow = (m_range.highest - m_range.lowest) / barRows();

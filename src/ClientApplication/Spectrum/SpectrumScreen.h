@@ -10,6 +10,7 @@
 /// Draws a spectrum and its waterfall as lines of text: a title, bars with decibels at their left, the
 /// frequencies in MHz, the waterfall, a status line. Knows no terminal: the lines are as long as they may be,
 /// colours are the usual escape sequences, and nothing moves a cursor.
+/// Thread: any, one at a time.
 class SpectrumScreen
 {
 public:

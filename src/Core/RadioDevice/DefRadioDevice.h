@@ -4,6 +4,7 @@
 
 /// The kinds of radio device. The numbers travel to clients and are stored by them: none is ever reused,
 /// and kinds that this program cannot make keep theirs.
+/// Thread: any.
 class DefRadioDevice : public QObject
 {
     Q_OBJECT

@@ -5,6 +5,7 @@
 #include <QString>
 
 /// One receiver that an enumerator found. Shared by the registry, the server and the device made for it.
+/// Thread: any; filled in before it is shared.
 class InfoRadioDevice
 {
 public:

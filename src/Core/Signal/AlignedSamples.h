@@ -7,6 +7,7 @@
 
 /// An array of samples, all zero, that begins at a line of the cache: vectors that cross the end of a line
 /// take twice as long to load.
+/// Thread: any, one at a time.
 class AlignedSamples
 {
 public:

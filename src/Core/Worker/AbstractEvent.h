@@ -3,6 +3,7 @@
 #include <QEvent>
 
 /// An event posted to a worker, which tells its kind by the numeric type. The event queue owns it.
+/// Thread: made on any, taken up on the worker's.
 class AbstractEvent : public QEvent
 {
 public:

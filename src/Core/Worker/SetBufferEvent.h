@@ -9,6 +9,7 @@
 
 /// Gives a worker a ring, under a key that tells it what the ring is for and which samples it holds: events
 /// of every T have the same type number.
+/// Thread: made on any, taken up on the worker's.
 template <class T>
 class SetBufferEvent : public AbstractEvent
 {

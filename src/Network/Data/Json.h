@@ -9,6 +9,7 @@
 
 /// Typed reading of JSON objects that came from the network: a bad value costs a log line and nothing else.
 /// Every reader writes `result`, in failure too, and returns whether the value could be converted.
+/// Thread: any.
 namespace Json
 {
 

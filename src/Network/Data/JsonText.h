@@ -3,6 +3,7 @@
 #include <QJsonDocument>
 
 /// JSON texts that came from the network.
+/// Thread: any.
 namespace JsonText
 {
 

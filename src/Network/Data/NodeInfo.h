@@ -5,6 +5,7 @@
 #include <QHostAddress>
 
 /// A peer: who it is and where its datagrams come from.
+/// Thread: any.
 struct NodeInfo
 {
     int160 id;

@@ -4,6 +4,7 @@
 ///
 ///   0    2    4    6         510
 ///   | Q  | I  | Q  | I  ...  | I  |      128 complex samples, 16-bit each part, 32768 for full scale
+/// Thread: any.
 namespace IqBlocks
 {
 

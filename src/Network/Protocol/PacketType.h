@@ -7,6 +7,7 @@
 ///   0          1
 ///   | 0 | type | RpcPacket, or SampleBlock ...     the high four bits are written as 0 and ignored on
 ///   receipt
+/// Thread: any.
 enum class PacketType : quint8
 {
     Rpc = 0,

@@ -1,6 +1,7 @@
 #pragma once
 
 /// The version of the protocol, as numbers; the application's own version is another.
+/// Thread: any.
 namespace ProtocolVersion
 {
 

@@ -20,6 +20,7 @@
 ///     |<--------------------------------------------------- drop --|
 ///   two nodes
 ///     |<- hole_punching ------------------------------------------>|  each end
+/// Thread: any.
 namespace RendezvousCalls
 {
 

@@ -18,6 +18,7 @@
 ///     |<------------------------ outSampleRateChanged: outSampleRate --|
 ///     |<------------------------------------------ error_happen: err --|
 ///     |<---------------------------------------------- admin_request --|
+/// Thread: any.
 namespace SessionCalls
 {
 

@@ -4,6 +4,7 @@
 #include <QHostAddress>
 
 /// What is attached to a Socket: one protocol on the process's one port.
+/// Thread: that of the Socket.
 class InterfaceSocket
 {
 public:

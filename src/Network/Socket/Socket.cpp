@@ -13,7 +13,7 @@ namespace
 {
 
 constexpr int kHeartbeat = 1000;                 // ms
-constexpr int kReceiveBuffer = 2'000'000;        // bytes: streams arrive here beside everything else
+constexpr int kReceiveBuffer = 2'000'000;        // bytes: streams arrive here besides everything else
 constexpr int kReadsPerTurn = 64;                // datagrams, some tenths of a millisecond
 constexpr double kMegabyte = 9.5367431640625e-7; // 1 / 1048576
 constexpr double kKilobyte = 0.0009765625;       // 1 / 1024

@@ -5,6 +5,7 @@
 struct airspy_device;
 
 /// Offers each Airspy R2 or mini that its library lists.
+/// Thread: that of the registry.
 class AirSpyEnumerator : public AirSpyFamilyEnumerator<airspy_device>
 {
     Q_OBJECT

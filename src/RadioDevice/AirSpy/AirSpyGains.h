@@ -5,6 +5,7 @@
 
 /// The gain settings of an Airspy R2 or mini, and which calls make the hardware follow a change of one.
 /// Values are the library's steps, not decibels.
+/// Thread: any.
 struct AirSpyGains
 {
     enum Mode : int

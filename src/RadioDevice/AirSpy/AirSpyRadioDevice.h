@@ -10,6 +10,7 @@ struct airspy_device;
 ///
 /// `biasTee` reaches the hardware by its setter alone: what was stored while closed stays stored. The rates
 /// are the library's from the first start on, and a start always takes the first of them.
+/// Thread: the one that made it; samples arrive on the library's.
 class AirSpyRadioDevice : public AirSpyFamilyDevice<airspy_device>
 {
     Q_OBJECT

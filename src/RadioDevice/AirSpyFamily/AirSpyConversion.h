@@ -9,6 +9,7 @@
 
 /// What passes between the libraries of the Airspy receivers and their drivers, in the form that the other
 /// side takes.
+/// Thread: any.
 namespace AirSpyConversion
 {
 

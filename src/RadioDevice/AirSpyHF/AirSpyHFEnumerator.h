@@ -5,6 +5,7 @@
 struct airspyhf_device;
 
 /// Offers each Airspy HF+ that its library lists.
+/// Thread: that of the registry.
 class AirSpyHFEnumerator : public AirSpyFamilyEnumerator<airspyhf_device>
 {
     Q_OBJECT

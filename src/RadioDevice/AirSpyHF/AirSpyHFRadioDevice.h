@@ -9,6 +9,7 @@ struct airspyhf_device;
 ///
 /// The rates are the library's from the first start on, which keeps the present one if it is among them.
 /// `swapIQ` has no effect here.
+/// Thread: the one that made it; samples arrive on the library's.
 class AirSpyHFRadioDevice : public AirSpyFamilyDevice<airspyhf_device>
 {
     Q_OBJECT

@@ -3,6 +3,7 @@
 #include "Core/RadioDevice/Enumerator/AbstractEnumerator.h"
 
 /// Offers each "*.wav" file of the resource folder ":/res/" and of the user's documents folder as a receiver.
+/// Thread: that of the registry.
 class IQPlayerEnumerator : public AbstractEnumerator
 {
     Q_OBJECT

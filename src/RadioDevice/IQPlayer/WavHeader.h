@@ -10,6 +10,7 @@
 ///   | "RIFF" | rest | "WAVEfmt " | chunk size | code | channels | rate | bytes/s | frame | bits | "data"
 ///   40
 ///   | data bytes |                                                                 all little-endian
+/// Thread: any.
 struct WavHeader
 {
     static constexpr int kSize = 44;

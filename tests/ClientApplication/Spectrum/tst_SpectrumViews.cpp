@@ -168,7 +168,7 @@ void tst_SpectrumViews::pictureShowsStationInItsPlace()
     }
     const QImage image = picture.draw(QStringLiteral("a title"));
     QCOMPARE(image.size(), QSize(960, 600));
-    // The waterfall: the station is bright, a place beside it dark.
+    // The waterfall: the station is bright, a place next to it dark.
     constexpr int kLeft = 64;
     constexpr int kWidth = 880;
     for (const int line : {330, 440, 550}) {
@@ -187,7 +187,7 @@ void tst_SpectrumViews::pictureShowsStationInItsPlace()
     };
     QVERIFY(highest(kLeft + kWidth / 4) < 70);
     QVERIFY(highest(kLeft + kWidth * 3 / 5) > 200);
-    // Something is written: in the title's line, beside the spectrum, below it.
+    // Something is written: in the title's line, next to the spectrum, below it.
     const auto isWritten = [&image](const QRect& area) {
         for (int y = area.top(); y <= area.bottom(); ++y) {
             for (int x = area.left(); x <= area.right(); ++x) {

@@ -132,7 +132,7 @@ void tst_JsonText::noTextCostsMuchMoreThanQtsOwnReading_data()
 void tst_JsonText::noTextCostsMuchMoreThanQtsOwnReading()
 {
     QFETCH(QByteArray, text);
-    const auto best = [&text](const std::function<void()>& parse) {
+    const auto best = [](const std::function<void()>& parse) {
         qint64 least = std::numeric_limits<qint64>::max();
         for (int i = 0; i < 20; ++i) {
             QElapsedTimer timer;

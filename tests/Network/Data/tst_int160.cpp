@@ -247,7 +247,7 @@ void tst_int160::randomIdsDiffer()
 
 void tst_int160::randomBytesAreClockXorNoiseBelow255()
 {
-    // The top bytes of the clock stand still for years: their noise can be taken out and never is 255.
+    // The top bytes of the clock don't change for years: their noise can be taken out and never is 255.
     const auto clock = [](int i) {
         return static_cast<quint8>(QDateTime::currentMSecsSinceEpoch() >> (56 - 8 * (i % 8)));
     };

@@ -20,7 +20,7 @@ constexpr int kAudioRate = 48'000; ///< Hz, of all audio.
 [[nodiscard]] Complex voice(double time);
 [[nodiscard]] Complex toneAt(double hertz, double time);
 /// Samples of a station that transmits `audio`, the way its mode does, at `amplitude` of full scale and
-/// `offset` hertz beside the middle.
+/// `offset` hertz from the middle.
 [[nodiscard]] QVector<IqSample> transmit(Mode mode, const std::function<Complex(double)>& audio, double rate,
                                          double seconds, double amplitude = 0.1, double offset = 0.0);
 /// Cut up as a session brings them.

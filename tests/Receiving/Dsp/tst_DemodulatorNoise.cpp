@@ -8,7 +8,7 @@
 
 using namespace Station;
 
-/// What is not to be heard beside a station, and what is made of no station.
+/// What is not to be heard besides a station, and what is made of no station.
 class tst_DemodulatorNoise : public QObject
 {
     Q_OBJECT
@@ -53,7 +53,7 @@ void tst_DemodulatorNoise::neighbourIsNotHeard_data()
     QTest::newRow("cw") << static_cast<int>(Mode::Cw) << 500.0;
 }
 
-// A steady station of the mode in the channel, and beside it one as strong that sends a tone.
+// A steady station of the mode in the channel, and next to it one as strong that sends a tone.
 void tst_DemodulatorNoise::neighbourIsNotHeard()
 {
     QFETCH(int, mode);

@@ -19,7 +19,7 @@ struct FakeAirspyHandle
 
 std::string text(const FakeAirspyHandle* handle);
 
-/// What the fakes of the two Airspy libraries have in common. Their keys, beside those of FakeScript.h, with
+/// What the fakes of the two Airspy libraries have in common. Their keys, besides those of FakeScript.h, with
 /// the library's name for LIBRARY:
 ///   LIBRARY.serial.N       serial number in place N, from 1; 1 for the first, 2 for the second, ... of
 ///                          `devices` without it

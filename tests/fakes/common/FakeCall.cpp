@@ -23,7 +23,7 @@ void hang(const std::string& name, int call)
 
 int FakeCall::count(const std::string& name)
 {
-    // Never destroyed: calls that were left behind go on while the process ends.
+    // Never destroyed: calls that were given up go on while the process ends.
     static auto& mutex = *new std::mutex;
     static auto& counts = *new std::map<std::string, int>;
     static auto& epoch = *new std::string;

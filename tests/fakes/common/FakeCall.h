@@ -30,7 +30,7 @@ public:
     void done();
 
 private:
-    // A handle's fake has a `static std::string text(const Handle*)` beside the handle, in no namespace.
+    // A handle's fake has a `static std::string text(const Handle*)` next to the handle, in no namespace.
     static std::string written(int value) { return std::to_string(value); }
     static std::string written(unsigned value) { return std::to_string(value); }
     static std::string written(long value) { return std::to_string(value); }

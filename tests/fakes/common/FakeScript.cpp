@@ -44,7 +44,7 @@ std::string find(const Lines& lines, const std::string& key, const std::string& 
 
 std::string FakeScript::text(const std::string& key, const std::string& otherwise)
 {
-    // Never destroyed: calls that were left behind go on while the process ends.
+    // Never destroyed: calls that were given up go on while the process ends.
     static const auto& first = *new Lines(read());
     static const bool steady = find(first, "steady", "0") == "1";
     return steady ? find(first, key, otherwise) : find(read(), key, otherwise);

@@ -8,7 +8,7 @@ namespace
 {
 
 constexpr std::chrono::milliseconds kPoll{4};     // between two looks at the script
-constexpr std::chrono::milliseconds kLongest{50}; // that a bus is behind before it lets samples go
+constexpr std::chrono::milliseconds kLongest{50}; // that a bus is late before it lets samples go
 
 } // namespace
 

@@ -2,7 +2,7 @@
 
 #include "FakeReceiver.h"
 
-/// An RTL2832U with an R820T behind its I2C repeater. What was written to the registers of both says how it
+/// An RTL2832U with an R820T at its I2C repeater. What was written to the registers of both says how it
 /// is tuned and how fast it samples.
 class RtlDongle : public FakeReceiver
 {

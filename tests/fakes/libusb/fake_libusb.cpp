@@ -1,7 +1,7 @@
 // The fake libusb: what lies beneath the real libraries of the RTL2832U, Airspy and Airspy HF+ receivers. It
 // has the functions that these call, and receivers that answer as those libraries want it. Each call but
 // those of streaming is written down; each can be given a result, as in "libusb_claim_interface = -6" (busy),
-// "libusb_open = -3" (no permission), "libusb_submit_transfer = -11" (no memory). Keys of its own, beside
+// "libusb_open = -3" (no permission), "libusb_submit_transfer = -11" (no memory). Keys of its own, besides
 // those of FakeScript.h:
 //   usb.rtl, usb.airspy, usb.airspyhf
 //                     how many of each are in; 0 unless set otherwise

@@ -1,4 +1,4 @@
-// The fake of the RSP receivers' library, held to the driver's own declarations. Keys of its own, beside
+// The fake of the RSP receivers' library, held to the driver's own declarations. Keys of its own, besides
 // those of FakeScript.h:
 //   rsp.version       the version that it reports; 2.1 without it
 //   rsp.devices       how many receivers it says it has, whatever it fills in

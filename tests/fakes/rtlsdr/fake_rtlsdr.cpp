@@ -1,4 +1,4 @@
-// The fake librtlsdr. Keys of its own, beside those of FakeScript.h:
+// The fake librtlsdr. Keys of its own, besides those of FakeScript.h:
 //   rtlsdr.name          of every dongle
 //   rtlsdr.manufacturer, rtlsdr.product, rtlsdr.serial     its USB strings, in bytes as they are
 //   rtlsdr.strings       full: all 256 bytes of each buffer, without an end

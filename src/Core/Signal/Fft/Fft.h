@@ -14,6 +14,7 @@
 ///   last    over d, each r = c' A B + q    work -> data: k = d' A B C + r
 ///
 /// Vectors run along d, in the last pass along q.
+/// Thread: any, one at a time.
 namespace Kernels::Fft
 {
 

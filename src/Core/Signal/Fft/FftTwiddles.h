@@ -6,6 +6,7 @@
 
 /// What the kernel needs to transform one length: the twiddle factors of each pass in the order of their
 /// use, and the work array: 25 bytes a sample, 1.6 MB for the longest.
+/// Thread: any, one at a time.
 class FftTwiddles
 {
 public:

@@ -7,6 +7,7 @@ namespace Kernels
 {
 
 /// The factors of a mixer, c + js for each entry of its table, as vectors take them.
+/// Thread: any, one at a time.
 class MixerTable
 {
 public:

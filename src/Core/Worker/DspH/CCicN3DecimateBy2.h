@@ -5,6 +5,7 @@
 
 /// Third-order CIC decimator by 2 (Hogenauer 1981), which is the FIR (1, 3, 3, 1) / 8. Cheap, and good
 /// where the band of interest is a small part of the rate.
+/// Thread: that of its `DspH`.
 class CCicN3DecimateBy2 : public Dec2
 {
 public:

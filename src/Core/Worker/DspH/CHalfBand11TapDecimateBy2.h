@@ -10,6 +10,7 @@
 /// The number of outputs it computes follows from the block length of the whole chain and not from `count`.
 /// After another stage it therefore runs on past its data, inside the work array of `bufLen` samples, and
 /// its history may take up values of that overrun.
+/// Thread: that of its `DspH`.
 class CHalfBand11TapDecimateBy2 : public Dec2
 {
 public:

@@ -4,6 +4,7 @@
 #include "Core/Worker/DspH/PolyphaseBuffer.h"
 
 /// Half-band FIR decimator of any length 4k + 3. Every second coefficient but the centre is zero and skipped.
+/// Thread: that of its `DspH`.
 class CHalfBandDecimateBy2 : public Dec2
 {
 public:

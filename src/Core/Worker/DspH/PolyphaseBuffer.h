@@ -5,6 +5,7 @@
 
 /// Samples split into even and odd positions, so that vectors of successive outputs of a stage that halves
 /// the rate lie side by side. Both arrays begin with the history: what a filter needs of the previous block.
+/// Thread: that of its `DspH`.
 class PolyphaseBuffer
 {
 public:
