@@ -91,7 +91,7 @@ void tst_EnumeratorHangs::callOfRefreshThatHangsEndsIt()
         QCOMPARE(warnings(log), expected);
     }
     QCOMPARE(registry.devices().size(), 0);
-    // The call hangs on, and the next refresh neither waits for it nor asks beside it.
+    // The call hangs on, and the next refresh neither waits for it nor asks meanwhile.
     {
         const LogCapture log;
         QElapsedTimer elapsed;

@@ -180,7 +180,7 @@ void tst_IQStream::overrunReaderReadsOnWhereItStands()
     Session session;
     session.write(ramp(0, kBlock));
     QCOMPARE(session.tick().size(), 1);
-    // A whole turn and 200 samples behind: what seems to wait are 200, and those are the newest.
+    // A whole turn and 200 samples late: what seems to wait are 200, and those are the newest.
     session.write(ramp(0, kCapacity));
     session.write(ramp(5000, 200));
     const QList<QByteArray> datagrams = session.tick();

@@ -11,7 +11,7 @@ namespace Carrier
 /// It is in the spectrum `offset` hertz from the middle, and nothing is as far on the other side.
 [[nodiscard]] bool isSeen(WireClient& client, double offset, double sampleRate);
 
-/// Tuned to beside it, it is 3 kHz above the middle of the IQ stream, and not below.
+/// When tuned next to it, it is 3 kHz above the middle of the IQ stream, and not below.
 [[nodiscard]] bool isHeard(WireClient& client, double offset);
 
 /// Writes a property of the receiver.

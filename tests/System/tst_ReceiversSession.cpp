@@ -303,7 +303,7 @@ void tst_ReceiversSession::samplesOfRtlStickAreReadEitherWay()
     QVERIFY2(waitUntil([&] {
                  const auto samples = received();
                  tone = Measure::amplitude(samples, kTone, kRate) / kGain;
-                 // Of 12.7 steps, and hardly anything beside it.
+                 // Of 12.7 steps, and hardly anything else.
                  const bool isTone = std::abs(tone - 12.7) < 0.6 && rms(samples) < 1.06 * tone;
                  return isTone == offsetBinary;
              }),

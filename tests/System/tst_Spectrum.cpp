@@ -96,7 +96,7 @@ void tst_Spectrum::stationStandsAtItsBinWithItsLevel()
         return frame && std::abs(frame->points[bin] - expected) <= 2;
     }));
     QCOMPARE(Measure::strongest(frame->points), bin);
-    // The image would stand as far below the middle: 60 dB down at the least, four points a decibel.
+    // The image would be as far below the middle: 60 dB down at the least, four points a decibel.
     QVERIFY(frame->points[fftSize / 2 - fftSize * 3 / 32] > expected + 240);
 }
 

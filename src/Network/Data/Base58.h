@@ -7,6 +7,7 @@
 
 /// The text form of an id that people read and pass around: base 58 without 0, O, I and l, a leading '1' for
 /// each leading zero byte. The cost grows with the square of the length.
+/// Thread: any.
 namespace Base58
 {
 

@@ -63,7 +63,7 @@ private:
     qint64 m_sizeAtTheCut = 0;
 };
 
-// Tuned so that the station stands still at 0 Hz.
+// Tuned so that the station is at 0 Hz.
 bool tst_ClientOutage::Pair::record(const QStringList& arguments)
 {
     client.start(QStringLiteral("record"), served.server,
@@ -135,7 +135,7 @@ void tst_ClientOutage::whoIsToComeBackGoesOnAsBefore()
     const double all = missing + told[QStringLiteral("seconds")].toDouble();
     QVERIFY2(all > whole - 3 && all < whole, qPrintable(QStringLiteral("%1 of %2").arg(all).arg(whole)));
 
-    // The station stands still at the rate of before, at the end as at the beginning.
+    // The station stays at 0 Hz at the rate of before, at the end as at the beginning.
     const Sound sound = Sound::read(m_returning->path());
     QCOMPARE(sound.sampleRate, kRate);
     for (const std::size_t first : {std::size_t(2'000), sound.values.size() - 40'000}) {

@@ -121,7 +121,7 @@ void tst_ClientTroubles::restartedServerIsComeBackTo()
     client.signal(SIGINT);
     QCOMPARE(client.waitForExitCode(), 0);
     QVERIFY(client.text().contains(QLatin1String("missing")));
-    // The settings are as they were: the station stands still at the rate of before, at the end too.
+    // The settings are as they were: the station stays at 0 Hz at the rate of before, at the end too.
     const Sound sound = Sound::read(m_restarted->path());
     QCOMPARE(sound.sampleRate, 12'000);
     const std::size_t last = sound.values.size() - 2;

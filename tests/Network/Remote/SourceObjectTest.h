@@ -82,7 +82,7 @@ inline QByteArrayList bodies(const QList<WirePeer::Message>& packets)
     return result;
 }
 
-/// A source of a Target, whose clock stands still until the test moves it, and a replica made of datagrams;
+/// A source of a Target, whose clock the test alone moves, and a replica made of datagrams;
 /// new for each test.
 class SourceObjectTest : public QObject
 {

@@ -36,7 +36,7 @@ inline QJsonObject nothing(const QJsonObject& /*request*/, const NodeInfo& /*cal
     return {};
 }
 
-/// An RpcSocket whose clock stands still until the test moves it, and its peer on loopback; new for each
+/// An RpcSocket whose clock the test alone moves, and its peer on loopback; new for each
 /// test.
 class RpcSocketTest : public QObject
 {

@@ -30,7 +30,7 @@ inline QStringList commands(const QList<WirePeer::Message>& packets)
     return names;
 }
 
-/// A session whose clock stands still until the test moves it, and its peer on loopback; new for each test.
+/// A session whose clock the test alone moves, and its peer on loopback; new for each test.
 /// What is warned of fails it.
 class UserSocketTest : public QObject
 {

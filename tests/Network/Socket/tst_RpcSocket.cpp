@@ -191,7 +191,7 @@ void tst_RpcSocket::highFourBitsOfTypeAreIgnored()
 
 void tst_RpcSocket::bodyTooLongFailsWithoutLogLineAndExpires()
 {
-    // {"cd":"work","x":"..."} takes 20 bytes beside the text.
+    // {"cd":"work","x":"..."} takes 20 bytes besides the text.
     const QJsonObject args{{QStringLiteral("x"), QString(65492 - 20, QLatin1Char('a'))}};
     int timeouts = 0;
     {
