@@ -36,6 +36,9 @@ function(orvenlink_layer name)
   set(uses ${ORVENLINK_USES_${name}})
   list(TRANSFORM uses REPLACE "(.+)" "$<TARGET_NAME_IF_EXISTS:orvenlink-\\1>")
   add_library(orvenlink-${name} STATIC ${LAYER_SOURCES})
+  # A shared library may be made of it, which shows hosts nothing of it.
+  set_target_properties(orvenlink-${name} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_include_directories(orvenlink-${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
   target_link_libraries(orvenlink-${name} PUBLIC ${uses} ${LAYER_LINKS} PRIVATE orvenlink-options)
 endfunction()

@@ -9,6 +9,12 @@ IqQueue::IqQueue(qint64 capacity, QObject* parent)
 {
 }
 
+void IqQueue::setCapacity(qint64 capacity)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_capacity = capacity;
+}
+
 void IqQueue::push(const IqBlock& block)
 {
     const QMutexLocker lock(&m_mutex);

@@ -19,6 +19,8 @@ class IqQueue : public QObject
 public:
     /// `capacity` in samples, 1 or more.
     explicit IqQueue(qint64 capacity, QObject* parent = nullptr);
+    /// From the next block on.
+    void setCapacity(qint64 capacity);
 
     struct Taken
     {

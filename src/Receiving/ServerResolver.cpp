@@ -75,8 +75,13 @@ void ServerResolver::onListened()
     }
 }
 
+// An address is not looked up: that would ask a name server for its name.
 void ServerResolver::lookUp()
 {
+    if (const QHostAddress address(m_server.host); !address.isNull()) {
+        emit found({m_server.id, address, m_server.port, m_identificator});
+        return;
+    }
     QHostInfo::lookupHost(m_server.host, this, SLOT(onLookedUp(QHostInfo)));
 }
 

@@ -11,6 +11,7 @@ private slots:
     void blocksComeOutInTheirOrder();
     void oldestGoWhenItIsFullAndListenerKnowsHowMuch();
     void blockAboveCapacityIsKeptAlone();
+    void capacityCountsFromNextBlock();
     void emptyQueueGivesNothingAfterWait();
     void whoWaitsIsWokenByBlock();
     void whoWaitsIsWokenByEnd();
@@ -118,6 +119,20 @@ void tst_IqQueue::slowListenerOnAnotherThreadAccountsForEverySample()
     queue.close();
     listener.join();
     QCOMPARE(accounted, kBlocks * 128);
+}
+
+void tst_IqQueue::capacityCountsFromNextBlock()
+{
+    IqQueue queue(10'000);
+    for (int n = 0; n < 10; ++n) {
+        queue.push(block(128 * n));
+    }
+    queue.setCapacity(256);
+    queue.push(block(1280));
+    const auto taken = queue.take(0);
+    QVERIFY(taken);
+    QCOMPARE(taken->block.position, 1152);
+    QCOMPARE(taken->dropped, 1152);
 }
 
 QTEST_APPLESS_MAIN(tst_IqQueue)

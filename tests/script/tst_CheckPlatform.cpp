@@ -85,6 +85,7 @@ void tst_CheckPlatform::whatIsNoSystemsPasses_data()
     QTest::newRow("Qt") << QByteArray("#include <QUdpSocket>");
     QTest::newRow("vectors") << QByteArray("#include <hwy/highway.h>");
     QTest::newRow("receiver's library") << QByteArray("#include <rtl-sdr.h>");
+    QTest::newRow("our own library") << QByteArray("#include <orvenlink/Client.h>");
     QTest::newRow("comment") << QByteArray("int x; // as <poll.h>, where __linux__ is told");
     QTest::newRow("part of another name") << QByteArray("#ifdef USE_WIN32_NAMES");
     QTest::newRow("another condition") << QByteArray("#if HWY_ONCE");
@@ -103,9 +104,9 @@ void tst_CheckPlatform::whatIsSystemsIsRefused_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QString>("what");
-    for (const char* header :
-         {"unistd.h", "fcntl.h", "poll.h", "sys/socket.h", "netinet/in.h", "termios.h", "pthread.h",
-          "dlfcn.h", "signal.h", "csignal", "windows.h", "winsock2.h", "qt_windows.h", "QWinEventNotifier"}) {
+    for (const char* header : {"unistd.h", "fcntl.h", "poll.h", "sys/socket.h", "netinet/in.h", "termios.h",
+                               "pthread.h", "dlfcn.h", "signal.h", "csignal", "windows.h", "winsock2.h",
+                               "qt_windows.h", "QWinEventNotifier", "QtCore/private/qthread_p.h"}) {
         const QByteArray name = '<' + QByteArray(header) + '>';
         QTest::newRow(header) << "#include " + name << QString::fromLatin1(name);
     }

@@ -2,26 +2,30 @@
 
 #include "Core/Log/LogLimiter.h"
 
+#include <atomic>
+
 namespace
 {
 
-QDebug tagged(QDebug stream, const char* severity, const char* file, const char* function, int line)
+std::atomic<Log::Sink> currentSink{nullptr};
+
+QDebug toQt(QtMsgType level)
 {
-    stream.noquote() << severity << Log::sourceTag(file) << "]" << function << ":" << line << "=>\t";
-    return stream;
+    switch (level) {
+    case QtDebugMsg:
+        return qDebug();
+    case QtInfoMsg:
+        return qInfo();
+    case QtWarningMsg:
+        return qWarning();
+    default:
+        return qCritical();
+    }
 }
 
 bool isAdmitted(const char* file, int line, QtMsgType level)
 {
     return LogLimiter::ofPlace(file, line, level).admit();
-}
-
-// What nobody reads.
-QDebug nowhere()
-{
-    static thread_local QString text;
-    text.resize(0);
-    return QDebug(&text);
 }
 
 } // namespace
@@ -38,23 +42,53 @@ QString Log::sourceTag(const char* file)
     return path.left(path.lastIndexOf(QLatin1Char('.')));
 }
 
-QDebug Log::unlimitedWarning(const char* file, const char* function, int line)
+void Log::setSink(Sink sink)
 {
-    return tagged(qWarning(), "[ W ][", file, function, line);
+    currentSink = sink;
 }
 
-QDebug Log::debug(const char* file, int line)
+Log::RecordText::~RecordText()
 {
-    return isAdmitted(file, line, QtDebugMsg) ? unlimitedDebug() : nowhere();
+    if (sink != nullptr) {
+        sink(level, text.trimmed());
+    }
 }
 
-QDebug Log::warning(const char* file, const char* function, int line)
+Log::Record::Record(QtMsgType severity)
+    : RecordText{currentSink, severity, {}}
+    , QDebug(sink == nullptr ? toQt(severity) : QDebug(&text))
 {
-    return isAdmitted(file, line, QtWarningMsg) ? unlimitedWarning(file, function, line) : nowhere();
+    noquote();
 }
 
-QDebug Log::critical(const char* file, const char* function, int line)
+Log::Record::Record(QtMsgType severity, const char* file, const char* function, int line)
+    : Record(severity)
 {
-    return isAdmitted(file, line, QtCriticalMsg) ? tagged(qCritical(), "[ C ][", file, function, line)
-                                                 : nowhere();
+    *this << (severity == QtWarningMsg ? "[ W ][" : "[ C ][") << sourceTag(file) << "]" << function << ":"
+          << line << "=>\t";
+}
+
+Log::Record::Record()
+    : QDebug(&text)
+{
+}
+
+Log::Record Log::unlimitedWarning(const char* file, const char* function, int line)
+{
+    return {QtWarningMsg, file, function, line};
+}
+
+Log::Record Log::debug(const char* file, int line)
+{
+    return isAdmitted(file, line, QtDebugMsg) ? Record(QtDebugMsg) : Record();
+}
+
+Log::Record Log::warning(const char* file, const char* function, int line)
+{
+    return isAdmitted(file, line, QtWarningMsg) ? Record(QtWarningMsg, file, function, line) : Record();
+}
+
+Log::Record Log::critical(const char* file, const char* function, int line)
+{
+    return isAdmitted(file, line, QtCriticalMsg) ? Record(QtCriticalMsg, file, function, line) : Record();
 }

@@ -12,23 +12,49 @@ namespace Log
 /// The source tag of a file: its path below src/, without its extension.
 QString sourceTag(const char* file);
 
-/// A record at warning or critical level that already holds its tag; stream the message into it.
-QDebug warning(const char* file, const char* function, int line);
-QDebug critical(const char* file, const char* function, int line);
+/// Takes whole records, on the thread that logs.
+using Sink = void (*)(QtMsgType level, const QString& text);
+/// Where records go from now on, past Qt's message handler: that is the host's, where the program is a guest.
+/// At first, and with nullptr, they go to Qt.
+void setSink(Sink sink);
 
-/// Records at debug and info level, unquoted.
-QDebug debug(const char* file, int line);
-inline QDebug info()
+/// What a record is put together in, while it goes to a sink.
+struct RecordText
 {
-    return qInfo().noquote();
+    ~RecordText();
+
+    Sink sink = nullptr;
+    QtMsgType level = QtDebugMsg;
+    QString text;
+};
+
+/// One record, which goes out with the end of the statement that makes it; stream the message into it.
+/// Unquoted.
+class Record : private RecordText, public QDebug
+{
+public:
+    explicit Record(QtMsgType severity);
+    /// With its tag.
+    Record(QtMsgType severity, const char* file, const char* function, int line);
+    /// One that nobody reads.
+    Record();
+    Q_DISABLE_COPY_MOVE(Record)
+};
+
+Record warning(const char* file, const char* function, int line);
+Record critical(const char* file, const char* function, int line);
+Record debug(const char* file, int line);
+inline Record info()
+{
+    return Record(QtInfoMsg);
 }
 
 /// For what has to be seen, and for answers to the person at the console.
-inline QDebug unlimitedDebug()
+inline Record unlimitedDebug()
 {
-    return qDebug().noquote();
+    return Record(QtDebugMsg);
 }
-QDebug unlimitedWarning(const char* file, const char* function, int line);
+Record unlimitedWarning(const char* file, const char* function, int line);
 
 } // namespace Log
 

@@ -1,4 +1,5 @@
 #include "Core/Log/Log.h"
+#include "Core/Log/LogLimiter.h"
 
 #include "support/LogCapture.h"
 
@@ -14,6 +15,7 @@ private slots:
     void warningCarriesTagFunctionAndLineEachFollowedByOneBlank();
     void criticalDiffersInItsLetterAlone();
     void debugRecordIsMessageAlone();
+    void sinkTakesRecordsPastQt();
 };
 
 void tst_Log::sourceTagIsPathBelowSrcWithoutExtension_data()
@@ -58,6 +60,25 @@ void tst_Log::debugRecordIsMessageAlone()
     const LogCapture log;
     LOG_DEBUG() << QStringLiteral("Set device ..") << QStringLiteral("RtlUsb");
     QCOMPARE(log.texts(QtDebugMsg), QStringList{QStringLiteral("Set device .. RtlUsb")});
+}
+
+void tst_Log::sinkTakesRecordsPastQt()
+{
+    static QStringList taken;
+    const LogCapture log;
+    Log::setSink([](QtMsgType level, const QString& text) {
+        taken.append(QString::number(level) + QLatin1Char(' ') + text);
+    });
+    LOG_DEBUG() << "a" << 1;
+    LOG_INFO() << QStringLiteral("b");
+    Log::warning("src/A.cpp", "f", 2) << QStringLiteral("c");
+    LOG_LIMITED(Log::critical("src/A.cpp", "f", 3)) << QStringLiteral("d") << 4;
+    Log::setSink(nullptr);
+    LOG_INFO() << QStringLiteral("e");
+    QCOMPARE(taken, QStringList({QStringLiteral("0 a 1"), QStringLiteral("4 b"),
+                                 QStringLiteral("1 [ W ][ A ] f : 2 =>\t c"),
+                                 QStringLiteral("2 [ C ][ A ] f : 3 =>\t d 4")}));
+    QCOMPARE(log.texts(), QStringList{QStringLiteral("e")});
 }
 
 QTEST_GUILESS_MAIN(tst_Log)
