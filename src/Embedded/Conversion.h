@@ -6,6 +6,7 @@
 #include "Embedded/orvenlink/Values.h"
 
 /// Between what the session knows and what a host sees.
+/// Thread: that of the session.
 namespace Conversion
 {
 

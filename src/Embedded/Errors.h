@@ -4,6 +4,7 @@
 #include "Receiving/ServerResolver.h"
 
 /// Why there is no session, for a host.
+/// Thread: any.
 namespace Errors
 {
 

@@ -10,7 +10,7 @@ namespace Version
 extern const QLatin1String kMajor;
 extern const QLatin1String kMinor;
 
-/// The pieces joined, as people see them: "0.8".
+/// The pieces joined by points, as people see them.
 QString text();
 
 } // namespace Version

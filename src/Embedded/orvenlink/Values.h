@@ -15,6 +15,7 @@
 #endif
 
 /// What the functions of the library take and give. All texts are UTF-8, all frequencies and rates hertz.
+/// Thread: any, one at a time.
 namespace orvenlink
 {
 
