@@ -1,5 +1,7 @@
 #include "Embedded/HostSession.h"
 
+#include <orvenlink/Finder.h>
+
 #ifdef WITH_GUI
 #include <QGuiApplication>
 using Application = QGuiApplication;
@@ -51,7 +53,7 @@ private:
 } // namespace
 
 // A host with an application of Qt's: PLACE IDENTIFICATOR before|after|between. It is made before the library
-// is used, after that, or while there is a session, and gone before that ends.
+// is used, after that, or again and again meanwhile.
 int main(int argc, char** argv)
 {
     if (argc != 4) {
@@ -76,13 +78,9 @@ int main(int argc, char** argv)
             trouble = host.runBeside(use);
         }
     } else {
-        std::promise<void> begun;
-        auto session = std::async(std::launch::async, [&] {
-            begun.set_value();
-            return useLibrary(place, identificator);
-        });
-        begun.get_future().wait();
-        for (int n = 0; n < 20 && trouble.empty(); ++n) {
+        const orvenlink::Finder finder; // the first to meet Qt
+        auto session = std::async(std::launch::async, use);
+        while (trouble.empty() && session.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
             Host host(argc, argv);
             trouble = host.runBeside([] {
                 std::this_thread::sleep_for(std::chrono::milliseconds(50));
