@@ -188,7 +188,7 @@ void tst_IqSinks::playerFileFromAnotherRateIsAt48000()
     PlayerSink sink;
     const QString file = path(QStringLiteral("p.wav"));
     QVERIFY(sink.open(file, rate));
-    IqBlock whole = tone(kHertz, rate, 7'600, static_cast<int>(rate));
+    IqBlock whole = tone(kHertz, rate, 7'600.0, static_cast<int>(rate));
     for (int n = 0; n < whole.samples.size(); n += 128) {
         QCOMPARE(sink.write(block(whole.samples.mid(n, 128))), IqSink::Outcome::Going);
     }
