@@ -3,9 +3,9 @@
 #include "System/Carrier.h"
 #include "System/Receiver.h"
 #include "System/Served.h"
-#include "System/Wait.h"
-#include "System/WireClient.h"
 #include "Table.h"
+#include "support/Wait.h"
+#include "support/WireClient.h"
 
 #include <QElapsedTimer>
 #include <algorithm>

@@ -132,21 +132,23 @@ void tst_JsonText::noTextCostsMuchMoreThanQtsOwnReading_data()
 void tst_JsonText::noTextCostsMuchMoreThanQtsOwnReading()
 {
     QFETCH(QByteArray, text);
-    const auto best = [](const std::function<void()>& parse) {
-        qint64 least = std::numeric_limits<qint64>::max();
-        for (int i = 0; i < 20; ++i) {
-            QElapsedTimer timer;
-            timer.start();
-            parse();
-            least = std::min(least, timer.nsecsElapsed());
-        }
-        return least;
+    const auto time = [](const std::function<void()>& parse) {
+        QElapsedTimer timer;
+        timer.start();
+        parse();
+        return timer.nsecsElapsed();
     };
-    const qint64 ours = best([&text] { (void)JsonText::parse(text); });
-    const qint64 qts = best([&text] { (void)QJsonDocument::fromJson(text); });
+    // The best of turns that take place at the same time: a busy machine slows either.
     constexpr qint64 kPerByte = 5; // ns
-    QVERIFY2(ours < 3 * qts / 2 + kPerByte * text.size(),
-             qPrintable(QStringLiteral("%1 ns, %2 by Qt alone").arg(ours).arg(qts)));
+    constexpr int kTurns = 500;
+    qint64 ours = std::numeric_limits<qint64>::max();
+    qint64 qts = ours;
+    const auto isMuchMore = [&] { return ours >= 3 * qts / 2 + kPerByte * text.size(); };
+    for (int i = 0; i < kTurns && (i < 20 || isMuchMore()); ++i) {
+        ours = std::min(ours, time([&text] { (void)JsonText::parse(text); }));
+        qts = std::min(qts, time([&text] { (void)QJsonDocument::fromJson(text); }));
+    }
+    QVERIFY2(!isMuchMore(), qPrintable(QStringLiteral("%1 ns, %2 by Qt alone").arg(ours).arg(qts)));
 }
 
 // 100 MB would stay, of texts that each fit into a datagram.
