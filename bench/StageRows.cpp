@@ -19,8 +19,8 @@ constexpr int kTier = 1;
 
 const HalfBandTables::Filter& filterOf(int taps)
 {
-    for (double band = 0.41; band > 0.0; band -= 0.001) {
-        const HalfBandTables::Filter* filter = HalfBandTables::choose(kTier, 1.0, band);
+    for (int thousandth = 410; thousandth > 0; --thousandth) {
+        const HalfBandTables::Filter* filter = HalfBandTables::choose(kTier, 1.0, thousandth / 1000.0);
         if (filter != nullptr && filter->taps == taps) {
             return *filter;
         }

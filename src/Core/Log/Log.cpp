@@ -56,6 +56,8 @@ Log::RecordText::~RecordText()
 
 Log::Record::Record(QtMsgType severity)
     : RecordText{currentSink, severity, {}}
+    // The analyzer doesn't see that the base above has it.
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
     , QDebug(sink == nullptr ? toQt(severity) : QDebug(&text))
 {
     noquote();
