@@ -87,7 +87,7 @@ Error Client::connect(const std::string& server, const std::string& identificato
         session.open(QString::fromStdString(server), QString::fromStdString(identificator),
                      static_cast<int>(std::clamp(limit, milliseconds(0), kListen).count()), answer);
     };
-    const Error error = m_core->await(begin, limit);
+    Error error = m_core->await(begin, limit);
     if (error.code == Error::Code::TimedOut) {
         disconnect();
     }

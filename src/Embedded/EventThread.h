@@ -22,15 +22,14 @@ public:
     EventThread();
     /// Runs what has been posted, and ends the thread.
     ~EventThread();
+    EventThread(const EventThread&) = delete;
+    EventThread& operator=(const EventThread&) = delete;
 
     void post(Task task);
     /// Runs the task in the thread and waits for its end.
     void call(const Task& task);
 
 private:
-    EventThread(const EventThread&) = delete;
-    EventThread& operator=(const EventThread&) = delete;
-
     class Postbox;
     void run();
 

@@ -49,7 +49,7 @@ QVector<float> blackman(int size)
 
 } // namespace
 
-FFTStream::FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* parent)
+FFTStream::FFTStream(const QSharedPointer<Socket>& socket, bool compress, QObject* parent)
     : FFTStream(QSharedPointer<FFTSocket>::create(socket), socket, compress, parent)
 {
 }

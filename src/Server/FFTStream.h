@@ -23,7 +23,7 @@ class FFTStream : public DeviceStream
     Q_OBJECT
 
 public:
-    FFTStream(QSharedPointer<Socket> socket, bool compress, QObject* parent);
+    FFTStream(const QSharedPointer<Socket>& socket, bool compress, QObject* parent);
 
     /// Reads the device's inBuffer.
     void setDevice(AbstractRadioDevice* device) override;

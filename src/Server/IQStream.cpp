@@ -17,7 +17,7 @@ constexpr int kBlocksPerTurn = 40; // half a millisecond's work
 
 } // namespace
 
-IQStream::IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent)
+IQStream::IQStream(const QSharedPointer<Socket>& socket, bool compress, QObject* parent)
     : IQStream(QSharedPointer<IQSocket>::create(socket), socket, compress, parent)
 {
 }

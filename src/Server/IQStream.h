@@ -34,7 +34,7 @@ public:
         [[nodiscard]] bool read(DoubleComplex* samples, int count);
     };
 
-    IQStream(QSharedPointer<Socket> socket, bool compress, QObject* parent);
+    IQStream(const QSharedPointer<Socket>& socket, bool compress, QObject* parent);
 
     /// Reads the device's outBuffer from index 0 on.
     void setDevice(AbstractRadioDevice* device) override;

@@ -24,6 +24,8 @@ public:
     Client();
     /// Leaves the session politely, within 300 ms.
     ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
 
     /// Begins a session, after the end of the one before, and waits until the receiver's properties and the
     /// rate of the samples are known. `server` is ADDRESS@HOST:PORT with the identificator, which the server
@@ -84,9 +86,6 @@ public:
     [[nodiscard]] Counts counts() const;
 
 private:
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-
     std::unique_ptr<ClientCore> m_core;
 };
 

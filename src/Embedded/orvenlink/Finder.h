@@ -17,6 +17,8 @@ class ORVENLINK_API Finder
 public:
     Finder();
     ~Finder();
+    Finder(const Finder&) = delete;
+    Finder& operator=(const Finder&) = delete;
 
     /// Why nothing can be heard, if so.
     [[nodiscard]] Error error() const;
@@ -26,9 +28,6 @@ public:
     [[nodiscard]] std::vector<Server> servers(milliseconds listened = milliseconds(1'200)) const;
 
 private:
-    Finder(const Finder&) = delete;
-    Finder& operator=(const Finder&) = delete;
-
     std::unique_ptr<FinderCore> m_core;
 };
 
