@@ -82,6 +82,7 @@ int main(int argc, char** argv)
         auto session = std::async(std::launch::async, use);
         while (trouble.empty() && session.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
             Host host(argc, argv);
+            // Applications of a short life, one after the other, for as long as the session takes.
             trouble = host.runBeside([] {
                 std::this_thread::sleep_for(std::chrono::milliseconds(50));
                 return std::string();

@@ -1,9 +1,14 @@
-#include <QDir>
-#include <QFile>
-#include <QProcess>
-#include <QTemporaryDir>
+#include "script/SmallTree.h"
+
 #include <QtTest>
 #include <memory>
+
+namespace
+{
+
+const QString kScript = QStringLiteral(ORVENLINK_SCRIPT);
+
+} // namespace
 
 /// script/check-layers, run on a small tree of a wire, two drivers and what is above them.
 class tst_CheckLayers : public QObject
@@ -20,77 +25,48 @@ private slots:
     void everyViolationIsTold();
 
 private:
-    struct Result
-    {
-        int exitCode;
-        QString text;
-    };
-    [[nodiscard]] static Result run(const QStringList& arguments);
-    void put(const QString& name, const QByteArray& text) const;
-
-    std::unique_ptr<QTemporaryDir> m_root;
+    std::unique_ptr<SmallTree> m_tree;
 };
 
 void tst_CheckLayers::init()
 {
-    m_root = std::make_unique<QTemporaryDir>();
-    put(QStringLiteral("layers.txt"), "# Lowest first.\n"
-                                      "wire: Wire\n"
-                                      "radio: Radio\n"
-                                      "one: Drivers/One : radio\n"
-                                      "two: Drivers/Two : radio\n"
-                                      "top: Top Top/Inner : wire one two\n");
-    put(QStringLiteral("CMakeLists.txt"), "add_subdirectory(Wire)\n");
-    put(QStringLiteral("Wire/CMakeLists.txt"), "orvenlink_layer(wire SOURCES Wire.cpp)\n");
-    put(QStringLiteral("Wire/Wire.h"), "#pragma once\n#include <QString>\n");
-    put(QStringLiteral("Wire/Wire.cpp"), "#include \"Wire/Wire.h\"\n#include \"Wire.moc\"\n");
-    put(QStringLiteral("Radio/Radio.h"), "#include <libradio/radio.h>\n");
-    put(QStringLiteral("Drivers/One/One.h"), "#include \"Radio/Radio.h\"\n");
-    put(QStringLiteral("Drivers/Two/Two.h"), "#include \"Radio/Radio.h\"\n");
-    put(QStringLiteral("Top/CMakeLists.txt"), "orvenlink_layer(top\n"
-                                              "  SOURCES\n"
-                                              "    Top.cpp # not ../Wire/Wire.cpp\n"
-                                              "    Inner/Inner.cpp)\n"
-                                              "configure_file(Made.h.in Made.h)\n");
-    put(QStringLiteral("Top/Made.h.in"), "#define MADE\n");
-    put(QStringLiteral("Top/Top.cpp"), "#include \"Drivers/One/One.h\"\n"
-                                       "#include \"Top/Inner/Inner.h\"\n"
-                                       "#include \"Top/Made.h\"\n"
-                                       "#include \"Wire/Wire.h\"\n");
-    put(QStringLiteral("Top/Inner/Inner.h"), "  #  include \"Wire/Wire.h\"\n");
-}
-
-tst_CheckLayers::Result tst_CheckLayers::run(const QStringList& arguments)
-{
-    QProcess script;
-    script.start(QStringLiteral(ORVENLINK_SCRIPT), arguments);
-    if (!script.waitForFinished()) {
-        return {-1, script.errorString()};
-    }
-    return {script.exitCode(),
-            QString::fromUtf8(script.readAllStandardOutput() + script.readAllStandardError())};
-}
-
-/// Below src/, at its end if the file is there.
-void tst_CheckLayers::put(const QString& name, const QByteArray& text) const
-{
-    const QString path = m_root->filePath(QStringLiteral("src/") + name);
-    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::Append));
-    QCOMPARE(file.write(text), text.size());
+    m_tree = std::make_unique<SmallTree>();
+    m_tree->put(QStringLiteral("layers.txt"), "# Lowest first.\n"
+                                              "wire: Wire\n"
+                                              "radio: Radio\n"
+                                              "one: Drivers/One : radio\n"
+                                              "two: Drivers/Two : radio\n"
+                                              "top: Top Top/Inner : wire one two\n");
+    m_tree->put(QStringLiteral("CMakeLists.txt"), "add_subdirectory(Wire)\n");
+    m_tree->put(QStringLiteral("Wire/CMakeLists.txt"), "orvenlink_layer(wire SOURCES Wire.cpp)\n");
+    m_tree->put(QStringLiteral("Wire/Wire.h"), "#pragma once\n#include <QString>\n");
+    m_tree->put(QStringLiteral("Wire/Wire.cpp"), "#include \"Wire/Wire.h\"\n#include \"Wire.moc\"\n");
+    m_tree->put(QStringLiteral("Radio/Radio.h"), "#include <libradio/radio.h>\n");
+    m_tree->put(QStringLiteral("Drivers/One/One.h"), "#include \"Radio/Radio.h\"\n");
+    m_tree->put(QStringLiteral("Drivers/Two/Two.h"), "#include \"Radio/Radio.h\"\n");
+    m_tree->put(QStringLiteral("Top/CMakeLists.txt"), "orvenlink_layer(top\n"
+                                                      "  SOURCES\n"
+                                                      "    Top.cpp # not ../Wire/Wire.cpp\n"
+                                                      "    Inner/Inner.cpp)\n"
+                                                      "configure_file(Made.h.in Made.h)\n");
+    m_tree->put(QStringLiteral("Top/Made.h.in"), "#define MADE\n");
+    m_tree->put(QStringLiteral("Top/Top.cpp"), "#include \"Drivers/One/One.h\"\n"
+                                               "#include \"Top/Inner/Inner.h\"\n"
+                                               "#include \"Top/Made.h\"\n"
+                                               "#include \"Wire/Wire.h\"\n");
+    m_tree->put(QStringLiteral("Top/Inner/Inner.h"), "  #  include \"Wire/Wire.h\"\n");
 }
 
 void tst_CheckLayers::ownTreePasses()
 {
-    const Result result = run({});
+    const SmallTree::Result result = SmallTree::run(kScript, {});
     QCOMPARE(result.text, QString());
     QCOMPARE(result.exitCode, 0);
 }
 
 void tst_CheckLayers::treeThatKeepsItsLayersPasses()
 {
-    const Result result = run({m_root->path()});
+    const SmallTree::Result result = m_tree->check(kScript);
     QCOMPARE(result.text, QString());
     QCOMPARE(result.exitCode, 0);
 }
@@ -166,17 +142,17 @@ void tst_CheckLayers::whatLayersForbidIsRefused()
     QFETCH(QString, file);
     QFETCH(QByteArray, text);
     QFETCH(QString, told);
-    put(file, text);
-    const Result result = run({m_root->path()});
+    m_tree->put(file, text);
+    const SmallTree::Result result = m_tree->check(kScript);
     QVERIFY2(result.text.contains(told + QLatin1Char('\n')), qPrintable(result.text));
     QCOMPARE(result.exitCode, 1);
 }
 
 void tst_CheckLayers::everyViolationIsTold()
 {
-    put(QStringLiteral("Radio/Radio.h"), "#include \"Wire/Wire.h\"\n");
-    put(QStringLiteral("New/New.h"), "#include \"Wire/None.h\"\n");
-    const Result result = run({m_root->path()});
+    m_tree->put(QStringLiteral("Radio/Radio.h"), "#include \"Wire/Wire.h\"\n");
+    m_tree->put(QStringLiteral("New/New.h"), "#include \"Wire/None.h\"\n");
+    const SmallTree::Result result = m_tree->check(kScript);
     QCOMPARE(result.text.count(QLatin1Char('\n')), 3);
     QCOMPARE(result.exitCode, 1);
 }

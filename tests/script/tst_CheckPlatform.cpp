@@ -1,9 +1,14 @@
-#include <QDir>
-#include <QFile>
-#include <QProcess>
-#include <QTemporaryDir>
+#include "script/SmallTree.h"
+
 #include <QtTest>
 #include <memory>
+
+namespace
+{
+
+const QString kScript = QStringLiteral(ORVENLINK_SCRIPT);
+
+} // namespace
 
 /// script/check-platform, run on a small tree: each row adds a line to it.
 class tst_CheckPlatform : public QObject
@@ -23,56 +28,27 @@ private slots:
     void everyViolationIsTold();
 
 private:
-    struct Result
-    {
-        int exitCode;
-        QString text;
-    };
-    [[nodiscard]] static Result run(const QStringList& arguments);
-    void put(const QString& name, const QByteArray& text) const;
-
-    std::unique_ptr<QTemporaryDir> m_root;
+    std::unique_ptr<SmallTree> m_tree;
 };
 
 void tst_CheckPlatform::init()
 {
-    m_root = std::make_unique<QTemporaryDir>();
-    put(QStringLiteral("Platform/Clock.h"), "#pragma once\n#include <cstdint>\n");
-    put(QStringLiteral("Platform/ClockPosix.cpp"), "#include <time.h>\n#ifdef __linux__\n#endif\n");
-    put(QStringLiteral("Server/Server.cpp"), "#include \"Platform/Clock.h\"\n");
-}
-
-tst_CheckPlatform::Result tst_CheckPlatform::run(const QStringList& arguments)
-{
-    QProcess script;
-    script.start(QStringLiteral(ORVENLINK_SCRIPT), arguments);
-    if (!script.waitForFinished()) {
-        return {-1, script.errorString()};
-    }
-    return {script.exitCode(),
-            QString::fromUtf8(script.readAllStandardOutput() + script.readAllStandardError())};
-}
-
-/// Below src/, at its end if the file is there.
-void tst_CheckPlatform::put(const QString& name, const QByteArray& text) const
-{
-    const QString path = m_root->filePath(QStringLiteral("src/") + name);
-    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::Append));
-    QCOMPARE(file.write(text), text.size());
+    m_tree = std::make_unique<SmallTree>();
+    m_tree->put(QStringLiteral("Platform/Clock.h"), "#pragma once\n#include <cstdint>\n");
+    m_tree->put(QStringLiteral("Platform/ClockPosix.cpp"), "#include <time.h>\n#ifdef __linux__\n#endif\n");
+    m_tree->put(QStringLiteral("Server/Server.cpp"), "#include \"Platform/Clock.h\"\n");
 }
 
 void tst_CheckPlatform::ownTreePasses()
 {
-    const Result result = run({});
+    const SmallTree::Result result = SmallTree::run(kScript, {});
     QCOMPARE(result.text, QString());
     QCOMPARE(result.exitCode, 0);
 }
 
 void tst_CheckPlatform::sourcesOfPlatformMayHaveAnything()
 {
-    const Result result = run({m_root->path()});
+    const SmallTree::Result result = m_tree->check(kScript);
     QCOMPARE(result.text, QString());
     QCOMPARE(result.exitCode, 0);
 }
@@ -94,8 +70,8 @@ void tst_CheckPlatform::whatIsNoSystemsPasses_data()
 void tst_CheckPlatform::whatIsNoSystemsPasses()
 {
     QFETCH(QByteArray, line);
-    put(QStringLiteral("Server/Server.cpp"), line + '\n');
-    const Result result = run({m_root->path()});
+    m_tree->put(QStringLiteral("Server/Server.cpp"), line + '\n');
+    const SmallTree::Result result = m_tree->check(kScript);
     QCOMPARE(result.text, QString());
     QCOMPARE(result.exitCode, 0);
 }
@@ -121,8 +97,8 @@ void tst_CheckPlatform::whatIsSystemsIsRefused()
 {
     QFETCH(QByteArray, line);
     QFETCH(QString, what);
-    put(QStringLiteral("Server/Server.cpp"), line + '\n');
-    const Result result = run({m_root->path()});
+    m_tree->put(QStringLiteral("Server/Server.cpp"), line + '\n');
+    const SmallTree::Result result = m_tree->check(kScript);
     QCOMPARE(
         result.text,
         QStringLiteral("src/Server/Server.cpp:2: %1 is for the sources of src/Platform alone\n").arg(what));
@@ -131,16 +107,16 @@ void tst_CheckPlatform::whatIsSystemsIsRefused()
 
 void tst_CheckPlatform::headersOfPlatformAreHeldToo()
 {
-    put(QStringLiteral("Platform/Clock.h"), "#include <time.h>\n");
-    QVERIFY(run({m_root->path()}).text.startsWith(QLatin1String("src/Platform/Clock.h:3: <time.h>")));
+    m_tree->put(QStringLiteral("Platform/Clock.h"), "#include <time.h>\n");
+    QVERIFY(m_tree->check(kScript).text.startsWith(QLatin1String("src/Platform/Clock.h:3: <time.h>")));
 }
 
 void tst_CheckPlatform::everyViolationIsTold()
 {
-    put(QStringLiteral("Server/Server.cpp"), "#include <poll.h>\n#include <unistd.h>\n");
-    put(QStringLiteral("Client/Client-inl.h"), "#ifdef __APPLE__\n");
-    put(QStringLiteral("Client/Id.h.in"), "#include <io.h>\n");
-    QCOMPARE(run({m_root->path()}).text.count(QLatin1Char('\n')), 4);
+    m_tree->put(QStringLiteral("Server/Server.cpp"), "#include <poll.h>\n#include <unistd.h>\n");
+    m_tree->put(QStringLiteral("Client/Client-inl.h"), "#ifdef __APPLE__\n");
+    m_tree->put(QStringLiteral("Client/Id.h.in"), "#include <io.h>\n");
+    QCOMPARE(m_tree->check(kScript).text.count(QLatin1Char('\n')), 4);
 }
 
 QTEST_GUILESS_MAIN(tst_CheckPlatform)
